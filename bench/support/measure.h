@@ -1,0 +1,23 @@
+// How a benchmark is named and counted. The report pairs the names: <work>/zelj is set beside <work>/<peer>.
+#pragma once
+
+#include <benchmark/benchmark.h>
+
+#include <string>
+
+namespace zelj::bench {
+
+// Registers the benchmark `<work>/<who>`: f() does `items` pixels, blocks or bytes of work, named by `unit`. State that
+// must live as long as the benchmark is captured by f (by shared pointer or from static storage).
+template <class F>
+void measure(const std::string& work, const std::string& who, const char* unit, double items, F f) {
+  benchmark::RegisterBenchmark((work + "/" + who).c_str(), [=](benchmark::State& state) {
+    for (auto _ : state) {
+      f();
+      benchmark::ClobberMemory();
+    }
+    state.counters[unit] = benchmark::Counter(items, benchmark::Counter::kIsIterationInvariantRate);
+  });
+}
+
+} // namespace zelj::bench

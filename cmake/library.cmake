@@ -1,0 +1,74 @@
+# libzelcore, and libzelj once for each instruction-set level.
+
+add_library(zelcore SHARED ${PROJECT_SOURCE_DIR}/core/zelcore.cpp)
+add_library(zelj::zelcore ALIAS zelcore)
+set_target_properties(zelcore PROPERTIES SOVERSION ${PROJECT_VERSION_MAJOR} LINKER_LANGUAGE C)
+target_include_directories(zelcore PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/core> $<INSTALL_INTERFACE:include>)
+target_compile_options(zelcore PRIVATE -fno-exceptions -fno-rtti)
+target_link_libraries(zelcore PRIVATE OpenMP::OpenMP_CXX $<BUILD_INTERFACE:zelj_warnings>)
+
+file(GLOB_RECURSE ZELJ_SOURCES CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/src/*.cpp ${PROJECT_SOURCE_DIR}/src/*.S)
+
+# The one list of exports, as the linker wants it.
+set(exports_def ${PROJECT_SOURCE_DIR}/src/frame/exports.def)
+set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${exports_def})
+file(STRINGS ${exports_def} ZELJ_EXPORTS REGEX "^ZELJ_EXPORT")
+list(TRANSFORM ZELJ_EXPORTS REPLACE "^ZELJ_EXPORT\\((.*)\\)$" "zeli\\1")
+list(JOIN ZELJ_EXPORTS ";\n    " export_lines)
+file(CONFIGURE OUTPUT ${PROJECT_BINARY_DIR}/zelj.map
+     CONTENT "{\n  global:\n    zeljGetLibVersion;\n    zeljEntryTable;\n    ${export_lines};\n  local: *;\n};\n")
+
+set(ZELJ_FLAGS_avx -mavx)
+set(ZELJ_FLAGS_x86-64-v3 -march=x86-64-v3)
+set(ZELJ_FLAGS_x86-64-v4 -march=x86-64-v4)
+
+# Highway's vectors for one level; the levels promise no carry-less multiplication and no AES.
+function(zelj_objects target level)
+  add_library(${target} OBJECT ${ZELJ_SOURCES})
+  set_source_files_properties(${PROJECT_SOURCE_DIR}/src/frame/trampolines.S PROPERTIES OBJECT_DEPENDS ${exports_def})
+  target_include_directories(${target} PRIVATE ${PROJECT_SOURCE_DIR}/include ${PROJECT_SOURCE_DIR}/core
+                                               ${PROJECT_SOURCE_DIR}/src)
+  target_compile_definitions(${target} PRIVATE HWY_DISABLE_PCLMUL_AES HWY_COMPILE_ONLY_STATIC HWY_IS_DEBUG_BUILD=0)
+  target_compile_options(
+    ${target} PRIVATE ${ZELJ_FLAGS_${level}}
+                      $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti -fno-threadsafe-statics -ffp-contract=off
+                      -fno-math-errno -fno-trapping-math $<$<CONFIG:Release>:-O3>>)
+  target_link_libraries(${target} PRIVATE OpenMP::OpenMP_CXX zelj_warnings)
+endfunction()
+
+function(zelj_shared target level subdirectory)
+  zelj_objects(${target}_objects ${level})
+  add_library(${target} SHARED $<TARGET_OBJECTS:${target}_objects>)
+  set_target_properties(
+    ${target}
+    PROPERTIES OUTPUT_NAME zelj
+               SOVERSION ${PROJECT_VERSION_MAJOR}
+               LINKER_LANGUAGE C # nothing of the C++ runtime
+               LINK_DEPENDS ${PROJECT_BINARY_DIR}/zelj.map
+               LIBRARY_OUTPUT_DIRECTORY ${CMAKE_LIBRARY_OUTPUT_DIRECTORY}/${subdirectory}
+               BUILD_WITH_INSTALL_RPATH ON
+               INSTALL_RPATH "$ORIGIN:$ORIGIN/../..")
+  target_include_directories(${target} PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include>
+                                              $<INSTALL_INTERFACE:include>)
+  target_link_options(${target} PRIVATE -Wl,--version-script=${PROJECT_BINARY_DIR}/zelj.map -Wl,--as-needed
+                      $<$<NOT:$<BOOL:${ZELJ_SANITIZED}>>:-Wl,-z,defs>)
+  target_link_libraries(${target} PRIVATE zelcore OpenMP::OpenMP_CXX m)
+endfunction()
+
+zelj_shared(zelj avx .)
+add_library(zelj::zelj ALIAS zelj)
+set(ZELJ_LEVEL_TARGETS "")
+foreach(level IN LISTS ZELJ_LEVELS)
+  if(NOT level STREQUAL avx)
+    zelj_shared(zelj_${level} ${level} glibc-hwcaps/${level})
+    add_dependencies(zelj zelj_${level})
+    list(APPEND ZELJ_LEVEL_TARGETS zelj_${level})
+  endif()
+endforeach()
+
+add_library(zelj_static STATIC $<TARGET_OBJECTS:zelj_objects>)
+add_library(zelj::zelj_static ALIAS zelj_static)
+set_target_properties(zelj_static PROPERTIES OUTPUT_NAME zelj LINKER_LANGUAGE C)
+target_include_directories(zelj_static PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include>
+                                              $<INSTALL_INTERFACE:include>)
+target_link_libraries(zelj_static PUBLIC zelcore OpenMP::OpenMP_CXX m)

@@ -1,0 +1,61 @@
+// The core library: memory, cache size and thread count, each in the plainest form that serves the image library.
+#include "zelcore.h"
+
+#include <cpuid.h>
+#include <omp.h>
+#include <stdlib.h>
+#include <unistd.h>
+
+#include <climits>
+#include <initializer_list>
+
+namespace {
+
+// Largest cache by the deterministic cache parameters: leaf 4 (Intel) or 0x8000001D (AMD), which share one layout.
+long largestCacheByCpuid(unsigned leaf) {
+  if (__get_cpuid_max(leaf & 0x80000000u, nullptr) < leaf) return 0;
+  long largest = 0;
+  for (unsigned index = 0; index < 16; ++index) {
+    unsigned a, b, c, d;
+    __cpuid_count(leaf, index, a, b, c, d);
+    if ((a & 31) == 0) break;
+    const long ways = (b >> 22) + 1, partitions = ((b >> 12) & 0x3ff) + 1, line = (b & 0xfff) + 1, sets = long{c} + 1;
+    const long size = ways * partitions * line * sets;
+    if (size > largest) largest = size;
+  }
+  return largest;
+}
+
+long largestCache() {
+  for (const int name : {_SC_LEVEL4_CACHE_SIZE, _SC_LEVEL3_CACHE_SIZE, _SC_LEVEL2_CACHE_SIZE}) {
+    const long size = sysconf(name);
+    if (size > 0) return size;
+  }
+  const long size = largestCacheByCpuid(4);
+  return size > 0 ? size : largestCacheByCpuid(0x8000001Du);
+}
+
+} // namespace
+
+void* zelMalloc(int size) {
+  if (size < 1) return nullptr;
+  void* p = nullptr;
+  return posix_memalign(&p, 64, static_cast<size_t>(size)) == 0 ? p : nullptr;
+}
+
+void zelFree(void* p) {
+  free(p);
+}
+
+int zelGetMaxCacheSizeB(int* pSizeByte) {
+  if (!pSizeByte) return -8;
+  const long size = largestCache();
+  if (size <= 0) return -1;
+  *pSizeByte = size > INT_MAX ? INT_MAX : static_cast<int>(size);
+  return 0;
+}
+
+int ownGetNumThreads() {
+  const int n = omp_get_max_threads();
+  return n < 1 ? 1 : n;
+}

@@ -1,0 +1,460 @@
+/**
+ * @file zelj.h
+ * @brief zelj: the inner loops of image codecs as flat C functions.
+ *
+ * Every export works on memory that the caller owns: it keeps nothing between calls except in state records that the
+ * caller holds, allocates only if its name says `Alloc`, and reads and writes no byte outside its operands. Results are
+ * exact: the same bytes on every processor, at every alignment, with any number of threads.
+ *
+ * Conventions that hold for all exports:
+ *  - A step is the distance between the starts of two rows, in bytes, whatever the element type.
+ *  - Planes come as an array of pointers. One step holds for all planes of an operand.
+ *  - Rows and blocks may begin at any address, also at odd addresses of 16-bit elements.
+ *  - Operands do not overlap unless the name ends in `I` or `IR` (in place).
+ *  - An export checks its arguments first, in the order that its comment gives; the first failure is returned and no
+ *    operand has been touched. A negative status is a failure; a positive one is a warning and the work has been done.
+ *  - All exports may be called from any number of threads at once on different memory.
+ */
+#ifndef ZELJ_H
+#define ZELJ_H
+
+#include <stdint.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+#if defined(__GNUC__)
+#define ZELJ_API __attribute__((visibility("default")))
+#else
+#define ZELJ_API
+#endif
+
+/** @defgroup types Types and status codes
+ *  @{ */
+
+typedef uint8_t Zel8u;   /**< unsigned 8-bit sample; also the bytes of a bit stream (tag `8u`, `1u`) */
+typedef int8_t Zel8s;    /**< signed 8-bit */
+typedef uint16_t Zel16u; /**< unsigned 16-bit sample, or a packed 5-5-5 or 5-6-5 pixel (tag `16u`) */
+typedef int16_t Zel16s;  /**< signed 16-bit sample or coefficient (tag `16s`) */
+typedef uint32_t Zel32u; /**< unsigned 32-bit */
+typedef int32_t Zel32s;  /**< signed 32-bit sample or coefficient (tag `32s`) */
+typedef float Zel32f;    /**< IEEE 754 single precision (tag `32f`) */
+typedef int64_t Zel64s;  /**< signed 64-bit */
+typedef uint64_t Zel64u; /**< unsigned 64-bit */
+
+/** Size of a region in pixels, by value. */
+typedef struct {
+  Zel32s width;
+  Zel32s height;
+} ZeliSize;
+
+/** Result of every export but zeljGetLibVersion: 0, a negative failure or a positive warning. */
+typedef Zel32s ZelStatus;
+
+/** The values of a ZelStatus. */
+enum {
+  zelStatusOddSize = 35,           /**< warning: a width or height that should be even is odd */
+  zelStatusJpegMarkerPending = 10, /**< note: the block was finished from bits in hand while a marker was pending */
+  zelStatusDivideByZero = 6,       /**< warning: a table of divisors held a zero; the entry is now 65535 */
+  zelStatusOk = 0,                 /**< success */
+  zelStatusJpegRunOverflow = -2,   /**< a run of zeros leads out of the block */
+  zelStatusOutOfRange = -5,        /**< an argument lies outside its allowed range */
+  zelStatusBadSize = -6,           /**< a width, height or length is not positive, or not what the operation needs */
+  zelStatusBadArgument = -7,       /**< an argument has a wrong value */
+  zelStatusNullPointer = -8,      /**< a required pointer is null; in the Huffman `InitAlloc` exports also: no memory */
+  zelStatusNoMemory = -9,         /**< allocation failed in a JPEG 2000 `InitAlloc` export */
+  zelStatusBadStep = -14,         /**< a row step is below the limit of its family */
+  zelStatusContextMismatch = -17, /**< a state record is not what the export wants */
+  zelStatusJpegBufferEnd = -62,   /**< JPEG bit stream: the destination is full, or the source has ended */
+  zelStatusJpegCoefficientRange = -63, /**< no such category, no code within 16 bits, or no bits left before a marker */
+  zelStatusJpegHuffmanTable = -64,     /**< a Huffman table is bad or has no code for a symbol */
+  zelStatusJpeg2kStreamError = -112,   /**< a segmentation symbol or termination check failed */
+  zelStatusBadPassNumber = -113,       /**< a pass or segment number lies outside the loaded code-block */
+  zelStatusPackBitsData = -124,        /**< PackBits input or output overrun */
+  zelStatusJpeg2kNotAttached = -180,   /**< no code-block is attached to the decoder state */
+  zelStatusBadMode = -9999             /**< no such BC7 mode */
+};
+/** @} */
+
+/** @defgroup version Version
+ *  @{ */
+
+/** What zeljGetLibVersion tells. */
+typedef struct {
+  Zel32s versionMajor;
+  Zel32s versionMinor;
+  Zel32s buildMajor;
+  Zel32s buildNumber;
+  char targetTag[8]; /**< tag of the target, padded with zeros */
+  const char* libraryName;
+  const char* versionText;
+  const char* buildDate;
+} ZelLibVersion;
+
+/** The library's version record: constant, the same pointer at every call, not to be freed. */
+ZELJ_API const ZelLibVersion* zeljGetLibVersion(void);
+/** @} */
+
+/** @defgroup levelshift Level shift
+ *  Between unsigned samples and samples centred on zero (ITU T.81 A.3.1). Rows run in parallel from 8193 pixels up.
+ *
+ *  Checks: pSrc null (-8), srcStep below 1 (-14), pDst null (-8), dstStep below 1 (-14), width or height below 1 (-6).
+ *  @{ */
+
+/** `pDst = pSrc - 128` for each sample of the region; results lie in -128..127. */
+ZELJ_API ZelStatus zeliSub128_JPEG_8u16s_C1R(const Zel8u* pSrc, int srcStep, Zel16s* pDst, int dstStep,
+                                             ZeliSize roiSize);
+/** `pDst = clamp(pSrc + 128, 0, 255)` for each sample of the region, for the full range of the source. */
+ZELJ_API ZelStatus zeliAdd128_JPEG_16s8u_C1R(const Zel16s* pSrc, int srcStep, Zel8u* pDst, int dstStep,
+                                             ZeliSize roiSize);
+/** @} */
+
+/** @defgroup colour Colour conversion at full resolution
+ *  RGB, BGR, packed and CMYK pixels to and from YCbCr, luminance and YCCK (the JFIF matrix: ITU-R BT.601, full range).
+ *
+ *  The library holds several fixed-point forms of the one matrix, and which form a pixel gets depends on the export and
+ *  on its column only; docs/exactness.md lists them. They differ by at most one grey level or so, and are exact each.
+ *
+ *  Packed pixels: RGB555 holds R in bits 0..4, G in 5..9, B in 10..14 (bit 15 ignored, written 0); RGB565 holds R in
+ *  0..4, G in 5..10, B in 11..15; BGR has R and B exchanged. Reading widens a field with zero bits, writing drops the
+ *  low bits.
+ *
+ *  Checks, unless an export says otherwise: a null pointer argument, then each null plane pointer in order, source
+ * planes first (-8); a step below 1 (-14); width, then height below 1 (-6). The exports between four-byte pixels and
+ * three planes (`C4P3R`, `P3C4R`) do not test steps: zero and negative steps are taken as they come.
+ *
+ *  Rows run in parallel from 8193 pixels up, except in the packed and the `C4P3R` and `P3C4R` exports.
+ *  @{ */
+
+/** R, G, B bytes to planes Y, Cb, Cr. */
+ZELJ_API ZelStatus zeliRGBToYCbCr_JPEG_8u_C3P3R(const Zel8u* pSrc, int srcStep, Zel8u* const pDst[3], int dstStep,
+                                                ZeliSize roiSize);
+/** B, G, R bytes to planes Y, Cb, Cr. */
+ZELJ_API ZelStatus zeliBGRToYCbCr_JPEG_8u_C3P3R(const Zel8u* pSrc, int srcStep, Zel8u* const pDst[3], int dstStep,
+                                                ZeliSize roiSize);
+/** Planes R, G, B to planes Y, Cb, Cr. */
+ZELJ_API ZelStatus zeliRGBToYCbCr_JPEG_8u_P3R(const Zel8u* const pSrc[3], int srcStep, Zel8u* const pDst[3],
+                                              int dstStep, ZeliSize roiSize);
+/** R, G, B and an ignored fourth byte to planes Y, Cb, Cr. Steps are not tested. */
+ZELJ_API ZelStatus zeliRGBToYCbCr_JPEG_8u_C4P3R(const Zel8u* pSrc, int srcStep, Zel8u* const pDst[3], int dstStep,
+                                                ZeliSize roiSize);
+/** B, G, R and an ignored fourth byte to planes Y, Cb, Cr. Steps are not tested. */
+ZELJ_API ZelStatus zeliBGRToYCbCr_JPEG_8u_C4P3R(const Zel8u* pSrc, int srcStep, Zel8u* const pDst[3], int dstStep,
+                                                ZeliSize roiSize);
+/** R, G, B bytes to luminance. */
+ZELJ_API ZelStatus zeliRGBToY_JPEG_8u_C3C1R(const Zel8u* pSrc, int srcStep, Zel8u* pDst, int dstStep, ZeliSize roiSize);
+/** B, G, R bytes to luminance. */
+ZELJ_API ZelStatus zeliBGRToY_JPEG_8u_C3C1R(const Zel8u* pSrc, int srcStep, Zel8u* pDst, int dstStep, ZeliSize roiSize);
+/** Planes R, G, B to luminance. Checks: pSrc and its three planes, then pDst null (-8), then as the others. */
+ZELJ_API ZelStatus zeliRGBToY_JPEG_8u_P3C1R(const Zel8u* const pSrc[3], int srcStep, Zel8u* pDst, int dstStep,
+                                            ZeliSize roiSize);
+/** RGB555 pixels to planes Y, Cb, Cr. */
+ZELJ_API ZelStatus zeliRGB555ToYCbCr_JPEG_16u8u_C3P3R(const Zel16u* pSrc, int srcStep, Zel8u* const pDst[3],
+                                                      int dstStep, ZeliSize roiSize);
+/** BGR555 pixels to planes Y, Cb, Cr. */
+ZELJ_API ZelStatus zeliBGR555ToYCbCr_JPEG_16u8u_C3P3R(const Zel16u* pSrc, int srcStep, Zel8u* const pDst[3],
+                                                      int dstStep, ZeliSize roiSize);
+/** RGB565 pixels to planes Y, Cb, Cr. */
+ZELJ_API ZelStatus zeliRGB565ToYCbCr_JPEG_16u8u_C3P3R(const Zel16u* pSrc, int srcStep, Zel8u* const pDst[3],
+                                                      int dstStep, ZeliSize roiSize);
+/** BGR565 pixels to planes Y, Cb, Cr. */
+ZELJ_API ZelStatus zeliBGR565ToYCbCr_JPEG_16u8u_C3P3R(const Zel16u* pSrc, int srcStep, Zel8u* const pDst[3],
+                                                      int dstStep, ZeliSize roiSize);
+/** C, M, Y, K bytes to planes Y, Cb, Cr, K: the YCbCr of (255 - C, 255 - M, 255 - Y), and K unchanged. */
+ZELJ_API ZelStatus zeliCMYKToYCCK_JPEG_8u_C4P4R(const Zel8u* pSrc, int srcStep, Zel8u* const pDst[4], int dstStep,
+                                                ZeliSize roiSize);
+/** Planes C, M, Y, K to planes Y, Cb, Cr, K: the YCbCr of (255 - C, 255 - M, 255 - Y), and K unchanged. */
+ZELJ_API ZelStatus zeliCMYKToYCCK_JPEG_8u_P4R(const Zel8u* const pSrc[4], int srcStep, Zel8u* const pDst[4],
+                                              int dstStep, ZeliSize roiSize);
+/** Planes Y, Cb, Cr to R, G, B bytes. */
+ZELJ_API ZelStatus zeliYCbCrToRGB_JPEG_8u_P3C3R(const Zel8u* const pSrc[3], int srcStep, Zel8u* pDst, int dstStep,
+                                                ZeliSize roiSize);
+/** Planes Y, Cb, Cr to B, G, R bytes. */
+ZELJ_API ZelStatus zeliYCbCrToBGR_JPEG_8u_P3C3R(const Zel8u* const pSrc[3], int srcStep, Zel8u* pDst, int dstStep,
+                                                ZeliSize roiSize);
+/** Planes Y, Cb, Cr to planes R, G, B. */
+ZELJ_API ZelStatus zeliYCbCrToRGB_JPEG_8u_P3R(const Zel8u* const pSrc[3], int srcStep, Zel8u* const pDst[3],
+                                              int dstStep, ZeliSize roiSize);
+/** Planes Y, Cb, Cr to R, G, B, alpha bytes; every fourth byte is `alpha`. Steps are not tested. */
+ZELJ_API ZelStatus zeliYCbCrToRGB_JPEG_8u_P3C4R(const Zel8u* const pSrc[3], int srcStep, Zel8u* pDst, int dstStep,
+                                                ZeliSize roiSize, Zel8u alpha);
+/** Planes Y, Cb, Cr to B, G, R, alpha bytes; every fourth byte is `alpha`. Steps are not tested. */
+ZELJ_API ZelStatus zeliYCbCrToBGR_JPEG_8u_P3C4R(const Zel8u* const pSrc[3], int srcStep, Zel8u* pDst, int dstStep,
+                                                ZeliSize roiSize, Zel8u alpha);
+/** Planes Y, Cb, Cr to RGB555 pixels. */
+ZELJ_API ZelStatus zeliYCbCrToRGB555_JPEG_8u16u_P3C3R(const Zel8u* const pSrc[3], int srcStep, Zel16u* pDst,
+                                                      int dstStep, ZeliSize roiSize);
+/** Planes Y, Cb, Cr to BGR555 pixels. */
+ZELJ_API ZelStatus zeliYCbCrToBGR555_JPEG_8u16u_P3C3R(const Zel8u* const pSrc[3], int srcStep, Zel16u* pDst,
+                                                      int dstStep, ZeliSize roiSize);
+/** Planes Y, Cb, Cr to RGB565 pixels. */
+ZELJ_API ZelStatus zeliYCbCrToRGB565_JPEG_8u16u_P3C3R(const Zel8u* const pSrc[3], int srcStep, Zel16u* pDst,
+                                                      int dstStep, ZeliSize roiSize);
+/** Planes Y, Cb, Cr to BGR565 pixels. */
+ZELJ_API ZelStatus zeliYCbCrToBGR565_JPEG_8u16u_P3C3R(const Zel8u* const pSrc[3], int srcStep, Zel16u* pDst,
+                                                      int dstStep, ZeliSize roiSize);
+/** Planes Y, Cb, Cr, K to C, M, Y, K bytes: C = 255 - R and so on, K unchanged. */
+ZELJ_API ZelStatus zeliYCCKToCMYK_JPEG_8u_P4C4R(const Zel8u* const pSrc[4], int srcStep, Zel8u* pDst, int dstStep,
+                                                ZeliSize roiSize);
+/** Planes Y, Cb, Cr, K to planes C, M, Y, K: C = 255 - R and so on, K unchanged. */
+ZELJ_API ZelStatus zeliYCCKToCMYK_JPEG_8u_P4R(const Zel8u* const pSrc[4], int srcStep, Zel8u* const pDst[4],
+                                              int dstStep, ZeliSize roiSize);
+/** @} */
+
+/** @defgroup sampling Halving and doubling of planes and rows
+ *  The plane exports take regions, have no handling of edges and read the margins that their formulas name. The row
+ *  exports treat the ends of a row themselves. The two families round differently: neither replaces the other.
+ *
+ *  Checks of the plane exports: pSrc null (-8), srcStep below 1 (-14), a source size below 1 (-6), then the same for
+ * the destination. They work from dstRoiSize alone; srcRoiSize is only tested. Checks of the row exports: a null
+ * pointer
+ *  (-8), then srcWidth below 1 (-6).
+ *
+ *  Except for zeliSampleUpH2V1_JPEG_8u_C1R, rows of the plane exports run in parallel from 8193 destination pixels up.
+ *  @{ */
+
+/** `d[i] = (s[2i] + s[2i+1] + 1) >> 1`, row by row. */
+ZELJ_API ZelStatus zeliSampleDownH2V1_JPEG_8u_C1R(const Zel8u* pSrc, int srcStep, ZeliSize srcRoiSize, Zel8u* pDst,
+                                                  int dstStep, ZeliSize dstRoiSize);
+/** `d[i] = (a[2i] + a[2i+1] + b[2i] + b[2i+1] + 3) >> 2` with a and b the source rows 2y and 2y + 1. */
+ZELJ_API ZelStatus zeliSampleDownH2V2_JPEG_8u_C1R(const Zel8u* pSrc, int srcStep, ZeliSize srcRoiSize, Zel8u* pDst,
+                                                  int dstStep, ZeliSize dstRoiSize);
+/** `d[2i] = (s[i-1] + 3 s[i] + 1) >> 2`, `d[2i+1] = (3 s[i] + s[i+1] + 2) >> 2`. Reads one sample left of each row and,
+ *  at an even destination width, one right of it. */
+ZELJ_API ZelStatus zeliSampleUpH2V1_JPEG_8u_C1R(const Zel8u* pSrc, int srcStep, ZeliSize srcRoiSize, Zel8u* pDst,
+                                                int dstStep, ZeliSize dstRoiSize);
+/** With `c[i] = 3 n[i] + f[i]`, n the near source row `y >> 1` and f the far row above it (y even) or below it (y odd):
+ *  `d[2i] = (c[i-1] + 3 c[i] + 8) >> 4`, `d[2i+1] = (3 c[i] + c[i+1] + 7) >> 4`. Reads one row above and below the
+ * plane, and margins at the sides as zeliSampleUpH2V1_JPEG_8u_C1R. */
+ZELJ_API ZelStatus zeliSampleUpH2V2_JPEG_8u_C1R(const Zel8u* pSrc, int srcStep, ZeliSize srcRoiSize, Zel8u* pDst,
+                                                int dstStep, ZeliSize dstRoiSize);
+/** `d[i] = (s[2i] + s[2i+1] + (i & 1)) >> 1`: srcWidth samples give srcWidth / 2. */
+ZELJ_API ZelStatus zeliSampleDownRowH2V1_Box_JPEG_8u_C1(const Zel8u* pSrc, int srcWidth, Zel8u* pDst);
+/** `d[i] = (a[2i] + a[2i+1] + b[2i] + b[2i+1] + 1 + (i & 1)) >> 2` from the rows a = pSrc1 and b = pSrc2. */
+ZELJ_API ZelStatus zeliSampleDownRowH2V2_Box_JPEG_8u_C1(const Zel8u* pSrc1, const Zel8u* pSrc2, int srcWidth,
+                                                        Zel8u* pDst);
+/** A row of n = srcWidth samples, 2 at least, to 2n: inside as zeliSampleUpH2V1_JPEG_8u_C1R; the first and the last
+ * pixel equal the ends of the source. */
+ZELJ_API ZelStatus zeliSampleUpRowH2V1_Triangle_JPEG_8u_C1(const Zel8u* pSrc, int srcWidth, Zel8u* pDst);
+/** A near row pSrc1 and a far row pSrc2 of n = srcWidth samples, 2 at least, to a row of 2n: inside as
+ *  zeliSampleUpH2V2_JPEG_8u_C1R; `d[0] = (4 c[0] + 8) >> 4` and `d[2n-1] = (4 c[n-1] + 7) >> 4`. */
+ZELJ_API ZelStatus zeliSampleUpRowH2V2_Triangle_JPEG_8u_C1(const Zel8u* pSrc1, const Zel8u* pSrc2, int srcWidth,
+                                                           Zel8u* pDst);
+/** @} */
+
+/** @defgroup quantisation Quantisation tables and blocks
+ *  Raw tables are 64 bytes in zig-zag order (ITU T.81 Figure A.6), as a DQT segment has them. Forward and inverse
+ * tables are 64 entries in natural order, row by row. A block is 64 coefficients in natural order, F(v, u) at index 8 v
+ * + u.
+ *
+ *  Checks: null pointers (-8).
+ *  @{ */
+
+/** Scales a raw table in place by a quality factor: 50 leaves it as it is, 100 and above make every entry 1; entries
+ * stay in 1..255 (the rule of the Independent JPEG Group's software). A quality below 1 gives -5. */
+ZELJ_API ZelStatus zeliQuantFwdRawTableInit_JPEG_8u(Zel8u* pQuantRawTable, int qualityFactor);
+/** Forward table of a raw one: the reciprocals round(32768 / q). A step of 0 gives 65535 and the warning 6. */
+ZELJ_API ZelStatus zeliQuantFwdTableInit_JPEG_8u16u(const Zel8u* pQuantRawTable, Zel16u* pQuantFwdTable);
+/** Inverse table of a raw one: the steps, widened and in natural order. */
+ZELJ_API ZelStatus zeliQuantInvTableInit_JPEG_8u16u(const Zel8u* pQuantRawTable, Zel16u* pQuantInvTable);
+/** Quantises a block in place by multiplication alone: exact to about half a step for coefficients below 4096 in
+ *  magnitude, halves rounded up, larger ones wrap. Not the quantiser of the fused zeliDCTQuantFwd exports. */
+ZELJ_API ZelStatus zeliQuantFwd8x8_JPEG_16s_C1I(Zel16s* pSrcDst, const Zel16u* pQuantFwdTable);
+/** Multiplies each coefficient by its step; products keep their low 16 bits. */
+ZELJ_API ZelStatus zeliQuantInv8x8_JPEG_16s_C1I(Zel16s* pSrcDst, const Zel16u* pQuantInvTable);
+/** @} */
+
+/** @defgroup fdct Forward DCT and quantisation of a block
+ *  8x8 samples to 64 quantised coefficients in natural order, at the scale of ITU T.81 A.3.3 (the DC term is 8 times
+ * the mean). The fixed-point transform lies within about half a unit of the ideal one. Quotients are rounded to the
+ * nearest integer, ties to even, and limited to 16 bits.
+ *
+ *  Checks: pSrc, then pDst null (-8), srcStep below 1 (-14), table null (-8).
+ *  @{ */
+
+/** 64 level-shifted samples to coefficients. */
+ZELJ_API ZelStatus zeliDCTQuantFwd8x8_JPEG_16s_C1(const Zel16s* pSrc, Zel16s* pDst, const Zel16u* pQuantFwdTable);
+/** 64 level-shifted samples to coefficients, in place. */
+ZELJ_API ZelStatus zeliDCTQuantFwd8x8_JPEG_16s_C1I(Zel16s* pSrcDst, const Zel16u* pQuantFwdTable);
+/** 8 rows of 8 samples 0..255, less 128, to coefficients. */
+ZELJ_API ZelStatus zeliDCTQuantFwd8x8LS_JPEG_8u16s_C1R(const Zel8u* pSrc, int srcStep, Zel16s* pDst,
+                                                       const Zel16u* pQuantFwdTable);
+/** 8 rows of 8 samples of 12 bits, less 2048, to coefficients, in single precision. The table holds 64 multipliers in
+ *  natural order that the caller makes, 1 / q for a step q. */
+ZELJ_API ZelStatus zeliDCTQuantFwd8x8LS_JPEG_16u16s_C1R(const Zel16u* pSrc, int srcStep, Zel16s* pDst,
+                                                        const Zel32f* pQuantFwdTable);
+/** @} */
+
+/** @defgroup idct Dequantisation and inverse DCT of a block
+ *  64 quantised coefficients in natural order to samples. No export looks at the data for a short cut: a decoder that
+ *  knows a block to be sparse calls a sparse member. Dequantised coefficients keep their low 16 bits. In the 8-bit
+ * members 128 is added and the sum limited to 0..255.
+ *
+ *  Checks: pSrc, then pDst null (-8), dstStep below 1 (-14), table null (-8).
+ *  @{ */
+
+/** A block to 64 samples, without level shift and clamp. */
+ZELJ_API ZelStatus zeliDCTQuantInv8x8_JPEG_16s_C1(const Zel16s* pSrc, Zel16s* pDst, const Zel16u* pQuantInvTable);
+/** A block to 64 samples in place, without level shift and clamp. */
+ZELJ_API ZelStatus zeliDCTQuantInv8x8_JPEG_16s_C1I(Zel16s* pSrcDst, const Zel16u* pQuantInvTable);
+/** A block to 8 rows of 8 samples. */
+ZELJ_API ZelStatus zeliDCTQuantInv8x8LS_JPEG_16s8u_C1R(const Zel16s* pSrc, Zel8u* pDst, int dstStep,
+                                                       const Zel16u* pQuantInvTable);
+/** A block of which only the DC term counts, to 8 rows of 8 equal samples: `clamp((F(0,0) q >> 3) + 128)`, with the sum
+ *  kept to 16 bits. Truncates where the full transform rounds. */
+ZELJ_API ZelStatus zeliDCTQuantInv8x8LS_1x1_JPEG_16s8u_C1R(const Zel16s* pSrc, Zel8u* pDst, int dstStep,
+                                                           const Zel16u* pQuantInvTable);
+/** A block of which only the top left 2x2 coefficients count, to 8 rows of 8 samples; equal to the full transform of a
+ *  block with the others cleared. */
+ZELJ_API ZelStatus zeliDCTQuantInv8x8LS_2x2_JPEG_16s8u_C1R(const Zel16s* pSrc, Zel8u* pDst, int dstStep,
+                                                           const Zel16u* pQuantInvTable);
+/** A block of which only the top left 4x4 coefficients count, to 8 rows of 8 samples; equal to the full transform of a
+ *  block with the others cleared. */
+ZELJ_API ZelStatus zeliDCTQuantInv8x8LS_4x4_JPEG_16s8u_C1R(const Zel16s* pSrc, Zel8u* pDst, int dstStep,
+                                                           const Zel16u* pQuantInvTable);
+/** A block to 2 rows of 2 samples: about the means of the quadrants of the full result. */
+ZELJ_API ZelStatus zeliDCTQuantInv8x8To2x2LS_JPEG_16s8u_C1R(const Zel16s* pSrc, Zel8u* pDst, int dstStep,
+                                                            const Zel16u* pQuantInvTable);
+/** A block to 4 rows of 4 samples: about the means of the 2x2 groups of the full result. */
+ZELJ_API ZelStatus zeliDCTQuantInv8x8To4x4LS_JPEG_16s8u_C1R(const Zel16s* pSrc, Zel8u* pDst, int dstStep,
+                                                            const Zel16u* pQuantInvTable);
+/** A block to 8 rows of 8 samples of 12 bits, in single precision: 2048 is added, the sum truncated and limited to
+ *  0..4095. The table holds 64 multipliers in natural order that the caller makes: the steps. */
+ZELJ_API ZelStatus zeliDCTQuantInv8x8LS_JPEG_16s16u_C1R(const Zel16s* pSrc, Zel16u* pDst, int dstStep,
+                                                        const Zel32f* pQuantInvTable);
+/** @} */
+
+/** @defgroup huffmantables Huffman tables and coder states
+ *  Spec records hold a code table, are read-only once built and may be shared by threads. State records carry the bit
+ *  accumulator from one call to the next and belong to one thread at a time. The caller gives memory of the size that
+ *  `GetBufSize` tells, aligned to 8 bytes, or lets `InitAlloc` allocate and releases with `Free`.
+ *
+ *  `pListBits` is 16 bytes, the number of codes of each length 1..16; `pListVals` the symbols in code order, as many as
+ *  the sum of pListBits: BITS and HUFFVAL of a DHT segment (ITU T.81 Annex C).
+ *
+ *  Checks: null pointers in the order of the arguments (-8). `InitAlloc` answers -8 when there is no memory, too. More
+ *  than 256 codes give -64, and so does a list with more codes than a length can hold: the encoder's tests every
+ * length, the decoder's only what does not fit its table of 8-bit look-ups. A record in caller memory is not to be used
+ * after a failure; after a failure of a `SpecInitAlloc` the pointer is not written.
+ *  @{ */
+
+typedef struct ZeliDecodeHuffmanSpec ZeliDecodeHuffmanSpec;   /**< decoding table of one Huffman code, 1644 bytes */
+typedef struct ZeliEncodeHuffmanSpec ZeliEncodeHuffmanSpec;   /**< encoding table of one Huffman code, 1024 bytes */
+typedef struct ZeliDecodeHuffmanState ZeliDecodeHuffmanState; /**< reader of an entropy-coded segment, 24 bytes */
+typedef struct ZeliEncodeHuffmanState ZeliEncodeHuffmanState; /**< writer of an entropy-coded segment, 1048 bytes */
+
+/** `*pSize` = 1644. */
+ZELJ_API ZelStatus zeliDecodeHuffmanSpecGetBufSize_JPEG_8u(Zel32s* pSize);
+/** Builds a decoding table in caller memory. */
+ZELJ_API ZelStatus zeliDecodeHuffmanSpecInit_JPEG_8u(const Zel8u* pListBits, const Zel8u* pListVals,
+                                                     ZeliDecodeHuffmanSpec* pSpec);
+/** Allocates and builds a decoding table. */
+ZELJ_API ZelStatus zeliDecodeHuffmanSpecInitAlloc_JPEG_8u(const Zel8u* pListBits, const Zel8u* pListVals,
+                                                          ZeliDecodeHuffmanSpec** ppSpec);
+/** Releases what zeliDecodeHuffmanSpecInitAlloc_JPEG_8u made. */
+ZELJ_API ZelStatus zeliDecodeHuffmanSpecFree_JPEG_8u(ZeliDecodeHuffmanSpec* pSpec);
+/** `*pSize` = 1024. */
+ZELJ_API ZelStatus zeliEncodeHuffmanSpecGetBufSize_JPEG_8u(Zel32s* pSize);
+/** Builds an encoding table in caller memory. */
+ZELJ_API ZelStatus zeliEncodeHuffmanSpecInit_JPEG_8u(const Zel8u* pListBits, const Zel8u* pListVals,
+                                                     ZeliEncodeHuffmanSpec* pSpec);
+/** Allocates and builds an encoding table. */
+ZELJ_API ZelStatus zeliEncodeHuffmanSpecInitAlloc_JPEG_8u(const Zel8u* pListBits, const Zel8u* pListVals,
+                                                          ZeliEncodeHuffmanSpec** ppSpec);
+/** Releases what zeliEncodeHuffmanSpecInitAlloc_JPEG_8u made. */
+ZELJ_API ZelStatus zeliEncodeHuffmanSpecFree_JPEG_8u(ZeliEncodeHuffmanSpec* pSpec);
+/** `*pSize` = 24. */
+ZELJ_API ZelStatus zeliDecodeHuffmanStateGetBufSize_JPEG_8u(Zel32s* pSize);
+/** Readies a reader: at the start of a scan and after each restart marker. */
+ZELJ_API ZelStatus zeliDecodeHuffmanStateInit_JPEG_8u(ZeliDecodeHuffmanState* pState);
+/** Allocates and readies a reader. */
+ZELJ_API ZelStatus zeliDecodeHuffmanStateInitAlloc_JPEG_8u(ZeliDecodeHuffmanState** ppState);
+/** Releases what zeliDecodeHuffmanStateInitAlloc_JPEG_8u made. */
+ZELJ_API ZelStatus zeliDecodeHuffmanStateFree_JPEG_8u(ZeliDecodeHuffmanState* pState);
+/** `*pSize` = 1048. */
+ZELJ_API ZelStatus zeliEncodeHuffmanStateGetBufSize_JPEG_8u(Zel32s* pSize);
+/** Readies a writer. A flush leaves it in this state, too. */
+ZELJ_API ZelStatus zeliEncodeHuffmanStateInit_JPEG_8u(ZeliEncodeHuffmanState* pState);
+/** Allocates and readies a writer. */
+ZELJ_API ZelStatus zeliEncodeHuffmanStateInitAlloc_JPEG_8u(ZeliEncodeHuffmanState** ppState);
+/** Releases what zeliEncodeHuffmanStateInitAlloc_JPEG_8u made. */
+ZELJ_API ZelStatus zeliEncodeHuffmanStateFree_JPEG_8u(ZeliEncodeHuffmanState* pState);
+/** @} */
+
+/** @defgroup huffmansequential Sequential Huffman coding
+ *  Blocks of 64 quantised coefficients in natural order to and from the entropy-coded segment of a baseline or extended
+ *  sequential scan (ITU T.81 F.1.2 and F.2.2), with stuffing of zero bytes and detection of markers. The caller owns
+ * the loop over MCUs, the DC predictors, restarts and markers.
+ *
+ *  `pSrcCurrPos` and `pDstCurrPos` are byte positions in the buffer, in and out. `*pMarker` becomes the second byte of
+ * a marker when one is met; the call that meets it succeeds if its bits are there, the next that needs more bits fails
+ *  with -63. The caller clears it.
+ *  @{ */
+
+/** Appends a block to a segment. `*pLastDC` is the DC term of the last block of the component, in and out.
+ *
+ *  With `bFlushState` the last byte is padded with ones, the state is made new, and pSrc, pLastDC and the tables are
+ * not looked at.
+ *
+ *  Checks: pDst null (-8), dstLenBytes below 1 (-6), pDstCurrPos, pState, pSrc, pLastDC, pDcTable, pAcTable null (-8).
+ *  While coding: -64 for a symbol without a code, -62 when the destination is full; the scan is then lost. */
+ZELJ_API ZelStatus zeliEncodeHuffman8x8_JPEG_16s1u_C1(const Zel16s* pSrc, Zel8u* pDst, Zel32s dstLenBytes,
+                                                      Zel32s* pDstCurrPos, Zel16s* pLastDC,
+                                                      const ZeliEncodeHuffmanSpec* pDcTable,
+                                                      const ZeliEncodeHuffmanSpec* pAcTable,
+                                                      ZeliEncodeHuffmanState* pState, Zel32s bFlushState);
+/** Decodes the next block of a segment.
+ *
+ *  Checks: pSrc null (-8), srcLenBytes below 0 (-5), any other pointer null (-8). While decoding: -62 at the end of the
+ *  source, -63 when bits are missing before a marker or no code fits, -2 when a run leads past position 71; what was
+ *  decoded so far stands in pDst. */
+ZELJ_API ZelStatus zeliDecodeHuffman8x8_JPEG_1u16s_C1(const Zel8u* pSrc, Zel32s srcLenBytes, Zel32s* pSrcCurrPos,
+                                                      Zel16s* pDst, Zel16s* pLastDC, Zel32s* pMarker,
+                                                      const ZeliDecodeHuffmanSpec* pDcTable,
+                                                      const ZeliDecodeHuffmanSpec* pAcTable,
+                                                      ZeliDecodeHuffmanState* pState);
+/** Appends a block at a position in bits, without a state record, a length and a flush: the bits in front of
+ *  `*pDstBitsLen` in its byte are kept, and the last bits written stand at the top of the byte at the new position. The
+ *  caller sees to room: up to 418 bytes a block. A symbol without a code is left out. Checks: null pointers (-8). */
+ZELJ_API ZelStatus zeliEncodeHuffman8x8_Direct_JPEG_16s1u_C1(const Zel16s* pSrc, Zel8u* pDst, Zel32u* pDstBitsLen,
+                                                             Zel16s* pLastDC, const ZeliEncodeHuffmanSpec* pDcTable,
+                                                             const ZeliEncodeHuffmanSpec* pAcTable);
+/** Decodes the next block without a state record and a length: the source must end in a marker, and up to the end of
+ * the 16-byte line that holds it may be read. `*pSrcBitsLen` is the position in bits, a multiple of 8; bits read ahead
+ * stand in `*pPrefetchedBits`. A block that the marker cuts off ends with status 0.
+ *
+ *  Checks: pSrc, pSrcBitsLen null (-8), `*pSrcBitsLen` below 0 (-5), pDst, pLastDC, pMarker, pPrefetchedBits,
+ *  pNumValidPrefetchedBits null (-8), `*pNumValidPrefetchedBits` below 0 (-5), tables null (-8). While decoding: -63
+ * for no code within 16 bits, -62 for missing additional bits, -2 when a run leads past position 71. */
+ZELJ_API ZelStatus zeliDecodeHuffman8x8_Direct_JPEG_1u16s_C1(const Zel8u* pSrc, Zel32s* pSrcBitsLen, Zel16s* pDst,
+                                                             Zel16s* pLastDC, Zel32s* pMarker, Zel32u* pPrefetchedBits,
+                                                             Zel32s* pNumValidPrefetchedBits,
+                                                             const ZeliDecodeHuffmanSpec* pDcTable,
+                                                             const ZeliDecodeHuffmanSpec* pAcTable);
+/** Appends one difference: its category's code, then the additional bits; -32768 is its code alone. Flush, checks and
+ *  statuses as zeliEncodeHuffman8x8_JPEG_16s1u_C1. */
+ZELJ_API ZelStatus zeliEncodeHuffmanOne_JPEG_16s1u_C1(const Zel16s* pSrc, Zel8u* pDst, Zel32s dstLenBytes,
+                                                      Zel32s* pDstCurrPos, const ZeliEncodeHuffmanSpec* pTable,
+                                                      ZeliEncodeHuffmanState* pState, Zel32s bFlushState);
+/** Decodes one difference; categories from 16 up give -32768. On failure `*pDst` is not written. Checks: pSrc null
+ * (-8), srcLenBytes below 1 (-6), any other pointer null (-8). While decoding: -62 and -63 as the block decoder. */
+ZELJ_API ZelStatus zeliDecodeHuffmanOne_JPEG_1u16s_C1(const Zel8u* pSrc, Zel32s srcLenBytes, Zel32s* pSrcCurrPos,
+                                                      Zel16s* pDst, Zel32s* pMarker,
+                                                      const ZeliDecodeHuffmanSpec* pTable,
+                                                      ZeliDecodeHuffmanState* pState);
+/** @} */
+
+/** @defgroup entrytable Entry table
+ *  One slot for each `zeli` export, in alphabetical order of the names: the addresses of the implementations. Constant;
+ *  an export is a jump through its slot.
+ *  @{ */
+#define ZELJ_ENTRY_COUNT 75
+ZELJ_API extern void (*const zeljEntryTable[ZELJ_ENTRY_COUNT])(void);
+/** @} */
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif
