@@ -71,4 +71,5 @@ add_library(zelj::zelj_static ALIAS zelj_static)
 set_target_properties(zelj_static PROPERTIES OUTPUT_NAME zelj LINKER_LANGUAGE C)
 target_include_directories(zelj_static PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include>
                                               $<INSTALL_INTERFACE:include>)
-target_link_libraries(zelj_static PUBLIC zelcore OpenMP::OpenMP_CXX m)
+target_link_libraries(zelj_static PUBLIC zelcore m)
+target_link_options(zelj_static INTERFACE ${OpenMP_CXX_FLAGS}) # a user's project need not look for OpenMP

@@ -1,0 +1,29 @@
+#!/usr/bin/env bash
+# Installs what building, testing, measuring and documenting zelj needs, on Debian 12 or a relative of it. Does nothing
+# where everything is there.
+set -euo pipefail
+
+packages=(
+  g++ cmake ninja-build pkg-config libhwy-dev                # the library
+  libpng-dev                                                 # the examples
+  libgtest-dev libjpeg-turbo-progs                           # the tests, and the programs that they work with
+  libbenchmark-dev libjpeg62-turbo-dev                       # the benchmarks and their peer
+  clang libclang-rt-14-dev libomp-dev                        # the second compiler, fuzzers, thread sanitizer
+  doxygen python3                                            # the reference and the benchmark report
+)
+
+missing=()
+for package in "${packages[@]}"; do
+  dpkg-query -W -f '${Status}' "$package" 2>/dev/null | grep -q 'ok installed' || missing+=("$package")
+done
+[ ${#missing[@]} -eq 0 ] && exit 0
+
+if ! command -v apt-get > /dev/null; then
+  echo "setup: this system has no apt-get; install what is named here by its own means: ${missing[*]}" >&2
+  exit 1
+fi
+as_root=()
+[ "$(id -u)" -eq 0 ] || as_root=(sudo)
+echo "setup: installing ${missing[*]}"
+"${as_root[@]}" apt-get update -qq
+DEBIAN_FRONTEND=noninteractive "${as_root[@]}" apt-get install -y -qq --no-install-recommends "${missing[@]}" > /dev/null

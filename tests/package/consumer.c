@@ -1,0 +1,3 @@
+#include "consumer.h"
+
+int main(void) { return consume(); }
