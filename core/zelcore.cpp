@@ -13,7 +13,8 @@ namespace {
 
 // Largest cache by the deterministic cache parameters: leaf 4 (Intel) or 0x8000001D (AMD), which share one layout.
 long largestCacheByCpuid(unsigned leaf) {
-  if (__get_cpuid_max(leaf & 0x80000000u, nullptr) < leaf) return 0;
+  const auto last = static_cast<unsigned>(__get_cpuid_max(leaf & 0x80000000u, nullptr));
+  if (last < leaf) return 0;
   long largest = 0;
   for (unsigned index = 0; index < 16; ++index) {
     unsigned a, b, c, d;

@@ -73,7 +73,7 @@ TEST(BulkMemory, WritesExactlyWhatIsAskedForAtEveryAlignment) {
 TEST(BulkMemory, WiderElements) {
   for (const int cache : kCaches) {
     cacheBytes = cache;
-    for (const size_t offset : {0, 1, 2, 4, 36, 63}) {
+    for (const size_t offset : {0u, 1u, 2u, 4u, 36u, 63u}) {
       for (const int len : {1, 17, 524288, 524289, 1048577}) {
         const auto count = static_cast<size_t>(len);
         const Framed memory(4 * count, offset);
@@ -95,7 +95,7 @@ TEST(BulkMemory, CopiesAndWidens) {
   for (uint8_t& b : source) b = static_cast<uint8_t>(random.bits());
   for (const int cache : kCaches) {
     cacheBytes = cache;
-    for (const size_t offset : {0, 1, 2, 31, 63}) {
+    for (const size_t offset : {0u, 1u, 2u, 31u, 63u}) {
       for (const int len : {1, 100, 174763, 1048576, 1048577, 1048700}) {
         const auto count = static_cast<size_t>(len);
         const Framed copy(count, offset), wide(2 * count, offset);

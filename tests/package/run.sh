@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Installs a build into a fresh prefix and builds and runs a C and a C++ program against it, through find_package and
-# through pkg-config. Usage: run.sh BUILD_DIRECTORY
+# through pkg-config. Usage: CC=... CXX=... run.sh BUILD_DIRECTORY, with the compilers of the build, since the static
+# library wants their OpenMP runtime.
 set -euo pipefail
 build=$1
 here=$(cd "$(dirname "$0")" && pwd)
@@ -21,7 +22,7 @@ export PKG_CONFIG_PATH
 libdir=$(pkg-config --variable=libdir zelj)
 flags=$(pkg-config --cflags --libs zelj)
 # shellcheck disable=SC2086
-for compiler in "cc -std=c99 consumer.c" "c++ consumer.cpp"; do
+for compiler in "$CC -std=c99 consumer.c" "$CXX consumer.cpp"; do
   echo "pkg-config, $compiler:"
   (cd "$here" && $compiler -Wall -Wextra -pedantic -Werror $flags -o "$work/program")
   LD_LIBRARY_PATH="$libdir" "$work/program"
