@@ -19,6 +19,7 @@ HWY_INLINE void forVectors(int count, Body body) {
   constexpr int n = static_cast<int>(kLanes);
   if (count >= n) {
     int x = 0;
+    HWY_UNROLL(4)
     for (; x <= count - n; x += n) body(d, x);
     if (x < count) body(d, count - n);
   } else if constexpr (kLanes > 1) {
