@@ -11,6 +11,7 @@
 extern "C" {
 #endif
 
+/** What the library shows to others. */
 #if defined(__GNUC__)
 #define ZELCORE_API __attribute__((visibility("default")))
 #else

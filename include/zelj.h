@@ -24,6 +24,7 @@
 extern "C" {
 #endif
 
+/** What the library shows to others. */
 #if defined(__GNUC__)
 #define ZELJ_API __attribute__((visibility("default")))
 #else
@@ -45,8 +46,8 @@ typedef uint64_t Zel64u; /**< unsigned 64-bit */
 
 /** Size of a region in pixels, by value. */
 typedef struct {
-  Zel32s width;
-  Zel32s height;
+  Zel32s width;  /**< pixels in a row */
+  Zel32s height; /**< rows */
 } ZeliSize;
 
 /** Result of every export but zeljGetLibVersion: 0, a negative failure or a positive warning. */
@@ -82,14 +83,14 @@ enum {
 
 /** What zeljGetLibVersion tells. */
 typedef struct {
-  Zel32s versionMajor;
-  Zel32s versionMinor;
-  Zel32s buildMajor;
-  Zel32s buildNumber;
-  char targetTag[8]; /**< tag of the target, padded with zeros */
-  const char* libraryName;
-  const char* versionText;
-  const char* buildDate;
+  Zel32s versionMajor;     /**< 7 */
+  Zel32s versionMinor;     /**< 0 */
+  Zel32s buildMajor;       /**< 205 */
+  Zel32s buildNumber;      /**< a count of its own, not the second number of versionText */
+  char targetTag[8];       /**< tag of the target, padded with zeros; one for all instruction-set levels */
+  const char* libraryName; /**< name of the library's file at its origin */
+  const char* versionText; /**< for people */
+  const char* buildDate;   /**< month, day, year */
 } ZelLibVersion;
 
 /** The library's version record: constant, the same pointer at every call, not to be freed. */
@@ -446,10 +447,11 @@ ZELJ_API ZelStatus zeliDecodeHuffmanOne_JPEG_1u16s_C1(const Zel8u* pSrc, Zel32s 
 /** @} */
 
 /** @defgroup entrytable Entry table
- *  One slot for each `zeli` export, in alphabetical order of the names: the addresses of the implementations. Constant;
- *  an export is a jump through its slot.
+ *  One slot for each `zeli` export, in alphabetical order of the names (capitals before the underscore before small
+ *  letters): the address of the implementation. Constant; an export is a jump through its slot.
  *  @{ */
-#define ZELJ_ENTRY_COUNT 75
+#define ZELJ_ENTRY_COUNT 75 /**< slots of the entry table: the exports but zeljGetLibVersion */
+/** The slots. */
 ZELJ_API extern void (*const zeljEntryTable[ZELJ_ENTRY_COUNT])(void);
 /** @} */
 
