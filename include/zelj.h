@@ -207,10 +207,9 @@ ZELJ_API ZelStatus zeliYCCKToCMYK_JPEG_8u_P4R(const Zel8u* const pSrc[4], int sr
  *  The plane exports take regions, have no handling of edges and read the margins that their formulas name. The row
  *  exports treat the ends of a row themselves. The two families round differently: neither replaces the other.
  *
- *  Checks of the plane exports: pSrc null (-8), srcStep below 1 (-14), a source size below 1 (-6), then the same for
- * the destination. They work from dstRoiSize alone; srcRoiSize is only tested. Checks of the row exports: a null
- * pointer
- *  (-8), then srcWidth below 1 (-6).
+ *  The plane exports work from dstRoiSize alone; srcRoiSize is only tested. Their checks: pSrc null (-8), srcStep below 1
+ *  (-14), a source size below 1 (-6), then the same for the destination. Checks of the row exports: a null pointer (-8),
+ *  then srcWidth below 1 (-6).
  *
  *  Except for zeliSampleUpH2V1_JPEG_8u_C1R, rows of the plane exports run in parallel from 8193 destination pixels up.
  *  @{ */

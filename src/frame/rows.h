@@ -23,11 +23,11 @@ constexpr Zel32s kParallelPixels = 8193;
 template <class F>
 void forRows(ZeliSize size, F f) {
   const auto area = static_cast<Zel32s>(static_cast<Zel32u>(size.width) * static_cast<Zel32u>(size.height));
-  if (area < kParallelPixels) {
+  const int threads = area < kParallelPixels ? 1 : ownGetNumThreads();
+  if (threads == 1) {
     for (int y = 0; y < size.height; ++y) f(y);
     return;
   }
-  const int threads = ownGetNumThreads();
 #pragma omp parallel for schedule(static) num_threads(threads)
   for (int y = 0; y < size.height; ++y) f(y);
 }

@@ -32,6 +32,31 @@ HWY_INLINE auto weightedPairs(V v) {
 #endif
 }
 
+// The lanes of two vectors of 0..32767, limited to 255, in one vector of bytes.
+template <class V>
+HWY_INLINE auto packBytes(V lower, V upper) {
+  const hn::Repartition<Zel8u, hn::DFromV<V>> d8;
+  using V8 = hn::VFromD<decltype(d8)>;
+#if HWY_ARCH_X86
+  if constexpr (sizeof(V) == 16) {
+    return V8{_mm_packus_epi16(lower.raw, upper.raw)};
+#if HWY_TARGET <= HWY_AVX2
+  } else if constexpr (sizeof(V) == 32) {
+    return V8{_mm256_permute4x64_epi64(_mm256_packus_epi16(lower.raw, upper.raw), 0xD8)};
+#endif
+#if HWY_TARGET <= HWY_AVX3
+  } else {
+    const __m512i order = _mm512_setr_epi64(0, 2, 4, 6, 1, 3, 5, 7);
+    return V8{_mm512_permutexvar_epi64(order, _mm512_packus_epi16(lower.raw, upper.raw))};
+#endif
+  }
+#else
+  const hn::Rebind<Zel16s, hn::DFromV<V>> d16;
+  const hn::Half<decltype(d8)> half;
+  return hn::Combine(d8, hn::DemoteTo(half, hn::BitCast(d16, upper)), hn::DemoteTo(half, hn::BitCast(d16, lower)));
+#endif
+}
+
 // Stores the two halves of a row that hn::InterleaveLower and hn::InterleaveUpper made from two vectors.
 template <class D, class V = hn::VFromD<D>>
 HWY_INLINE void storeInterleaved(V lower, V upper, D d, Zel8u* dst) {

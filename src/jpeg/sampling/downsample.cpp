@@ -14,19 +14,30 @@ struct Bias {
   int even, odd;
 };
 
-// One row of `width` pixels from the rows a and b (kRows = 2), or from a alone (kRows = 1).
+// The means of the pixels from x on, in 16-bit lanes, from the rows a and b (kRows = 2) or from a alone (kRows = 1).
+template <int kRows, Bias kBias, class D>
+HWY_INLINE auto means(D d, const Zel8u* a, const Zel8u* b, Zel64s x) {
+  const hn::Repartition<Zel8u, D> d8;
+  // The last vector of a row may begin at an odd pixel.
+  const auto first = hn::Set(d, x % 2 ? kBias.odd : kBias.even), second = hn::Set(d, x % 2 ? kBias.even : kBias.odd);
+  auto sum = hn::Add(weightedPairs<1, 1>(hn::LoadU(d8, a + 2 * x)), hn::OddEven(second, first));
+  if constexpr (kRows == 2) sum = hn::Add(sum, weightedPairs<1, 1>(hn::LoadU(d8, b + 2 * x)));
+  return hn::ShiftRight<kRows>(sum);
+}
+
 template <int kRows, Bias kBias>
 void halve(const Zel8u* a, const Zel8u* b, Zel8u* dst, int width) {
-  forVectors<Zel16u>(width, [=](auto d, int x) {
-    const hn::Repartition<Zel8u, decltype(d)> d8;
-    const hn::Rebind<Zel16s, decltype(d)> d16s;
-    // The last vector of a row may begin at an odd pixel.
-    const auto first = hn::Set(d, (x & 1) ? kBias.odd : kBias.even),
-               second = hn::Set(d, (x & 1) ? kBias.even : kBias.odd);
-    auto sum = hn::Add(weightedPairs<1, 1>(hn::LoadU(d8, a + 2 * Zel64s{x})), hn::OddEven(second, first));
-    if constexpr (kRows == 2) sum = hn::Add(sum, weightedPairs<1, 1>(hn::LoadU(d8, b + 2 * Zel64s{x})));
-    const hn::Rebind<Zel8u, decltype(d)> dBytes;
-    hn::StoreU(hn::DemoteTo(dBytes, hn::BitCast(d16s, hn::ShiftRight<kRows>(sum))), dBytes, dst + x);
+  forVectors<Zel8u>(width, [=](auto d, int x) {
+    constexpr auto n = static_cast<int>(hn::MaxLanes(d));
+    if constexpr (n >= 16) {
+      const hn::RepartitionToWide<decltype(d)> d16;
+      const auto lower = means<kRows, kBias>(d16, a, b, x), upper = means<kRows, kBias>(d16, a, b, Zel64s{x} + n / 2);
+      hn::StoreU(packBytes(lower, upper), d, dst + x);
+    } else {
+      const hn::Rebind<Zel16s, decltype(d)> d16s;
+      const hn::Rebind<Zel16u, decltype(d)> d16;
+      hn::StoreU(hn::DemoteTo(d, hn::BitCast(d16s, means<kRows, kBias>(d16, a, b, x))), d, dst + x);
+    }
   });
 }
 

@@ -80,7 +80,9 @@ struct Lines {
     const auto mean = hn::AverageRound(a, b);
     const auto first = hn::Add(hn::Add(mean, hn::Set(d16, 16 * 7)), a);
     const auto second = hn::Add(hn::Add(mean, hn::Set(d16, 16 * 8)), b);
-    return hn::OddEven(hn::BitCast(d8, second), hn::BitCast(d8, hn::ShiftRight<8>(first)));
+    alignas(16) static constexpr Zel8u kHighBytes[16] = {1, 1, 3, 3, 5, 5, 7, 7, 9, 9, 11, 11, 13, 13, 15, 15};
+    const auto high = hn::TableLookupBytes(hn::BitCast(d8, first), hn::LoadDup128(d8, kHighBytes));
+    return hn::OddEven(hn::BitCast(d8, second), high);
   }
 
   template <class D>
@@ -125,8 +127,9 @@ ZelStatus ownSampleUpH2V2_JPEG_8u_C1R(const Zel8u* pSrc, int srcStep, ZeliSize s
   if (ZelStatus bad = checkOperandByOperand(pSrc, srcStep, srcRoiSize, pDst, dstStep, dstRoiSize)) return bad;
   const int width = dstRoiSize.width;
   forRows(dstRoiSize, [=](int y) {
-    const int near = y >> 1, far = y & 1 ? near + 1 : near - 1;
-    doubleRow(Lines{row(pSrc, srcStep, near), row(pSrc, srcStep, far)}, -1, width / 2, row(pDst, dstStep, y), width);
+    const Zel8u* near = row(pSrc, srcStep, y >> 1);
+    const Zel8u* far = y & 1 ? near + srcStep : near - srcStep;
+    doubleRow(Lines{near, far}, -1, width / 2, row(pDst, dstStep, y), width);
   });
   return zelStatusOk;
 }

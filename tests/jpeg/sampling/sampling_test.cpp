@@ -171,7 +171,7 @@ TEST(Sampling, DoublingOfEveryPairOfNeighbours) {
   }
 }
 
-// The one vector of a row and the plane differ in their rounding.
+// Rows and planes differ in their rounding.
 TEST(Sampling, GoldenValues) {
   const Zel8u ramp[] = {1, 2, 1, 2, 1, 2}, ones[] = {1, 1, 1, 1}, twos[] = {2, 2, 2, 2}, step[] = {0, 4};
   const Zel8u single[] = {0, 1, 0, 0}, zeros[] = {0, 0, 0, 0};
