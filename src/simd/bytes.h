@@ -1,5 +1,4 @@
-// Operations on vectors of bytes that widen to 16 bits within 128-bit blocks, where the order of blocks is put right by
-// the store alone.
+// Between vectors of bytes and of 16-bit lanes: weighted sums of pairs, packing, interleaved halves.
 #pragma once
 
 #include "simd/simd.h"
