@@ -8,10 +8,12 @@
 namespace zelj::bench {
 
 // Registers the benchmark `<work>/<who>`: f() does `items` pixels, blocks or bytes of work, named by `unit`. State that
-// must live as long as the benchmark is captured by f (by shared pointer or from static storage).
+// must live as long as the benchmark is captured by f (by shared pointer or from static storage). Rates are by
+// processor time of the calling thread, unless the result is told otherwise.
 template <class F>
-void measure(const std::string& work, const std::string& who, const char* unit, double items, F f) {
-  benchmark::RegisterBenchmark((work + "/" + who).c_str(), [=](benchmark::State& state) {
+auto* measure(const std::string& work, const std::string& who, const char* unit, double items, F f) {
+  return benchmark::RegisterBenchmark((work + "/" + who).c_str(), [=](benchmark::State& state) {
+    f(); // warms the caches, and touches memory for the first time
     for (auto _ : state) {
       f();
       benchmark::ClobberMemory();

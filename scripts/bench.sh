@@ -1,0 +1,40 @@
+#!/usr/bin/env bash
+# Times the library beside its peers on every instruction-set level that the machine has, and makes the report:
+# bench-report/<level>.json and bench-report/index.html.
+# Usage: scripts/bench.sh [--quick] [FILTER]   FILTER: a regular expression for names such as sampling/row up h2v2/zelj
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+repetitions=9 min_time=0.05
+if [ "${1:-}" = --quick ]; then
+  repetitions=3 min_time=0.02
+  shift
+fi
+filter=${1:-.}
+
+scripts/setup.sh
+cmake --preset release > /dev/null
+cmake --build --preset release --target zelj_bench
+
+# Levels are chosen by what the loader is told of the processor. Threads have benchmarks of their own.
+export OMP_NUM_THREADS=1 OMP_WAIT_POLICY=passive
+rm -rf bench-report
+mkdir bench-report
+run() { # LEVEL HIDDEN-FEATURES
+  echo "bench: $1"
+  GLIBC_TUNABLES=glibc.cpu.hwcaps=${2:-} build/bin/zelj_bench --benchmark_filter="$filter" \
+    --benchmark_repetitions=$repetitions --benchmark_min_time=$min_time --benchmark_enable_random_interleaving=true \
+    --benchmark_out="bench-report/$1.json" --benchmark_out_format=json > bench-report/log.txt 2>&1 ||
+    { cat bench-report/log.txt >&2; exit 1; }
+  sed -i -E '/"(host_name|executable)":/d' "bench-report/$1.json"
+}
+has() { # LEVEL
+  [ -e "build/lib/glibc-hwcaps/$1/libzelj.so.7" ] && /lib64/ld-linux-x86-64.so.2 --help | grep "$1 (supported" > /dev/null
+}
+
+JSIMD_FORCESSE2=1 run avx -AVX512F,-AVX2
+if has x86-64-v3; then run x86-64-v3 -AVX512F; fi
+if has x86-64-v4; then run x86-64-v4; fi
+
+python3 scripts/bench_report.py bench-report --html bench-report/index.html
+echo "bench-report/index.html"

@@ -1,0 +1,274 @@
+#!/usr/bin/env python3
+"""Makes tables and plots from what scripts/bench.sh measured.
+
+usage: bench_report.py DIRECTORY [--html FILE] [--plot FILE.svg] [--markdown]
+
+DIRECTORY holds a JSON file of Google Benchmark for each instruction-set level. A benchmark is named
+<family>/<work>/<who>, and `zelj` is set beside every other <who> of the same work. --html writes a page with everything,
+--plot a small picture of the main works, --markdown prints tables for a text. Rates are medians of the repetitions.
+"""
+import argparse
+import collections
+import glob
+import html
+import json
+import os
+import re
+import statistics
+import sys
+
+LEVELS = {"avx": "AVX", "x86-64-v3": "x86-64-v3", "x86-64-v4": "x86-64-v4"}
+UNITS = {"pixels": "px/s", "blocks": "blocks/s", "bytes": "B/s", "samples": "samples/s"}
+
+# What --plot shows: the beginning of <family>/<work>, and its label.
+MAIN = [
+    ("colour/RGBToYCbCr_JPEG_8u_C3P3R", "RGB to YCbCr"),
+    ("colour/YCbCrToRGB_JPEG_8u_P3C3R", "YCbCr to RGB"),
+    ("sampling/plane down h2v2", "halve chroma, 2 x 2"),
+    ("sampling/row up h2v2", "double chroma, 2 x 2"),
+    ("sampling/row up h2v1", "double chroma, 2 x 1"),
+    ("dct/forward", "forward DCT, quantised"),
+    ("dct/inverse", "inverse DCT, dequantised"),
+    ("huffman/encode q75", "Huffman encoder, quality 75"),
+    ("huffman/decode q75", "Huffman decoder, quality 75"),
+]
+
+
+class Report:
+    """Rates by family, work, who and level, in the order of the benchmarks."""
+
+    def __init__(self, directory):
+        self.rates = {}  # family -> work -> who -> level -> [rates]
+        self.units = {}  # (family, work) -> counter
+        self.context = {}
+        runs = [json.load(open(name)) for name in sorted(glob.glob(os.path.join(directory, "*.json")))]
+        if not runs:
+            sys.exit(f"bench_report: no measurements in {directory}")
+        runs.sort(key=lambda run: list(LEVELS).index(run["context"]["zelj_level"]))
+        self.levels = [run["context"]["zelj_level"] for run in runs]
+        for run in runs:
+            self.context = run["context"]
+            for entry in sorted(run["benchmarks"], key=lambda e: e["family_index"]):
+                if entry["run_type"] == "iteration":
+                    self.add(run["context"]["zelj_level"], entry)
+
+    def add(self, level, entry):
+        name = re.sub(r"/(real_time|repeats:\d+)", "", entry["run_name"])
+        family, work, who = name.split("/", 2)
+        unit = next(u for u in entry if u in UNITS)
+        self.units[family, work] = unit
+        works = self.rates.setdefault(family, {})
+        levels = works.setdefault(work, {}).setdefault(who, collections.defaultdict(list))
+        levels[level].append(entry[unit])
+
+    def rate(self, family, work, who, level):
+        rates = self.rates[family][work].get(who, {}).get(level)
+        return statistics.median(rates) if rates else None
+
+    def ratio(self, family, work, who, level):
+        ours, theirs = self.rate(family, work, "zelj", level), self.rate(family, work, who, level)
+        return ours / theirs if ours and theirs else None
+
+    def partners(self, family, work):
+        return [who for who in self.rates[family][work] if who != "zelj"] or [None]
+
+    def scale(self, family, work):
+        """The factor and the name of a unit in which all rates of a work are easy to read."""
+        best = max(max(r) for levels in self.rates[family][work].values() for r in levels.values())
+        for factor, prefix in ((1e9, "G"), (1e6, "M"), (1e3, "k")):
+            if best >= factor:
+                return factor, prefix + UNITS[self.units[family, work]]
+        return 1, UNITS[self.units[family, work]]
+
+    def machine(self):
+        date = self.context["date"][:10]
+        return f"{self.context['processor']}, {self.context['compiler']}, {date}"
+
+
+def number(value):
+    return f"{value:#.3g}" if value < 100 else f"{value:.0f}"
+
+
+# Plots: horizontal bars of ratios, grouped by work, a bar for each level.
+
+STYLE = """
+.plot text { font: 13px system-ui, sans-serif; fill: #1f2328; }
+.plot .small { font-size: 11px; fill: #59636e; }
+.plot .grid { stroke: #d1d9e0; } .plot .one { stroke: #1f2328; stroke-width: 1.5; }
+.plot .avx { fill: #e69f00; } .plot .x86-64-v3 { fill: #3aa3dc; } .plot .x86-64-v4 { fill: #009e73; }
+@media (prefers-color-scheme: dark) {
+  .plot text { fill: #e6edf3; } .plot .small { fill: #9198a1; }
+  .plot .grid { stroke: #3d444d; } .plot .one { stroke: #e6edf3; }
+}"""
+
+
+def plot(title, groups, levels, own_style=False):
+    """groups: [(label, {level: ratio})]. Returns an SVG element."""
+    bar, gap, top, width, value_width = 11, 9, 52, 760, 44
+    left = 24 + max(7 * len(label) for label, _ in groups)
+    left = min(max(left, 120), 340)
+    group_height = bar * len(levels) + gap
+    height = top + group_height * len(groups) + 26
+    largest = max([1.0] + [r for _, ratios in groups for r in ratios.values()])
+    step = next(s for s in (0.25, 0.5, 1, 2, 5, 10, 20, 50) if largest / s <= 8)
+    scale = (width - left - value_width) / largest
+    out = [f'<svg class="plot" xmlns="http://www.w3.org/2000/svg" viewBox="0 0 {width} {height}" width="{width}" '
+           f'height="{height}" role="img" aria-label="{html.escape(title)}">']
+    if own_style:
+        out.append(f"<style>{STYLE}</style>")
+    out.append(f'<text x="8" y="18" font-weight="600">{html.escape(title)}</text>')
+    x = left
+    for level in levels:
+        out.append(f'<rect class="{level}" x="{x}" y="29" width="11" height="11" rx="2"/>'
+                   f'<text class="small" x="{x + 16}" y="38.5">{LEVELS[level]}</text>')
+        x += 30 + 7 * len(LEVELS[level])
+    bottom = top + group_height * len(groups)
+    for i in range(int(largest / step + 1e-9) + 1):
+        x = left + i * step * scale
+        out.append(f'<line class="grid" x1="{x:.1f}" y1="{top - 4}" x2="{x:.1f}" y2="{bottom}"/>'
+                   f'<text class="small" x="{x:.1f}" y="{bottom + 15}" text-anchor="middle">{i * step:g}</text>')
+    y = top
+    for label, ratios in groups:
+        middle = y + bar * len(levels) / 2 + 4.5
+        room = int((left - 20) / 6.6)
+        text = label if len(label) <= room else label[:room - 1] + "…"
+        out.append(f'<text x="{left - 8}" y="{middle:.1f}" text-anchor="end">{html.escape(text)}</text>')
+        for level in levels:
+            if level in ratios:
+                length = ratios[level] * scale
+                out.append(f'<rect class="{level}" x="{left}" y="{y}" width="{length:.1f}" height="{bar - 1}" rx="1.5"/>'
+                           f'<text class="small" x="{left + length + 4:.1f}" y="{y + 9}">{ratios[level]:.2f}</text>')
+            y += bar
+        y += gap
+    x = left + scale
+    out.append(f'<line class="one" x1="{x:.1f}" y1="{top - 4}" x2="{x:.1f}" y2="{bottom}"/></svg>')
+    return "\n".join(out)
+
+
+def family_plots(report, family):
+    """A plot for each partner: copying is a bound, other partners are rivals."""
+    by_partner = {}
+    for work in report.rates[family]:
+        for who in report.partners(family, work):
+            ratios = {level: report.ratio(family, work, who, level) for level in report.levels}
+            ratios = {level: ratio for level, ratio in ratios.items() if ratio}
+            if who and ratios:
+                by_partner.setdefault(who, []).append((work, ratios))
+    return [plot(f"zelj : {who}", groups, report.levels) for who, groups in by_partner.items()]
+
+
+def main_plot(report):
+    groups = []
+    for start, label in MAIN:
+        family = start.split("/")[0]
+        work = next((w for w in report.rates.get(family, {}) if f"{family}/{w}".startswith(start)), None)
+        who = next((w for w in report.partners(family, work) if w and "memcpy" not in w), None) if work else None
+        ratios = {level: report.ratio(family, work, who, level) for level in report.levels} if who else {}
+        ratios = {level: ratio for level, ratio in ratios.items() if ratio}
+        if ratios:
+            groups.append((label, ratios))
+    if not groups:
+        sys.exit("bench_report: none of the main works was measured")
+    return plot("Speed beside libjpeg-turbo = 1, one thread", groups, report.levels, own_style=True)
+
+
+# Tables: a row for each work and partner; for each level our rate, theirs and the ratio.
+
+
+def rows(report, family):
+    for work in report.rates[family]:
+        factor, unit = report.scale(family, work)
+        for who in report.partners(family, work):
+            cells = []
+            for level in report.levels:
+                ours, theirs = report.rate(family, work, "zelj", level), report.rate(family, work, who, level)
+                cells.append((ours and number(ours / factor), theirs and number(theirs / factor),
+                              report.ratio(family, work, who, level)))
+            yield work, unit, who, cells
+
+
+def markdown(report):
+    out = [f"Measured on {report.machine()}, one thread. Rates of zelj / its partner = **ratio**.", ""]
+    for family in report.rates:
+        out += [f"### {family}", "", "| Work | Unit | Beside | " + " | ".join(LEVELS[v] for v in report.levels) + " |",
+                "|---|---|---|" + "---|" * len(report.levels)]
+        for work, unit, who, cells in rows(report, family):
+            texts = [f"{ours} / {theirs} = **{ratio:.2f}**" if ratio else ours or theirs or "" for ours, theirs, ratio in cells]
+            out.append(f"| {work} | {unit} | {who or ''} | " + " | ".join(texts) + " |")
+        out.append("")
+    return "\n".join(out)
+
+
+PAGE_STYLE = """
+:root { color-scheme: light dark; }
+body { font: 15px/1.5 system-ui, sans-serif; max-width: 1180px; margin: 2em auto; padding: 0 1em;
+  color: #1f2328; background: #ffffff; }
+h2 { margin-top: 2.2em; border-bottom: 1px solid #d1d9e0; }
+nav a { margin-right: 1em; }
+.wide { overflow-x: auto; }
+table { border-collapse: collapse; font-size: 13px; margin-bottom: 1.5em; font-variant-numeric: tabular-nums; }
+th, td { padding: 2px 9px; border-bottom: 1px solid #d1d9e0; text-align: left; white-space: nowrap; }
+td.n { text-align: right; } th.level { border-left: 1px solid #d1d9e0; } td.first { border-left: 1px solid #d1d9e0; }
+.ahead { color: #116329; font-weight: 600; } .behind { color: #b42318; font-weight: 600; }
+svg { display: block; max-width: 100%; height: auto; margin: 1em 0; }
+@media (prefers-color-scheme: dark) {
+  body { color: #e6edf3; background: #0d1117; } a { color: #58a6ff; }
+  h2, th, td, th.level, td.first { border-color: #3d444d; }
+  .ahead { color: #56d364; } .behind { color: #ff7b72; }
+}"""
+
+
+def table(report, family):
+    heads = "".join(f'<th class="level" colspan="3">{LEVELS[level]}</th>' for level in report.levels)
+    subheads = '<th class="level">zelj</th><th>partner</th><th>ratio</th>' * len(report.levels)
+    out = [f'<div class="wide"><table><tr><th rowspan="2">Work</th><th rowspan="2">Unit</th><th rowspan="2">Partner</th>'
+           f"{heads}</tr><tr>{subheads}</tr>"]
+    for work, unit, who, cells in rows(report, family):
+        out.append(f"<tr><td>{html.escape(work)}</td><td>{unit}</td><td>{html.escape(who or '')}</td>")
+        for ours, theirs, ratio in cells:
+            rival = ratio and "memcpy" not in who
+            kind = " ahead" if rival and ratio >= 1 else " behind" if rival else ""
+            out.append(f'<td class="n first">{ours or ""}</td><td class="n">{theirs or ""}</td>'
+                       f'<td class="n{kind}">{f"{ratio:.2f}" if ratio else ""}</td>')
+        out.append("</tr>")
+    return "\n".join(out) + "</table></div>"
+
+
+def page(report):
+    repetitions = max(len(r) for works in report.rates.values() for whos in works.values() for levels in whos.values()
+                      for r in levels.values())
+    links = "".join(f'<a href="#{family}">{family}</a>' for family in report.rates)
+    out = ['<!doctype html><html lang="en"><meta charset="utf-8"><title>zelj benchmarks</title>'
+           '<meta name="viewport" content="width=device-width, initial-scale=1">'
+           f"<style>{STYLE}{PAGE_STYLE}</style><h1>zelj benchmarks</h1>"
+           f"<p>{html.escape(report.machine())}. One thread, but for the family <i>threads</i>. Rates are medians of "
+           f"{repetitions} runs; library and partner run in one process, in random order. A partner has kernels for the "
+           "same instruction-set level where it has any (SSE2 beside AVX). Beside <code>memcpy</code> the ratio is the "
+           f"share of copy bandwidth.</p><nav>{links}</nav>"]
+    for family in report.rates:
+        out.append(f'<h2 id="{family}">{family}</h2>')
+        out.append(table(report, family))
+        out += family_plots(report, family)
+    return "\n".join(out) + "</html>\n"
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument("directory")
+    parser.add_argument("--html", metavar="FILE")
+    parser.add_argument("--plot", metavar="FILE")
+    parser.add_argument("--markdown", action="store_true")
+    arguments = parser.parse_args()
+    report = Report(arguments.directory)
+    if arguments.html:
+        with open(arguments.html, "w") as file:
+            file.write(page(report))
+    if arguments.plot:
+        with open(arguments.plot, "w") as file:
+            file.write(main_plot(report) + "\n")
+    if arguments.markdown:
+        print(markdown(report))
+
+
+if __name__ == "__main__":
+    main()
