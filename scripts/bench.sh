@@ -26,6 +26,7 @@ run() { # LEVEL HIDDEN-FEATURES
     --benchmark_repetitions=$repetitions --benchmark_min_time=$min_time --benchmark_enable_random_interleaving=true \
     --benchmark_out="bench-report/$1.json" --benchmark_out_format=json > bench-report/log.txt 2>&1 ||
     { cat bench-report/log.txt >&2; exit 1; }
+  [ -s "bench-report/$1.json" ] || { echo "bench: no benchmark is named like $filter" >&2; exit 1; }
   sed -i -E '/"(host_name|executable)":/d' "bench-report/$1.json"
 }
 has() { # LEVEL
