@@ -39,9 +39,9 @@ ZelStatus ownCMYKToYCCK_JPEG_8u_P4R(const Zel8u* const pSrc[4], int srcStep, Zel
     convertRow<4>(
         roiSize.width, planeRow<4>(pSrc, srcStep, y), planeRow<4>(pDst, dstStep, y),
         [=](auto d, auto src, auto dst) {
-          storeYcbcr(lumaDifference(complement(d, src.plane[0]), complement(d, src.plane[1]),
-                                    complement(d, src.plane[2])),
-                     dst.plane);
+          storeYcbcr(
+              lumaDifference(complement(d, src.plane[0]), complement(d, src.plane[1]), complement(d, src.plane[2])),
+              dst.plane);
           hn::StoreU(hn::LoadU(d, src.plane[3]), d, dst.plane[3]);
         },
         [=](auto d, auto src, auto dst) {

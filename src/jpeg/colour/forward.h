@@ -1,5 +1,5 @@
-// The forward forms of the JFIF matrix: R, G, B to Y, Cb, Cr on vectors of bytes. The forms differ in scale, coefficients
-// and rounding, so that their results differ by one here and there: each is exact.
+// The forward forms of the JFIF matrix: R, G, B to Y, Cb, Cr on vectors of bytes. The forms differ in scale,
+// coefficients and rounding, so that their results differ by one here and there: each is exact.
 #pragma once
 
 #include "jpeg/colour/layouts.h"
@@ -102,8 +102,8 @@ HWY_INLINE Ycbcr<V> matrix(Pairs<V> lower, Pairs<V> upper) {
           matrixChroma<kForm, kForm.cr>(lower, upper)};
 }
 
-// Y = (19595 R + 38470 G + 7471 B + 32768) >> 16 of pairs (R, G) and (B, G). The high parts reach 255 * 256 together and
-// each product pair has 15 bits only, so that G goes half with R, half with B.
+// Y = (19595 R + 38470 G + 7471 B + 32768) >> 16 of pairs (R, G) and (B, G). The high parts reach 255 * 256 together
+// and each product pair has 15 bits only, so that G goes half with R, half with B.
 template <class V>
 HWY_INLINE auto planarLuma(V rg, V bg) {
   const hn::Repartition<Zel16s, hn::DFromV<V>> d16;
@@ -174,7 +174,8 @@ inline Ycbcr<hn::VFromD<Block8u>> tableForm(const Zel8u* r, const Zel8u* g, cons
       const auto product = [=](const Zel8u* channel, int weight) {
         return hn::Mul(hn::PromoteTo(d, hn::LoadU(d8, channel + i)), hn::Set(d, weight));
       };
-      const auto sum = hn::Add(hn::Add(product(r, w.r), product(g, w.g)), hn::Add(product(b, w.b), hn::Set(d, w.round)));
+      const auto sum =
+          hn::Add(hn::Add(product(r, w.r), product(g, w.g)), hn::Add(product(b, w.b), hn::Set(d, w.round)));
       hn::StoreU(hn::DemoteTo(d8, hn::ShiftRight<16>(sum)), d8, result + i);
     }
     return hn::Load(block, result);

@@ -1,5 +1,5 @@
-// The inverse forms of the JFIF matrix: Y, Cb, Cr to R, G, B on vectors of bytes. As in the forward direction they differ
-// by one here and there, and each is exact.
+// The inverse forms of the JFIF matrix: Y, Cb, Cr to R, G, B on vectors of bytes. As in the forward direction they
+// differ by one here and there, and each is exact.
 #pragma once
 
 #include "jpeg/colour/layouts.h"
@@ -112,9 +112,8 @@ HWY_INLINE void inverseRow(int width, S source, D destination, Store store) {
   convertRow<4>(
       width, source, destination,
       [=](auto d, auto src, auto dst) {
-        store(d,
-              inverse<kForm>(hn::LoadU(d, src.plane[0]), hn::LoadU(d, src.plane[1]), hn::LoadU(d, src.plane[2])), src,
-              dst);
+        store(d, inverse<kForm>(hn::LoadU(d, src.plane[0]), hn::LoadU(d, src.plane[1]), hn::LoadU(d, src.plane[2])),
+              src, dst);
       },
       [=](auto d, auto src, auto dst) { store(d, tableInverse(src.plane), src, dst); });
 }

@@ -59,7 +59,8 @@ struct StagedBlock {
 template <class From, int kPlanes, int kBytes>
 void copyPixels(Pixels<From, kPlanes, kBytes> from, Destination<kPlanes, kBytes> to, int first, int end) {
   for (int i = 0; i < kPlanes; ++i) {
-    std::memcpy(to.plane[i] + first * kBytes, from.plane[i] + first * kBytes, static_cast<size_t>((end - first) * kBytes));
+    std::memcpy(to.plane[i] + first * kBytes, from.plane[i] + first * kBytes,
+                static_cast<size_t>((end - first) * kBytes));
   }
 }
 

@@ -31,9 +31,7 @@ template <Order kOrder>
 ZelStatus fourBytesToPlanes(const Zel8u* pSrc, int srcStep, Zel8u* const pDst[3], int dstStep, ZeliSize roiSize) {
   if (ZelStatus bad = checkPointersSize(present(pSrc, planes<3>(pDst)), roiSize)) return bad;
   for (int y = 0; y < roiSize.height; ++y) {
-    const auto gather = [](auto d, auto src, int half) {
-      return gatherPairs<4, kOrder>(d, src.plane[0] + 32 * half);
-    };
+    const auto gather = [](auto d, auto src, int half) { return gatherPairs<4, kOrder>(d, src.plane[0] + 32 * half); };
     convertRow<8>(
         roiSize.width, pixelRow<4>(pSrc, srcStep, y), planeRow<3>(pDst, dstStep, y),
         [=](auto d, auto src, auto dst) { storeYcbcr(laneForm(gather(d, src, 0), gather(d, src, 1)), dst.plane); },
@@ -62,13 +60,12 @@ template <Order kOrder, int kGreenBits>
 ZelStatus packedToPlanes(const Zel16u* pSrc, int srcStep, Zel8u* const pDst[3], int dstStep, ZeliSize roiSize) {
   if (ZelStatus bad = checkPointersStepsSize(present(pSrc, planes<3>(pDst)), srcStep, dstStep, roiSize)) return bad;
   for (int y = 0; y < roiSize.height; ++y) {
-    convertRow(roiSize.width, pixelRow<2>(pSrc, srcStep, y), planeRow<3>(pDst, dstStep, y),
-               [](auto d, auto src, auto dst) {
-                 const Zel8u* p = src.plane[0];
-                 storeYcbcr(matrix<k14Bit>(unpackPairs<kOrder, kGreenBits>(d, p),
-                                           unpackPairs<kOrder, kGreenBits>(d, p + 16)),
-                            dst.plane);
-               });
+    convertRow(
+        roiSize.width, pixelRow<2>(pSrc, srcStep, y), planeRow<3>(pDst, dstStep, y), [](auto d, auto src, auto dst) {
+          const Zel8u* p = src.plane[0];
+          storeYcbcr(matrix<k14Bit>(unpackPairs<kOrder, kGreenBits>(d, p), unpackPairs<kOrder, kGreenBits>(d, p + 16)),
+                     dst.plane);
+        });
   }
   return zelStatusOk;
 }
@@ -107,13 +104,10 @@ ZelStatus ownRGBToYCbCr_JPEG_8u_P3R(const Zel8u* const pSrc[3], int srcStep, Zel
     convertRow<4>(
         roiSize.width, planeRow<3>(pSrc, srcStep, y), planeRow<3>(pDst, dstStep, y),
         [](auto d, auto src, auto dst) {
-          storeYcbcr(
-              lumaDifference(hn::LoadU(d, src.plane[0]), hn::LoadU(d, src.plane[1]), hn::LoadU(d, src.plane[2])),
-              dst.plane);
+          storeYcbcr(lumaDifference(hn::LoadU(d, src.plane[0]), hn::LoadU(d, src.plane[1]), hn::LoadU(d, src.plane[2])),
+                     dst.plane);
         },
-        [](auto, auto src, auto dst) {
-          storeYcbcr(tableForm(src.plane[0], src.plane[1], src.plane[2]), dst.plane);
-        });
+        [](auto, auto src, auto dst) { storeYcbcr(tableForm(src.plane[0], src.plane[1], src.plane[2]), dst.plane); });
   });
   return zelStatusOk;
 }

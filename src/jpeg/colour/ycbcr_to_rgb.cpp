@@ -10,12 +10,11 @@ template <Order kOrder>
 ZelStatus planesToThreeBytes(const Zel8u* const pSrc[3], int srcStep, Zel8u* pDst, int dstStep, ZeliSize roiSize) {
   if (ZelStatus bad = checkPointersStepsSize(present(planes<3>(pSrc), pDst), srcStep, dstStep, roiSize)) return bad;
   forRows(roiSize, [=](int y) {
-    inverseRow<kInterleavingInverse>(
-        roiSize.width, planeRow<3>(pSrc, srcStep, y), pixelRow<3>(pDst, dstStep, y),
-        [](auto d, auto p, auto, auto dst) {
-          constexpr bool rgb = kOrder == Order::rgb;
-          storeInterleaved3(d, rgb ? p.r : p.b, p.g, rgb ? p.b : p.r, dst.plane[0]);
-        });
+    inverseRow<kInterleavingInverse>(roiSize.width, planeRow<3>(pSrc, srcStep, y), pixelRow<3>(pDst, dstStep, y),
+                                     [](auto d, auto p, auto, auto dst) {
+                                       constexpr bool rgb = kOrder == Order::rgb;
+                                       storeInterleaved3(d, rgb ? p.r : p.b, p.g, rgb ? p.b : p.r, dst.plane[0]);
+                                     });
   });
   return zelStatusOk;
 }
