@@ -1,0 +1,121 @@
+// The inverse forms of the JFIF matrix: Y, Cb, Cr to R, G, B on vectors of bytes. As in the forward direction they
+// differ by one here and there, and each is exact.
+#pragma once
+
+#include "jpeg/colour/layouts.h"
+
+namespace zelj {
+
+template <class V>
+struct Rgb {
+  V r, g, b;
+};
+
+// What is subtracted from Y for R, or B: a function of one chroma sample c, less 128, that
+// ((c * weight + 64 >> 7) + round + 64) >> 7 gives for all 256 of them.
+struct Slope {
+  int weight, round;
+};
+
+// In 16 bits, with the high and low bytes of weights w = 256 high + low: R and B by a slope; G subtracts
+// (H + ((L + round) >> 8) + 64) >> 7 with H and L the sums of Cb and Cr times the high and low bytes.
+struct InverseForm {
+  Slope r, b;
+  int gCb, gCr, gRound;
+};
+
+// R = Y + ((22970 Cr - 2932015) >> 14), G = Y + ((-5638 Cb - 11700 Cr + 2227566) >> 14),
+// B = Y + ((29032 Cb - 3707961) >> 14).
+inline constexpr InverseForm kInterleavingInverse{{-22970, 0}, {-29032, 0}, 2 * 5638, 2 * 11700, -222};
+// R = Y + ((22970 Cr - 2932015) >> 14), G = Y - ((5638 Cb + 11700 Cr - 2211182) >> 14),
+// B = Y + ((29032 Cb - 3708561) >> 14).
+inline constexpr InverseForm kPlanarInverse{{-22970, 0}, {-29033, 4}, 2 * 5638, 2 * 11700, -220};
+
+template <InverseForm kForm, class V>
+HWY_INLINE Rgb<V> inverse(V y, V cb, V cr) {
+  const hn::DFromV<V> d;
+  const hn::RebindToSigned<decltype(d)> d8s;
+  const hn::Repartition<Zel16s, decltype(d)> d16;
+  const V zero = hn::Zero(d), centre = hn::Set(d, 0x80);
+  const V cbSigned = hn::Xor(cb, centre), crSigned = hn::Xor(cr, centre);
+  const auto half = [&]<int kHalf>(std::integral_constant<int, kHalf>) {
+    const auto luma = hn::BitCast(d16, pairsOf<kHalf>(y, zero));
+    const auto minusSlope = [&](V chroma, Slope slope) {
+      auto t = hn::MulFixedPoint15(hn::BitCast(d16, pairsOf<kHalf>(zero, chroma)),
+                                   hn::Set(d16, static_cast<Zel16s>(slope.weight)));
+      if (slope.round) t = hn::Add(t, hn::Set(d16, static_cast<Zel16s>(slope.round)));
+      return hn::Sub(luma, hn::MulFixedPoint15(t, hn::Set(d16, 256)));
+    };
+    const auto chroma = hn::BitCast(d8s, pairsOf<kHalf>(cbSigned, crSigned));
+    const auto high = mulAddPairs(setPairs<(kForm.gCb >> 8), (kForm.gCr >> 8)>(d), chroma);
+    const auto low = mulAddPairs(setPairs<(kForm.gCb & 0xFF), (kForm.gCr & 0xFF)>(d), chroma);
+    const auto sum = hn::Add(high, hn::ShiftRight<8>(hn::Add(low, hn::Set(d16, kForm.gRound))));
+    using V16 = hn::VFromD<decltype(d16)>;
+    return Rgb<V16>{minusSlope(crSigned, kForm.r), hn::Sub(luma, hn::MulFixedPoint15(sum, hn::Set(d16, 256))),
+                    minusSlope(cbSigned, kForm.b)};
+  };
+  const auto lower = half(std::integral_constant<int, 0>()), upper = half(std::integral_constant<int, 1>());
+  return {narrowUnsigned(lower.r, upper.r), narrowUnsigned(lower.g, upper.g), narrowUnsigned(lower.b, upper.b)};
+}
+
+// The lane inverse, all products cut to integers on their own:
+// R = (16 Y + floor(11485 Cr / 512) - 2863) >> 4, G = (16 Y + 2175 - floor(2819 Cb / 512) - floor(5850 Cr / 512)) >> 4,
+// B = (16 Y + floor(14516 Cb / 512) - 3621) >> 4.
+template <class V>
+HWY_INLINE Rgb<V> laneInverse(V y, V cb, V cr) {
+  const hn::DFromV<V> d;
+  const hn::Repartition<Zel16u, decltype(d)> d16;
+  const hn::RebindToSigned<decltype(d16)> d16s;
+  using V16 = hn::VFromD<decltype(d16s)>;
+  const V zero = hn::Zero(d);
+  const auto half = [&]<int kHalf>(std::integral_constant<int, kHalf>) {
+    const auto luma = hn::BitCast(d16s, hn::ShiftRight<4>(hn::BitCast(d16, pairsOf<kHalf>(zero, y))));
+    const auto part = [&](V chroma, Zel16u weight) {
+      const auto times128 = hn::ShiftRight<1>(hn::BitCast(d16, pairsOf<kHalf>(zero, chroma)));
+      return hn::BitCast(d16s, hn::MulHigh(times128, hn::Set(d16, weight)));
+    };
+    const auto shifted = [&](V16 sum, Zel16s offset) {
+      return hn::ShiftRight<4>(hn::Add(hn::Add(luma, sum), hn::Set(d16s, offset)));
+    };
+    return Rgb<V16>{shifted(part(cr, 11485), -2871 + 8),
+                    shifted(hn::Sub(hn::Neg(part(cb, 2819)), part(cr, 5850)), 2167 + 8),
+                    shifted(part(cb, 14516), -3629 + 8)};
+  };
+  const auto lower = half(std::integral_constant<int, 0>()), upper = half(std::integral_constant<int, 1>());
+  return {narrowUnsigned(lower.r, upper.r), narrowUnsigned(lower.g, upper.g), narrowUnsigned(lower.b, upper.b)};
+}
+
+// The table form of a block, in 32 bits: the last pixels of a row have it.
+inline Rgb<hn::VFromD<Block8u>> tableInverse(const Zel8u* const ycbcr[]) {
+  const Block8u block;
+  const hn::FixedTag<Zel32s, 4> d;
+  const hn::Rebind<Zel8u, decltype(d)> d8;
+  const auto channel = [=](int cbWeight, int crWeight) {
+    alignas(16) Zel8u result[16];
+    for (int i = 0; i < 16; i += 4) {
+      const auto load = [=](int plane) { return hn::PromoteTo(d, hn::LoadU(d8, ycbcr[plane] + i)); };
+      const auto product = [=](int plane, int weight) {
+        return hn::Mul(hn::Sub(load(plane), hn::Set(d, 128)), hn::Set(d, weight));
+      };
+      const auto sum = hn::Add(hn::Add(product(1, cbWeight), product(2, crWeight)), hn::Set(d, 32768));
+      hn::StoreU(hn::DemoteTo(d8, hn::Add(load(0), hn::ShiftRight<16>(sum))), d8, result + i);
+    }
+    return hn::Load(block, result);
+  };
+  return {channel(0, 91881), channel(-22554, -46802), channel(116130, 0)};
+}
+
+// A row of planes Y, Cb, Cr (and more) whose groups of four take a form and whose rest takes the table form;
+// store(d, rgb, source, destination) keeps the pixels.
+template <InverseForm kForm, class S, class D, class Store>
+HWY_INLINE void inverseRow(int width, S source, D destination, Store store) {
+  convertRow<4>(
+      width, source, destination,
+      [=](auto d, auto src, auto dst) {
+        store(d, inverse<kForm>(hn::LoadU(d, src.plane[0]), hn::LoadU(d, src.plane[1]), hn::LoadU(d, src.plane[2])),
+              src, dst);
+      },
+      [=](auto d, auto src, auto dst) { store(d, tableInverse(src.plane), src, dst); });
+}
+
+} // namespace zelj

@@ -1,0 +1,110 @@
+// How the colour conversions walk a row: kernels convert one byte vector's worth of pixels, 16 or a multiple, and this
+// brings them to every width.
+#pragma once
+
+#include <cstring>
+
+#include "frame/rows.h"
+#include "simd/blocks.h"
+
+namespace zelj {
+
+// Where the pixels of an operand lie: kPlanes planes of kBytes bytes a pixel.
+template <class Byte, int kPlanes, int kBytes>
+struct Pixels {
+  Byte* plane[kPlanes];
+
+  Pixels at(int x) const {
+    Pixels moved = *this;
+    for (Byte*& p : moved.plane) p += Zel64s{x} * kBytes;
+    return moved;
+  }
+};
+
+template <int kPlanes, int kBytes>
+using Source = Pixels<const Zel8u, kPlanes, kBytes>;
+template <int kPlanes, int kBytes>
+using Destination = Pixels<Zel8u, kPlanes, kBytes>;
+
+// Row y of an operand: of pixels in one place, and of planes.
+template <int kBytes, class T>
+auto pixelRow(T* base, int step, int y) {
+  using Byte = std::conditional_t<std::is_const_v<T>, const Zel8u, Zel8u>;
+  return Pixels<Byte, 1, kBytes>{{reinterpret_cast<Byte*>(row(base, step, y))}};
+}
+template <int kPlanes, class T>
+Pixels<T, kPlanes, 1> planeRow(T* const* base, int step, int y) {
+  Pixels<T, kPlanes, 1> pixels;
+  for (int i = 0; i < kPlanes; ++i) pixels.plane[i] = row(base[i], step, y);
+  return pixels;
+}
+
+// Memory for the pixels of one block.
+template <int kPlanes, int kBytes>
+struct StagedBlock {
+  Zel8u bytes[kPlanes][16 * kBytes] = {};
+
+  auto pixels() {
+    Destination<kPlanes, kBytes> pixels;
+    for (int i = 0; i < kPlanes; ++i) pixels.plane[i] = bytes[i];
+    return pixels;
+  }
+  auto source() const {
+    Source<kPlanes, kBytes> pixels;
+    for (int i = 0; i < kPlanes; ++i) pixels.plane[i] = bytes[i];
+    return pixels;
+  }
+};
+
+template <class From, int kPlanes, int kBytes>
+void copyPixels(Pixels<From, kPlanes, kBytes> from, Destination<kPlanes, kBytes> to, int first, int end) {
+  for (int i = 0; i < kPlanes; ++i) {
+    std::memcpy(to.plane[i] + first * kBytes, from.plane[i] + first * kBytes,
+                static_cast<size_t>((end - first) * kBytes));
+  }
+}
+
+// Calls kernel(d, source, destination) over the first `count` pixels, at least 16, with the largest vectors that fit.
+template <size_t kLanes, class S, class D, class Kernel>
+HWY_INLINE void convertVectors(int count, S source, D destination, Kernel kernel) {
+  constexpr hn::FixedTag<Zel8u, kLanes> d;
+  constexpr int n = static_cast<int>(kLanes);
+  if (kLanes == 16 || count >= n) {
+    int x = 0;
+    for (; x <= count - n; x += n) kernel(d, source.at(x), destination.at(x));
+    if (x < count) kernel(d, source.at(count - n), destination.at(count - n));
+  } else if constexpr (kLanes > 16) {
+    convertVectors<kLanes / 2>(count, source, destination, kernel);
+  }
+}
+
+// Converts a row whose first pixels, as many groups of kGroup as there are, take the form of `groups` and the others
+// that of `rest`. Pixels may be computed twice, first in the other form: operands do not overlap.
+template <int kGroup, int kSourcePlanes, int kSourceBytes, int kPlanes, int kBytes, class Groups, class Rest>
+HWY_INLINE void convertRow(int width, Source<kSourcePlanes, kSourceBytes> source,
+                           Destination<kPlanes, kBytes> destination, Groups groups, Rest rest) {
+  constexpr Block8u block;
+  const int grouped = width - width % kGroup;
+  if (width >= 16) {
+    if (grouped < width) rest(block, source.at(width - 16), destination.at(width - 16));
+    convertVectors<hn::MaxLanes(hn::ScalableTag<Zel8u>())>(grouped, source, destination, groups);
+    return;
+  }
+  StagedBlock<kSourcePlanes, kSourceBytes> in;
+  StagedBlock<kPlanes, kBytes> out;
+  copyPixels(source, in.pixels(), 0, width);
+  groups(block, in.source(), out.pixels());
+  copyPixels(out.source(), destination, 0, grouped);
+  if (grouped < width) {
+    rest(block, in.source(), out.pixels());
+    copyPixels(out.source(), destination, grouped, width);
+  }
+}
+
+// Converts a row whose pixels all take one form.
+template <class S, class D, class Kernel>
+HWY_INLINE void convertRow(int width, S source, D destination, Kernel kernel) {
+  convertRow<1>(width, source, destination, kernel, kernel);
+}
+
+} // namespace zelj

@@ -1,0 +1,133 @@
+// RGB to YCbCr: interleaved, planar and packed pixels.
+#include "frame/checks.h"
+#include "frame/implementations.h"
+#include "jpeg/colour/forward.h"
+
+namespace zelj {
+namespace {
+
+// Three bytes a pixel: groups of eight take the 15-bit form, the rest of a row the 14-bit form.
+template <Order kOrder>
+ZelStatus threeBytesToPlanes(const Zel8u* pSrc, int srcStep, Zel8u* const pDst[3], int dstStep, ZeliSize roiSize) {
+  if (ZelStatus bad = checkPointersStepsSize(present(pSrc, planes<3>(pDst)), srcStep, dstStep, roiSize)) return bad;
+  forRows(roiSize, [=](int y) {
+    const auto gather = [](auto d, auto src, int half) {
+      return withOne(gatherPairs<3, kOrder>(d, src.plane[0] + 24 * half));
+    };
+    convertRow<8>(
+        roiSize.width, pixelRow<3>(pSrc, srcStep, y), planeRow<3>(pDst, dstStep, y),
+        [=](auto d, auto src, auto dst) {
+          storeYcbcr(matrix<k15Bit>(gather(d, src, 0), gather(d, src, 1)), dst.plane);
+        },
+        [=](auto d, auto src, auto dst) {
+          storeYcbcr(matrix<k14Bit>(gather(d, src, 0), gather(d, src, 1)), dst.plane);
+        });
+  });
+  return zelStatusOk;
+}
+
+// Four bytes a pixel: groups of eight take the lane form, the rest of a row the 14-bit integer form.
+template <Order kOrder>
+ZelStatus fourBytesToPlanes(const Zel8u* pSrc, int srcStep, Zel8u* const pDst[3], int dstStep, ZeliSize roiSize) {
+  if (ZelStatus bad = checkPointersSize(present(pSrc, planes<3>(pDst)), roiSize)) return bad;
+  for (int y = 0; y < roiSize.height; ++y) {
+    const auto gather = [](auto d, auto src, int half) { return gatherPairs<4, kOrder>(d, src.plane[0] + 32 * half); };
+    convertRow<8>(
+        roiSize.width, pixelRow<4>(pSrc, srcStep, y), planeRow<3>(pDst, dstStep, y),
+        [=](auto d, auto src, auto dst) { storeYcbcr(laneForm(gather(d, src, 0), gather(d, src, 1)), dst.plane); },
+        [=](auto d, auto src, auto dst) {
+          storeYcbcr(matrix<k14BitInteger>(withOne(gather(d, src, 0)), withOne(gather(d, src, 1))), dst.plane);
+        });
+  }
+  return zelStatusOk;
+}
+
+// Eight 16-bit pixels to a block as pairs (R, G) and (B, 1). The low field holds 5 bits, the middle one kGreenBits and
+// the high one 5; each is widened with zero bits.
+template <Order kOrder, int kGreenBits, class D>
+HWY_INLINE Pairs<hn::VFromD<D>> unpackPairs(D d, const Zel8u* p) {
+  const hn::Repartition<Zel16u, D> d16;
+  const auto v = hn::BitCast(d16, loadBlocks<32>(d, p));
+  const auto low = hn::And(hn::ShiftLeft<3>(v), hn::Set(d16, 0xF8));
+  const auto high = hn::And(hn::ShiftRight<kGreenBits + 2>(v), hn::Set(d16, 0xF8));
+  // Green as the second byte of its pair.
+  const auto green = hn::And(hn::ShiftLeft<11 - kGreenBits>(v), hn::Set(d16, kGreenBits == 6 ? 0xFC00 : 0xF800));
+  const auto r = kOrder == Order::rgb ? low : high, b = kOrder == Order::rgb ? high : low;
+  return withOne(Pairs<hn::VFromD<D>>{hn::BitCast(d, hn::Or(r, green)), hn::BitCast(d, b)});
+}
+
+template <Order kOrder, int kGreenBits>
+ZelStatus packedToPlanes(const Zel16u* pSrc, int srcStep, Zel8u* const pDst[3], int dstStep, ZeliSize roiSize) {
+  if (ZelStatus bad = checkPointersStepsSize(present(pSrc, planes<3>(pDst)), srcStep, dstStep, roiSize)) return bad;
+  for (int y = 0; y < roiSize.height; ++y) {
+    convertRow(
+        roiSize.width, pixelRow<2>(pSrc, srcStep, y), planeRow<3>(pDst, dstStep, y), [](auto d, auto src, auto dst) {
+          const Zel8u* p = src.plane[0];
+          storeYcbcr(matrix<k14Bit>(unpackPairs<kOrder, kGreenBits>(d, p), unpackPairs<kOrder, kGreenBits>(d, p + 16)),
+                     dst.plane);
+        });
+  }
+  return zelStatusOk;
+}
+
+} // namespace
+} // namespace zelj
+
+using namespace zelj;
+
+ZelStatus ownRGBToYCbCr_JPEG_8u_C3P3R(const Zel8u* pSrc, int srcStep, Zel8u* const pDst[3], int dstStep,
+                                      ZeliSize roiSize) {
+  return threeBytesToPlanes<Order::rgb>(pSrc, srcStep, pDst, dstStep, roiSize);
+}
+
+ZelStatus ownBGRToYCbCr_JPEG_8u_C3P3R(const Zel8u* pSrc, int srcStep, Zel8u* const pDst[3], int dstStep,
+                                      ZeliSize roiSize) {
+  return threeBytesToPlanes<Order::bgr>(pSrc, srcStep, pDst, dstStep, roiSize);
+}
+
+ZelStatus ownRGBToYCbCr_JPEG_8u_C4P3R(const Zel8u* pSrc, int srcStep, Zel8u* const pDst[3], int dstStep,
+                                      ZeliSize roiSize) {
+  return fourBytesToPlanes<Order::rgb>(pSrc, srcStep, pDst, dstStep, roiSize);
+}
+
+ZelStatus ownBGRToYCbCr_JPEG_8u_C4P3R(const Zel8u* pSrc, int srcStep, Zel8u* const pDst[3], int dstStep,
+                                      ZeliSize roiSize) {
+  return fourBytesToPlanes<Order::bgr>(pSrc, srcStep, pDst, dstStep, roiSize);
+}
+
+ZelStatus ownRGBToYCbCr_JPEG_8u_P3R(const Zel8u* const pSrc[3], int srcStep, Zel8u* const pDst[3], int dstStep,
+                                    ZeliSize roiSize) {
+  if (ZelStatus bad = checkPointersStepsSize(present(planes<3>(pSrc), planes<3>(pDst)), srcStep, dstStep, roiSize)) {
+    return bad;
+  }
+  forRows(roiSize, [=](int y) {
+    convertRow<4>(
+        roiSize.width, planeRow<3>(pSrc, srcStep, y), planeRow<3>(pDst, dstStep, y),
+        [](auto d, auto src, auto dst) {
+          storeYcbcr(lumaDifference(hn::LoadU(d, src.plane[0]), hn::LoadU(d, src.plane[1]), hn::LoadU(d, src.plane[2])),
+                     dst.plane);
+        },
+        [](auto, auto src, auto dst) { storeYcbcr(tableForm(src.plane[0], src.plane[1], src.plane[2]), dst.plane); });
+  });
+  return zelStatusOk;
+}
+
+ZelStatus ownRGB555ToYCbCr_JPEG_16u8u_C3P3R(const Zel16u* pSrc, int srcStep, Zel8u* const pDst[3], int dstStep,
+                                            ZeliSize roiSize) {
+  return packedToPlanes<Order::rgb, 5>(pSrc, srcStep, pDst, dstStep, roiSize);
+}
+
+ZelStatus ownBGR555ToYCbCr_JPEG_16u8u_C3P3R(const Zel16u* pSrc, int srcStep, Zel8u* const pDst[3], int dstStep,
+                                            ZeliSize roiSize) {
+  return packedToPlanes<Order::bgr, 5>(pSrc, srcStep, pDst, dstStep, roiSize);
+}
+
+ZelStatus ownRGB565ToYCbCr_JPEG_16u8u_C3P3R(const Zel16u* pSrc, int srcStep, Zel8u* const pDst[3], int dstStep,
+                                            ZeliSize roiSize) {
+  return packedToPlanes<Order::rgb, 6>(pSrc, srcStep, pDst, dstStep, roiSize);
+}
+
+ZelStatus ownBGR565ToYCbCr_JPEG_16u8u_C3P3R(const Zel16u* pSrc, int srcStep, Zel8u* const pDst[3], int dstStep,
+                                            ZeliSize roiSize) {
+  return packedToPlanes<Order::bgr, 6>(pSrc, srcStep, pDst, dstStep, roiSize);
+}

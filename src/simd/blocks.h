@@ -1,0 +1,117 @@
+// Bytes and 16-bit lanes within the 128-bit blocks of a vector: a byte vector's lower and upper halves are its blocks'
+// lower and upper eight bytes, so widening and narrowing never cross a block.
+#pragma once
+
+#include "simd/simd.h"
+
+namespace zelj {
+
+// The byte tag of one block; a tag D of bytes has kBlocks<D> of them.
+using Block8u = hn::FixedTag<Zel8u, 16>;
+template <class D>
+constexpr size_t kBlocks = hn::MaxLanes(D()) / 16;
+
+// Blocks that lie kStride bytes apart.
+template <int kStride, class D>
+HWY_INLINE hn::VFromD<D> loadBlocks(D d, const Zel8u* p) {
+  if constexpr (kBlocks<D> == 1) {
+    return hn::LoadU(d, p);
+  } else {
+    const hn::Half<D> half;
+    constexpr int upper = kStride * static_cast<int>(kBlocks<D> / 2);
+    return hn::Combine(d, loadBlocks<kStride>(half, p + upper), loadBlocks<kStride>(half, p));
+  }
+}
+
+// Stores blocks that lie kStride bytes apart.
+template <int kStride, class D, class V = hn::VFromD<D>>
+HWY_INLINE void storeBlocks(D d, V v, Zel8u* p) {
+  if constexpr (kBlocks<D> == 1) {
+    hn::StoreU(v, d, p);
+  } else {
+    const hn::Half<D> half;
+    constexpr int upper = kStride * static_cast<int>(kBlocks<D> / 2);
+    storeBlocks<kStride>(half, hn::LowerHalf(half, v), p);
+    storeBlocks<kStride>(half, hn::UpperHalf(half, v), p + upper);
+  }
+}
+
+// A constant pair of bytes in each 16-bit lane.
+template <int kFirst, int kSecond, class D>
+HWY_INLINE hn::VFromD<D> setPairs(D d) {
+  const hn::Repartition<Zel16u, D> d16;
+  return hn::BitCast(d, hn::Set(d16, static_cast<Zel16u>((kSecond & 0xFF) * 256 + (kFirst & 0xFF))));
+}
+
+// Neighbouring products summed: the 16-bit lane i is u[2i] * s[2i] + u[2i+1] * s[2i+1], within 16 bits signed.
+template <class VU, class VS>
+HWY_INLINE auto mulAddPairs(VU u, VS s) {
+  const hn::Repartition<Zel16s, hn::DFromV<VU>> d16;
+  using V16 = hn::VFromD<decltype(d16)>;
+#if HWY_ARCH_X86
+  if constexpr (sizeof(u.raw) == 16) {
+    return V16{_mm_maddubs_epi16(u.raw, s.raw)};
+#if HWY_TARGET <= HWY_AVX2
+  } else if constexpr (sizeof(u.raw) == 32) {
+    return V16{_mm256_maddubs_epi16(u.raw, s.raw)};
+#endif
+#if HWY_TARGET <= HWY_AVX3
+  } else {
+    return V16{_mm512_maddubs_epi16(u.raw, s.raw)};
+#endif
+  }
+#else
+  const auto u16 = hn::BitCast(d16, u), s16 = hn::BitCast(d16, s); // little-endian
+  const auto first = hn::Mul(hn::And(u16, hn::Set(d16, 0xFF)), hn::ShiftRight<8>(hn::ShiftLeft<8>(s16)));
+  const hn::RebindToUnsigned<decltype(d16)> du16;
+  return hn::Add(first, hn::Mul(hn::BitCast(d16, hn::ShiftRight<8>(hn::BitCast(du16, u))), hn::ShiftRight<8>(s16)));
+#endif
+}
+
+// Signed 16-bit lanes of both halves limited to 0..255.
+template <class V16>
+HWY_INLINE auto narrowUnsigned(V16 lower, V16 upper) {
+  const hn::Repartition<Zel8u, hn::DFromV<V16>> d8;
+  using V8 = hn::VFromD<decltype(d8)>;
+#if HWY_ARCH_X86
+  if constexpr (sizeof(lower.raw) == 16) {
+    return V8{_mm_packus_epi16(lower.raw, upper.raw)};
+#if HWY_TARGET <= HWY_AVX2
+  } else if constexpr (sizeof(lower.raw) == 32) {
+    return V8{_mm256_packus_epi16(lower.raw, upper.raw)};
+#endif
+#if HWY_TARGET <= HWY_AVX3
+  } else {
+    return V8{_mm512_packus_epi16(lower.raw, upper.raw)};
+#endif
+  }
+#else
+  const hn::Half<decltype(d8)> half;
+  return hn::Combine(d8, hn::DemoteTo(half, upper), hn::DemoteTo(half, lower));
+#endif
+}
+
+// Signed 16-bit lanes of both halves limited to -128..127.
+template <class V16>
+HWY_INLINE auto narrowSigned(V16 lower, V16 upper) {
+  const hn::Repartition<Zel8s, hn::DFromV<V16>> d8;
+  using V8 = hn::VFromD<decltype(d8)>;
+#if HWY_ARCH_X86
+  if constexpr (sizeof(lower.raw) == 16) {
+    return V8{_mm_packs_epi16(lower.raw, upper.raw)};
+#if HWY_TARGET <= HWY_AVX2
+  } else if constexpr (sizeof(lower.raw) == 32) {
+    return V8{_mm256_packs_epi16(lower.raw, upper.raw)};
+#endif
+#if HWY_TARGET <= HWY_AVX3
+  } else {
+    return V8{_mm512_packs_epi16(lower.raw, upper.raw)};
+#endif
+  }
+#else
+  const hn::Half<decltype(d8)> half;
+  return hn::Combine(d8, hn::DemoteTo(half, upper), hn::DemoteTo(half, lower));
+#endif
+}
+
+} // namespace zelj
