@@ -1,15 +1,25 @@
-// The zig-zag order of the coefficients of an 8x8 block (ITU T.81 Figure A.6).
+// The zig-zag order of ITU T.81 Figure A.6.
 #pragma once
+
+#include <array>
 
 #include "zelj.h"
 
 namespace zelj {
 
-// Natural index, 8 * row + column, of each zig-zag position.
-constexpr Zel8u kNaturalOrder[64] = {
-    0,  1,  8,  16, 9,  2,  3,  10, 17, 24, 32, 25, 18, 11, 4,  5,  12, 19, 26, 33, 40, 48,
-    41, 34, 27, 20, 13, 6,  7,  14, 21, 28, 35, 42, 49, 56, 57, 50, 43, 36, 29, 22, 15, 23,
-    30, 37, 44, 51, 58, 59, 52, 45, 38, 31, 39, 46, 53, 60, 61, 54, 47, 55, 62, 63,
-};
+// Natural index (8 v + u) of each position of the zig-zag sequence. The walk along the anti-diagonals: odd ones go down
+// and to the left, even ones up and to the right.
+constexpr std::array<Zel8u, 64> kNaturalOfZigzag = [] {
+  std::array<Zel8u, 64> natural{};
+  size_t position = 0;
+  for (int diagonal = 0; diagonal < 15; ++diagonal) {
+    for (int i = 0; i <= diagonal; ++i) {
+      const int v = diagonal % 2 ? i : diagonal - i, u = diagonal - v;
+      if (v < 8 && u < 8) natural[position++] = static_cast<Zel8u>(8 * v + u);
+    }
+  }
+  return natural;
+}();
+static_assert(kNaturalOfZigzag[1] == 1 && kNaturalOfZigzag[2] == 8 && kNaturalOfZigzag[5] == 2);
 
 } // namespace zelj

@@ -8,12 +8,12 @@
 
 namespace zelj {
 
-// Natural indices of zig-zag positions in decoders. Runs may lead up to 8 positions past the end, to the last
-// coefficient; kBadPosition stands further out.
-constexpr Zel8u kBadPosition = 64;
+// Natural indices of zig-zag positions in decoders: runs may lead past the end, to the last coefficient. No further than
+// kLastPosition, though; the entries behind it keep stores inside the block until that is found out.
+constexpr int kLastPosition = 71;
 constexpr auto kDecoderOrder = [] {
   std::array<Zel8u, 80> order{};
-  for (int k = 0; k < 80; ++k) order[static_cast<size_t>(k)] = k < 64 ? kNaturalOrder[k] : k < 72 ? 63 : kBadPosition;
+  for (size_t k = 0; k < order.size(); ++k) order[k] = k < 64 ? kNaturalOfZigzag[k] : 63;
   return order;
 }();
 

@@ -26,7 +26,7 @@ ZelStatus writeBlock(const BitSink& sink, const Zel16s* block, int difference, c
   if (ZelStatus bad = writeValue(sink, dcTable, 0, difference, lenient)) return bad;
   int run = 0;
   for (int k = 1; k < 64; ++k) {
-    const int value = block[kNaturalOrder[k]];
+    const int value = block[kNaturalOfZigzag[k]];
     if (value == 0) {
       ++run;
       continue;
