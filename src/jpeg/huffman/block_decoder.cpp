@@ -26,16 +26,20 @@ bool readBlockFast(const BitSource& source, const ZeliDecodeHuffmanSpec& dcTable
   if (!FastReader::canStart(source)) return false;
   FastReader reader(source);
   clear(block);
-  if (!reader.refill()) return false;
+  // The bits held from the last call are enough for an ordinary DC term, so that it need not wait for memory.
+  if (reader.bits < FastReader::kFastSymbol && !reader.refill()) return false;
   Zel32u entry = reader.lookup(dcTable);
   if (!entry) [[unlikely]] {
+    if (!reader.refill()) return false;
     entry = reader.lookupLong(dcTable);
     if (!entry) return false;
   }
   const auto dc = static_cast<Zel16s>(*lastDC + reader.take(entry, entry & 15));
   store(block, 0, dc);
+  if (reader.bits < 8 && !reader.refill()) return false;
 
-  // One refill serves two symbols of the look-up table. False: the block is full.
+  // One refill serves two symbols of the look-up table, and works while the first is looked up by the bits at hand, at
+  // least 8. False: the block is full.
   int k = 1;
   const auto coefficient = [&]() __attribute__((always_inline)) {
     k += entry >> 4 & 15;
@@ -43,8 +47,8 @@ bool readBlockFast(const BitSource& source, const ZeliDecodeHuffmanSpec& dcTable
     return ++k < 64;
   };
   for (;;) {
-    if (!reader.refill()) return false;
     entry = reader.lookup(acTable);
+    if (!reader.refill()) return false;
     if (entry & 15) [[likely]] {
       if (!coefficient()) break;
       entry = reader.lookup(acTable);
@@ -66,6 +70,7 @@ bool readBlockFast(const BitSource& source, const ZeliDecodeHuffmanSpec& dcTable
       k += 16;
       if (k > 63) goto finished;
     }
+    if (!reader.refill()) return false;
   }
   if (k > 64) return false;
 finished:

@@ -93,12 +93,12 @@ struct FastReader {
 
   // Hands whole bytes back so that at most 32 bits stay, and writes position and accumulator.
   HWY_INLINE void finish(const BitSource& source) {
-    const int back = std::max(bits - 25, 0) >> 3;
-    bits -= back * 8;
+    const int excess = bits - 25, left = excess > 7 ? 25 + (excess & 7) : bits;
+    const int back = (bits - left) >> 3;
+    source.state->accumulator = accumulator >> 1 >> (63 - left);
+    source.state->validBits = left;
     at = stuffed ? backOver0xFF(at, back, source.bytes) : at - back;
     *source.position = static_cast<Zel32s>(at - source.bytes);
-    source.state->accumulator = accumulator >> 1 >> (63 - bits);
-    source.state->validBits = bits;
   }
 
  private:
