@@ -1,0 +1,331 @@
+// The sequential block coders on the blocks of photographs, beside libjpeg-turbo: its encoder's kernel for one block, and
+// its decoder up to the coefficients. ZELJ_BENCH_IMAGES names a folder of PNG files to take instead of a made-up picture.
+#include <png.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <memory>
+#include <vector>
+
+#include <jpeglib.h>
+
+#include "support/measure.h"
+#include "support/random.h"
+#include "support/turbo.h"
+#include "zelj.h"
+
+namespace zelj::bench {
+namespace {
+
+constexpr int kWidth = 512, kHeight = 384, kComponents = 3;
+
+// What the peer's kernel expects of its caller: the head of its writer's state, and its table of codes.
+struct PeerWriter {
+  uint8_t* next;
+  size_t room;
+  uint64_t bits;
+  int freeBits;
+  int lastDc[4];
+};
+struct PeerTable {
+  unsigned code[256];
+  char length[256];
+};
+
+using Picture = std::vector<uint8_t>;  // RGB, kWidth x kHeight
+
+// Noise with the spectrum of a photograph: octaves of smoothed random grids, each half as strong, and a few hard edges.
+Picture madeUpPicture() {
+  test::Random random(1);
+  std::vector<float> plane(kWidth * kHeight * 3);
+  for (int cell = 128, strength = 100; cell >= 1; cell /= 2, strength = strength * 16 / 25) {
+    const int columns = kWidth / cell + 2, rows = kHeight / cell + 2;
+    std::vector<float> grid(static_cast<size_t>(columns * rows * 3));
+    for (float& g : grid) g = static_cast<float>(random.in(-strength, strength));
+    for (int y = 0; y < kHeight; ++y) {
+      for (int x = 0; x < kWidth; ++x) {
+        const float fx = static_cast<float>(x % cell) / static_cast<float>(cell);
+        const float fy = static_cast<float>(y % cell) / static_cast<float>(cell);
+        for (int c = 0; c < 3; ++c) {
+          const float* g = &grid[static_cast<size_t>(((y / cell) * columns + x / cell) * 3)];
+          // Half of a channel's noise is common to all three.
+          const auto at = [&](int dx, int dy) {
+            const float* p = g + (dy * columns + dx) * 3;
+            return 0.3f * p[c] + 0.7f * p[1];
+          };
+          plane[static_cast<size_t>((y * kWidth + x) * 3 + c)] +=
+              (at(0, 0) * (1 - fx) + at(1, 0) * fx) * (1 - fy) + (at(0, 1) * (1 - fx) + at(1, 1) * fx) * fy;
+        }
+      }
+    }
+  }
+  Picture picture(plane.size());
+  for (size_t i = 0; i < plane.size(); ++i) {
+    const float edge = plane[i / 3 * 3 + 1] > 40 ? 50.0f : 0.0f;
+    picture[i] = static_cast<uint8_t>(std::clamp(plane[i] + edge + 110.0f, 0.0f, 255.0f));
+  }
+  return picture;
+}
+
+// The middle of every PNG file of the folder that is large enough.
+std::vector<Picture> readPictures(const char* folder) {
+  std::vector<Picture> pictures;
+  for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+    png_image image{};
+    image.version = PNG_IMAGE_VERSION;
+    if (!png_image_begin_read_from_file(&image, entry.path().c_str())) continue;
+    image.format = PNG_FORMAT_RGB;
+    const int width = static_cast<int>(image.width), height = static_cast<int>(image.height);
+    Picture all(PNG_IMAGE_SIZE(image));
+    if (!png_image_finish_read(&image, nullptr, all.data(), 0, nullptr) || width < kWidth || height < kHeight) continue;
+    Picture middle;
+    for (int y = (height - kHeight) / 2, end = y + kHeight; y < end; ++y) {
+      const uint8_t* row = &all[static_cast<size_t>((y * width + (width - kWidth) / 2) * 3)];
+      middle.insert(middle.end(), row, row + kWidth * 3);
+    }
+    pictures.push_back(std::move(middle));
+  }
+  return pictures;
+}
+
+// A picture as a JPEG file of libjpeg-turbo's, with its blocks and code in scan order.
+struct Scan {
+  std::vector<uint8_t> file, code;
+  std::vector<Zel16s> blocks;       // 64 for each block
+  std::vector<uint8_t> components;  // of each block
+  struct {
+    std::vector<uint8_t> bits, values, encode, decode;
+    PeerTable peer{};
+  } tables[2][2];  // DC and AC, of luma and chroma
+
+  const ZeliEncodeHuffmanSpec* encodeTable(int kind, int component) const {
+    return reinterpret_cast<const ZeliEncodeHuffmanSpec*>(tables[kind][component != 0].encode.data());
+  }
+  const ZeliDecodeHuffmanSpec* decodeTable(int kind, int component) const {
+    return reinterpret_cast<const ZeliDecodeHuffmanSpec*>(tables[kind][component != 0].decode.data());
+  }
+};
+
+void compress(const Picture& picture, int quality, Scan& scan) {
+  jpeg_compress_struct jpeg;
+  jpeg_error_mgr errors;
+  jpeg.err = jpeg_std_error(&errors);
+  jpeg_create_compress(&jpeg);
+  unsigned char* bytes = nullptr;
+  unsigned long length = 0;
+  jpeg_mem_dest(&jpeg, &bytes, &length);
+  jpeg.image_width = kWidth;
+  jpeg.image_height = kHeight;
+  jpeg.input_components = 3;
+  jpeg.in_color_space = JCS_RGB;
+  jpeg_set_defaults(&jpeg);
+  jpeg_set_quality(&jpeg, quality, TRUE);
+  jpeg_start_compress(&jpeg, TRUE);
+  while (jpeg.next_scanline < jpeg.image_height) {
+    auto* row = const_cast<uint8_t*>(&picture[jpeg.next_scanline * kWidth * 3]);
+    jpeg_write_scanlines(&jpeg, &row, 1);
+  }
+  jpeg_finish_compress(&jpeg);
+  jpeg_destroy_compress(&jpeg);
+  scan.file.assign(bytes, bytes + length);
+  free(bytes);
+}
+
+// The peer's work up to the coefficients; use(jpeg, arrays) sees them.
+template <class Use>
+void readCoefficients(const std::vector<uint8_t>& file, Use use) {
+  jpeg_decompress_struct jpeg;
+  jpeg_error_mgr errors;
+  jpeg.err = jpeg_std_error(&errors);
+  jpeg_create_decompress(&jpeg);
+  jpeg_mem_src(&jpeg, file.data(), file.size());
+  jpeg_read_header(&jpeg, TRUE);
+  use(jpeg, jpeg_read_coefficients(&jpeg));
+  jpeg_finish_decompress(&jpeg);
+  jpeg_destroy_decompress(&jpeg);
+}
+
+void makeTables(jpeg_decompress_struct& jpeg, Scan& scan) {
+  for (int kind = 0; kind < 2; ++kind) {
+    for (int i = 0; i < 2; ++i) {
+      auto& table = scan.tables[kind][i];
+      const JHUFF_TBL* from = (kind == 0 ? jpeg.dc_huff_tbl_ptrs : jpeg.ac_huff_tbl_ptrs)[i];
+      table.bits.assign(from->bits + 1, from->bits + 17);
+      table.values.assign(from->huffval, from->huffval + 256);
+      Zel32s size;
+      zeliEncodeHuffmanSpecGetBufSize_JPEG_8u(&size);
+      table.encode.resize(static_cast<size_t>(size));
+      zeliEncodeHuffmanSpecInit_JPEG_8u(table.bits.data(), table.values.data(),
+                                        reinterpret_cast<ZeliEncodeHuffmanSpec*>(table.encode.data()));
+      zeliDecodeHuffmanSpecGetBufSize_JPEG_8u(&size);
+      table.decode.resize(static_cast<size_t>(size));
+      zeliDecodeHuffmanSpecInit_JPEG_8u(table.bits.data(), table.values.data(),
+                                        reinterpret_cast<ZeliDecodeHuffmanSpec*>(table.decode.data()));
+      unsigned code = 0;
+      for (int length = 1, p = 0; length <= 16; ++length, code *= 2) {
+        for (int n = 0; n < table.bits[static_cast<size_t>(length - 1)]; ++n, ++p) {
+          table.peer.code[table.values[static_cast<size_t>(p)]] = code++;
+          table.peer.length[table.values[static_cast<size_t>(p)]] = static_cast<char>(length);
+        }
+      }
+    }
+  }
+}
+
+Scan makeScan(const Picture& picture, int quality) {
+  Scan scan;
+  compress(picture, quality, scan);
+  readCoefficients(scan.file, [&](jpeg_decompress_struct& jpeg, jvirt_barray_ptr* arrays) {
+    makeTables(jpeg, scan);
+    const JDIMENSION rows = kHeight / 16, columns = kWidth / 16;
+    for (JDIMENSION y = 0; y < rows; ++y) {
+      for (JDIMENSION x = 0; x < columns; ++x) {
+        for (int c = 0; c < kComponents; ++c) {
+          const JDIMENSION factor = c == 0 ? 2 : 1;
+          for (JDIMENSION v = 0; v < factor; ++v) {
+            JBLOCKARRAY row = jpeg.mem->access_virt_barray(reinterpret_cast<j_common_ptr>(&jpeg), arrays[c],
+                                                           y * factor + v, 1, FALSE);
+            for (JDIMENSION h = 0; h < factor; ++h) {
+              const JCOEF* block = row[0][x * factor + h];
+              scan.blocks.insert(scan.blocks.end(), block, block + 64);
+              scan.components.push_back(static_cast<uint8_t>(c));
+            }
+          }
+        }
+      }
+    }
+  });
+  // The scan's code lies between the header of its segment and the end-of-image marker.
+  const uint8_t sos[] = {0xFF, 0xDA};
+  const auto header = std::search(scan.file.begin(), scan.file.end(), sos, sos + 2);
+  scan.code.assign(header + 2 + header[2] * 256 + header[3], scan.file.end());
+  return scan;
+}
+
+size_t encodeScan(const Scan& scan, std::vector<uint8_t>& to) {
+  alignas(8) static Zel8u memory[2048];
+  auto* state = reinterpret_cast<ZeliEncodeHuffmanState*>(memory);
+  zeliEncodeHuffmanStateInit_JPEG_8u(state);
+  Zel16s lastDc[kComponents]{};
+  Zel32s position = 0;
+  const auto room = static_cast<Zel32s>(to.size());
+  for (size_t i = 0; i < scan.components.size(); ++i) {
+    const int c = scan.components[i];
+    if (zeliEncodeHuffman8x8_JPEG_16s1u_C1(&scan.blocks[i * 64], to.data(), room, &position, &lastDc[c],
+                                           scan.encodeTable(0, c), scan.encodeTable(1, c), state, 0) != zelStatusOk) {
+      std::abort();
+    }
+  }
+  zeliEncodeHuffman8x8_JPEG_16s1u_C1(nullptr, to.data(), room, &position, nullptr, nullptr, nullptr, state, 1);
+  return static_cast<size_t>(position);
+}
+
+size_t encodeScanByPeer(Scan& scan, std::vector<uint8_t>& to) {
+  PeerWriter writer{to.data(), to.size(), 0, 64, {}};
+  int lastDc[kComponents]{};
+  uint8_t* at = to.data();
+  for (size_t i = 0; i < scan.components.size(); ++i) {
+    const int c = scan.components[i];
+    Zel16s* block = &scan.blocks[i * 64];
+    at = jsimd_huff_encode_one_block_sse2(&writer, at, block, lastDc[c], &scan.tables[0][c != 0].peer,
+                                          &scan.tables[1][c != 0].peer);
+    lastDc[c] = block[0];
+  }
+  return static_cast<size_t>(at - to.data());
+}
+
+size_t encodeScanDirectly(const Scan& scan, std::vector<uint8_t>& to) {
+  Zel16s lastDc[kComponents]{};
+  Zel32u bits = 0;
+  for (size_t i = 0; i < scan.components.size(); ++i) {
+    const int c = scan.components[i];
+    zeliEncodeHuffman8x8_Direct_JPEG_16s1u_C1(&scan.blocks[i * 64], to.data(), &bits, &lastDc[c],
+                                              scan.encodeTable(0, c), scan.encodeTable(1, c));
+  }
+  return bits / 8;
+}
+
+void decodeScan(const Scan& scan, std::vector<Zel16s>& to) {
+  alignas(8) Zel8u memory[64];
+  auto* state = reinterpret_cast<ZeliDecodeHuffmanState*>(memory);
+  zeliDecodeHuffmanStateInit_JPEG_8u(state);
+  Zel16s lastDc[kComponents]{};
+  Zel32s position = 0, marker = 0;
+  const auto length = static_cast<Zel32s>(scan.code.size());
+  for (size_t i = 0; i < scan.components.size(); ++i) {
+    const int c = scan.components[i];
+    if (zeliDecodeHuffman8x8_JPEG_1u16s_C1(scan.code.data(), length, &position, &to[i * 64], &lastDc[c], &marker,
+                                           scan.decodeTable(0, c), scan.decodeTable(1, c), state) != zelStatusOk) {
+      std::abort();
+    }
+  }
+}
+
+void decodeScanDirectly(const Scan& scan, std::vector<Zel16s>& to) {
+  Zel16s lastDc[kComponents]{};
+  Zel32s position = 0, marker = 0, held = 0;
+  Zel32u ahead = 0;
+  for (size_t i = 0; i < scan.components.size(); ++i) {
+    const int c = scan.components[i];
+    if (zeliDecodeHuffman8x8_Direct_JPEG_1u16s_C1(scan.code.data(), &position, &to[i * 64], &lastDc[c], &marker, &ahead,
+                                                  &held, scan.decodeTable(0, c), scan.decodeTable(1, c)) !=
+        zelStatusOk) {
+      std::abort();
+    }
+  }
+}
+
+void registerAll() {
+  const char* folder = std::getenv("ZELJ_BENCH_IMAGES");
+  std::vector<Picture> pictures;
+  if (folder && *folder) pictures = readPictures(folder);
+  if (pictures.empty()) pictures.push_back(madeUpPicture());
+  for (const int quality : {50, 75, 90, 95}) {
+    auto scans = std::make_shared<std::vector<Scan>>();
+    size_t blocks = 0, bytes = 0;
+    for (const Picture& picture : pictures) {
+      scans->push_back(makeScan(picture, quality));
+      blocks += scans->back().components.size();
+      bytes += scans->back().code.size();
+    }
+    auto code = std::make_shared<std::vector<uint8_t>>(size_t{1} << 20);
+    auto coefficients = std::make_shared<std::vector<Zel16s>>(scans->front().blocks.size());
+    // All of it is worth nothing if the two do not agree.
+    for (Scan& scan : *scans) {
+      const size_t length = encodeScan(scan, *code);
+      if (length + 2 != scan.code.size() || !std::equal(scan.code.begin(), scan.code.end() - 2, code->begin())) std::abort();
+      if (encodeScanDirectly(scan, *code) > length) std::abort();
+      if (!std::equal(scan.code.begin(), scan.code.end() - 3, code->begin())) std::abort();
+      decodeScan(scan, *coefficients);
+      if (*coefficients != scan.blocks) std::abort();
+      decodeScanDirectly(scan, *coefficients);
+      if (*coefficients != scan.blocks) std::abort();
+      const size_t peerLength = encodeScanByPeer(scan, *code);
+      if (!std::equal(code->begin(), code->begin() + static_cast<ptrdiff_t>(peerLength), scan.code.begin())) std::abort();
+    }
+    const auto all = [&](const char* work, const char* who, auto one) {
+      char name[64];
+      std::snprintf(name, sizeof name, "huffman/%s q%d, %.1f bytes a block", work, quality,
+                    static_cast<double>(bytes) / static_cast<double>(blocks));
+      measure(name, who, "blocks", static_cast<double>(blocks), [=] {
+        for (Scan& scan : *scans) one(scan);
+      });
+    };
+    all("encode", "zelj", [=](Scan& scan) { encodeScan(scan, *code); });
+    all("encode", "libjpeg-turbo", [=](Scan& scan) { encodeScanByPeer(scan, *code); });
+    all("encode direct", "zelj", [=](Scan& scan) { encodeScanDirectly(scan, *code); });
+    all("decode", "zelj", [=](Scan& scan) { decodeScan(scan, *coefficients); });
+    all("decode", "libjpeg-turbo", [=](Scan& scan) {
+      readCoefficients(scan.file, [](jpeg_decompress_struct&, jvirt_barray_ptr*) {});
+    });
+    all("decode direct", "zelj", [=](Scan& scan) { decodeScanDirectly(scan, *coefficients); });
+  }
+}
+
+[[maybe_unused]] const bool registered = (registerAll(), true);
+
+} // namespace
+} // namespace zelj::bench

@@ -1,0 +1,128 @@
+// The fast paths' view of an entropy-coded segment: a 64-bit accumulator in registers, refilled by whole words between
+// bytes of 0xFF. They give up at everything out of the ordinary and leave it to the accurate procedures.
+#pragma once
+
+#include <algorithm>
+
+#include "jpeg/huffman/big_endian.h"
+#include "jpeg/huffman/bit_reader.h"
+#include "simd/find_byte.h"
+#include "simd/simd.h"
+
+namespace zelj {
+
+// Symbols are handled as in the look-up table: code length << 16 | symbol, 0 for none.
+
+// The symbol that begins the 16 bits, of a code of 9 to 16 bits.
+[[gnu::noinline]] inline Zel32u lookupLongCode(const ZeliDecodeHuffmanSpec& spec, Zel32u next16) {
+  const hn::FixedTag<Zel16u, 8> d;
+  // The next 9 to 16 bits beside the largest codes of these lengths. A length without codes has kNoCode, and fits none.
+  alignas(16) static constexpr Zel16u kShift[8] = {1 << 9, 1 << 10, 1 << 11, 1 << 12, 1 << 13, 1 << 14, 1 << 15, 0};
+  alignas(16) static constexpr Zel16u kLast[8] = {0, 0, 0, 0, 0, 0, 0, 0xFFFF};
+  const auto bits = hn::Set(d, static_cast<Zel16u>(next16));
+  const auto codes = hn::Or(hn::MulHigh(bits, hn::Load(d, kShift)), hn::And(bits, hn::Load(d, kLast)));
+  const auto limits = hn::Add(hn::LoadU(d, spec.maxCode + 9), hn::Set(d, 1));
+  const auto first = hn::FindFirstTrue(d, hn::Ne(hn::SaturatedSub(limits, codes), hn::Zero(d)));
+  if (first < 0) return 0;
+  const auto length = static_cast<Zel32u>(first) + 9;
+  const Zel32u index = (next16 >> (16 - length)) + spec.valueOffset[length] - spec.minCode[length];
+  return length << 16 | spec.huffValues[index & 255];
+}
+
+struct FastReader {
+  // Memory that must lie in front of a reader wherever it looks for the next 0xFF.
+  static constexpr int kReach = 64 + 8;
+  // What refill() makes available at least, and what a symbol and its additional bits need at most: one found in the
+  // look-up table, or any.
+  static constexpr int kRefilled = 56, kFastSymbol = 8 + 15, kSymbol = 16 + 15;
+
+  Zel64u accumulator;       // left-aligned
+  Zel32s bits;              // unread bits in it, up to 63
+  bool stuffed;             // whether bytes of 0xFF were among those read
+  const Zel8u* at;          // the next byte
+  const Zel8u* next0xFF;    // where 0xFF, or memory that was not looked at, begins
+  const Zel8u* end;         // of the source
+
+  static bool canStart(const BitSource& source) {
+    return *source.marker == 0 && Zel64s{source.length} - *source.position >= kReach &&
+           static_cast<Zel32u>(source.state->validBits) <= 32;
+  }
+
+  HWY_INLINE explicit FastReader(const BitSource& source)
+      : bits(source.state->validBits), stuffed(false), at(source.bytes + *source.position) {
+    accumulator = source.state->accumulator << 1 << (63 - bits);  // no single shift moves 0 bits to the top
+    next0xFF = at + findByte64(0xFF, at);
+    end = source.bytes + source.length;
+  }
+
+  HWY_INLINE bool refill() {
+    const Zel8u* const next = at + ((63 - bits) >> 3);
+    if (next > next0xFF) [[unlikely]] {
+      // By value, or the compiler keeps this object in memory.
+      const Refilled across = across0xFF(accumulator, bits, at, end);
+      accumulator = across.accumulator;
+      bits = across.bits;
+      stuffed = true;
+      at = across.at;
+      next0xFF = across.next0xFF;
+      return bits >= kRefilled;
+    }
+    // The bits of a byte that does not fit entirely are in place already when the next refill brings them again.
+    accumulator |= loadBigEndian64(at) >> bits;
+    at = next;
+    bits |= kRefilled;
+    return true;
+  }
+
+  HWY_INLINE Zel32u lookup(const ZeliDecodeHuffmanSpec& spec) const { return spec.fastLookup[accumulator >> 56]; }
+  HWY_INLINE Zel32u lookupLong(const ZeliDecodeHuffmanSpec& spec) const {
+    return lookupLongCode(spec, static_cast<Zel32u>(accumulator >> 48));
+  }
+
+  // Takes a code and `category` additional bits, 0 to 15, and returns the value that these stand for.
+  HWY_INLINE int take(Zel32u entry, Zel32u category) {
+    const Zel32u length = entry >> 16;
+    const Zel64u rest = accumulator << length;
+    accumulator = rest << category;
+    bits -= static_cast<Zel32s>(length + category);
+    // Negative values begin with a 0: their ones' complement is the magnitude.
+    const auto negative = static_cast<Zel64u>(~(static_cast<Zel64s>(rest) >> 63));
+    const auto magnitude = (rest ^ negative) >> 1 >> (63 - category);
+    return static_cast<int>((magnitude ^ negative) - negative);
+  }
+
+  // Hands whole bytes back so that at most 32 bits stay, and writes position and accumulator.
+  HWY_INLINE void finish(const BitSource& source) {
+    const int excess = bits - 25, left = excess > 7 ? 25 + (excess & 7) : bits;
+    const int back = (bits - left) >> 3;
+    source.state->accumulator = accumulator >> 1 >> (63 - left);
+    source.state->validBits = left;
+    at = stuffed ? backOver0xFF(at, back, source.bytes) : at - back;
+    *source.position = static_cast<Zel32s>(at - source.bytes);
+  }
+
+ private:
+  struct Refilled {
+    Zel64u accumulator;
+    Zel32s bits;
+    const Zel8u *at, *next0xFF;
+  };
+
+  // Refills byte by byte over stuffed bytes; stays short at a marker and at the end.
+  [[gnu::noinline, gnu::cold]] static Refilled across0xFF(Zel64u accumulator, Zel32s bits, const Zel8u* at,
+                                                          const Zel8u* end) {
+    for (; bits < kRefilled && end - at >= kReach; bits += 8) {
+      const Zel8u byte = *at++;
+      if (byte == 0xFF && *at++ != 0) break;
+      accumulator |= Zel64u{byte} << (56 - bits);
+    }
+    return {accumulator, bits, at, bits >= kRefilled ? at + findByte64(0xFF, at) : at};
+  }
+
+  [[gnu::noinline, gnu::cold]] static const Zel8u* backOver0xFF(const Zel8u* at, int count, const Zel8u* begin) {
+    for (; count > 0; --count) at -= at - begin >= 2 && at[-1] == 0 && at[-2] == 0xFF ? 2 : 1;
+    return at;
+  }
+};
+
+} // namespace zelj
