@@ -4,7 +4,8 @@
 usage: bench_report.py DIRECTORY [--html FILE] [--plot FILE.svg] [--markdown]
 
 DIRECTORY holds a JSON file of Google Benchmark for each instruction-set level. A benchmark is named
-<family>/<work>/<who>, and `zelj` is set beside every other <who> of the same work. --html writes a page with everything,
+<family>/<work>/<who>, and `zelj` is set beside every other <who> of the same work: rivals, and memcpy of as many
+bytes as a bound. --html writes a page with everything,
 --plot a small picture of the main works, --markdown prints tables for a text. Rates are medians of the repetitions.
 """
 import argparse
@@ -19,6 +20,8 @@ import sys
 
 LEVELS = {"avx": "AVX", "x86-64-v3": "x86-64-v3", "x86-64-v4": "x86-64-v4"}
 UNITS = {"pixels": "px/s", "blocks": "blocks/s", "bytes": "B/s", "samples": "samples/s"}
+
+MACHINE = re.compile("(frame|threads)/")
 
 # What --plot shows: the beginning of <family>/<work>, and its label.
 MAIN = [
@@ -48,7 +51,8 @@ class Report:
         self.levels = [run["context"]["zelj_level"] for run in runs]
         for run in runs:
             self.context = run["context"]
-            for entry in sorted(run["benchmarks"], key=lambda e: e["family_index"]):
+            # As registered, with what is about the machine behind what is about the library.
+            for entry in sorted(run["benchmarks"], key=lambda e: (bool(MACHINE.match(e["name"])), e["family_index"])):
                 if entry["run_type"] == "iteration":
                     self.add(run["context"]["zelj_level"], entry)
 
@@ -69,8 +73,14 @@ class Report:
         ours, theirs = self.rate(family, work, "zelj", level), self.rate(family, work, who, level)
         return ours / theirs if ours and theirs else None
 
-    def partners(self, family, work):
-        return [who for who in self.rates[family][work] if who != "zelj"] or [None]
+    def rivals(self, family, work):
+        """Whom to set beside zelj; where zelj takes no part, all who do."""
+        whos = self.rates[family][work]
+        return [who for who in whos if who != "zelj" and not (is_copy(who) and "zelj" in whos)] or [None]
+
+    def copy_share(self, family, work, level):
+        who = next((who for who in self.rates[family][work] if is_copy(who)), None)
+        return self.ratio(family, work, who, level) if who else None
 
     def scale(self, family, work):
         """The factor and the name of a unit in which all rates of a work are easy to read."""
@@ -85,8 +95,17 @@ class Report:
         return f"{self.context['processor']}, {self.context['compiler']}, {date}"
 
 
+def is_copy(who):
+    return who.startswith("memcpy")
+
+
 def number(value):
     return f"{value:#.3g}" if value < 100 else f"{value:.0f}"
+
+
+def text_width(text):
+    """About the pixels of a text at 13 px: fonts differ."""
+    return sum(9.2 if c.isupper() or c.isdigit() else 7.3 for c in text)
 
 
 # Plots: horizontal bars of ratios, grouped by work, a bar for each level.
@@ -104,9 +123,8 @@ STYLE = """
 
 def plot(title, groups, levels, own_style=False):
     """groups: [(label, {level: ratio})]. Returns an SVG element."""
-    bar, gap, top, width, value_width = 11, 9, 52, 760, 44
-    left = 24 + max(7 * len(label) for label, _ in groups)
-    left = min(max(left, 120), 340)
+    bar, gap, top, width, value_width = 11, 9, 52, 780, 44
+    left = 20 + max(text_width(label) for label, _ in groups)
     group_height = bar * len(levels) + gap
     height = top + group_height * len(groups) + 26
     largest = max([1.0] + [r for _, ratios in groups for r in ratios.values()])
@@ -119,82 +137,92 @@ def plot(title, groups, levels, own_style=False):
     out.append(f'<text x="8" y="18" font-weight="600">{html.escape(title)}</text>')
     x = left
     for level in levels:
-        out.append(f'<rect class="{level}" x="{x}" y="29" width="11" height="11" rx="2"/>'
-                   f'<text class="small" x="{x + 16}" y="38.5">{LEVELS[level]}</text>')
-        x += 30 + 7 * len(LEVELS[level])
+        out.append(f'<rect class="{level}" x="{x:.1f}" y="29" width="11" height="11" rx="2"/>'
+                   f'<text class="small" x="{x + 16:.1f}" y="38.5">{LEVELS[level]}</text>')
+        x += 36 + 0.85 * text_width(LEVELS[level])
     bottom = top + group_height * len(groups)
     for i in range(int(largest / step + 1e-9) + 1):
         x = left + i * step * scale
         out.append(f'<line class="grid" x1="{x:.1f}" y1="{top - 4}" x2="{x:.1f}" y2="{bottom}"/>'
                    f'<text class="small" x="{x:.1f}" y="{bottom + 15}" text-anchor="middle">{i * step:g}</text>')
-    y = top
+    y, values = top, []
     for label, ratios in groups:
         middle = y + bar * len(levels) / 2 + 4.5
-        room = int((left - 20) / 6.6)
-        text = label if len(label) <= room else label[:room - 1] + "…"
-        out.append(f'<text x="{left - 8}" y="{middle:.1f}" text-anchor="end">{html.escape(text)}</text>')
+        out.append(f'<text x="{left - 8:.1f}" y="{middle:.1f}" text-anchor="end">{html.escape(label)}</text>')
         for level in levels:
             if level in ratios:
                 length = ratios[level] * scale
-                out.append(f'<rect class="{level}" x="{left}" y="{y}" width="{length:.1f}" height="{bar - 1}" rx="1.5"/>'
-                           f'<text class="small" x="{left + length + 4:.1f}" y="{y + 9}">{ratios[level]:.2f}</text>')
+                out.append(f'<rect class="{level}" x="{left:.1f}" y="{y}" width="{length:.1f}" height="{bar - 1}" rx="1.5"/>')
+                values.append(f'<text class="small" x="{left + length + 4:.1f}" y="{y + 9}">{ratios[level]:.2f}</text>')
             y += bar
         y += gap
     x = left + scale
-    out.append(f'<line class="one" x1="{x:.1f}" y1="{top - 4}" x2="{x:.1f}" y2="{bottom}"/></svg>')
+    out.append(f'<line class="one" x1="{x:.1f}" y1="{top - 4}" x2="{x:.1f}" y2="{bottom}"/>')
+    out += values + ["</svg>"]
     return "\n".join(out)
 
 
+def by_level(report, ratio):
+    """The levels that have a ratio."""
+    return {level: ratio(level) for level in report.levels if ratio(level)}
+
+
 def family_plots(report, family):
-    """A plot for each partner: copying is a bound, other partners are rivals."""
-    by_partner = {}
+    """A plot for each rival, and one for the works that have copying alone to be measured by."""
+    plots = {}
     for work in report.rates[family]:
-        for who in report.partners(family, work):
-            ratios = {level: report.ratio(family, work, who, level) for level in report.levels}
-            ratios = {level: ratio for level, ratio in ratios.items() if ratio}
-            if who and ratios:
-                by_partner.setdefault(who, []).append((work, ratios))
-    return [plot(f"zelj : {who}", groups, report.levels) for who, groups in by_partner.items()]
+        for who in report.rivals(family, work):
+            ratios = by_level(report, lambda level: report.ratio(family, work, who, level))
+            title = f"Rates, zelj : {who}"
+            if not ratios:
+                ratios = by_level(report, lambda level: report.copy_share(family, work, level))
+                title = "Rates, zelj : copying as many bytes"
+            if ratios:
+                plots.setdefault(title, []).append((work, ratios))
+    return [plot(title, groups, report.levels) for title, groups in plots.items()]
 
 
 def main_plot(report):
     groups = []
     for start, label in MAIN:
         family = start.split("/")[0]
-        work = next((w for w in report.rates.get(family, {}) if f"{family}/{w}".startswith(start)), None)
-        who = next((w for w in report.partners(family, work) if w and "memcpy" not in w), None) if work else None
-        ratios = {level: report.ratio(family, work, who, level) for level in report.levels} if who else {}
-        ratios = {level: ratio for level, ratio in ratios.items() if ratio}
-        if ratios:
-            groups.append((label, ratios))
+        for work in report.rates.get(family, {}):
+            if f"{family}/{work}".startswith(start):
+                who = report.rivals(family, work)[0]
+                groups.append((label, by_level(report, lambda level: report.ratio(family, work, who, level))))
+                break
     if not groups:
         sys.exit("bench_report: none of the main works was measured")
     return plot("Speed beside libjpeg-turbo = 1, one thread", groups, report.levels, own_style=True)
 
 
-# Tables: a row for each work and partner; for each level our rate, theirs and the ratio.
+# Tables: a row for each work and rival; for each level our rate, theirs, the ratio and the share of copy bandwidth.
 
 
 def rows(report, family):
     for work in report.rates[family]:
         factor, unit = report.scale(family, work)
-        for who in report.partners(family, work):
+        for who in report.rivals(family, work):
             cells = []
             for level in report.levels:
                 ours, theirs = report.rate(family, work, "zelj", level), report.rate(family, work, who, level)
-                cells.append((ours and number(ours / factor), theirs and number(theirs / factor),
-                              report.ratio(family, work, who, level)))
-            yield work, unit, who, cells
+                cells.append((number(ours / factor) if ours else "", number(theirs / factor) if theirs else "",
+                              report.ratio(family, work, who, level), report.copy_share(family, work, level)))
+            yield work, unit, who or "", cells
 
 
 def markdown(report):
-    out = [f"Measured on {report.machine()}, one thread. Rates of zelj / its partner = **ratio**.", ""]
+    def text(ours, theirs, ratio, share):
+        if ratio:
+            return f"{ours} / {theirs} = **{ratio:.2f}**"
+        return f"{ours} ({share:.0%} of copy)" if share else ours or theirs
+
+    out = [f"Measured on {report.machine()}, one thread. Rates of zelj / its rival = **ratio**.", ""]
     for family in report.rates:
-        out += [f"### {family}", "", "| Work | Unit | Beside | " + " | ".join(LEVELS[v] for v in report.levels) + " |",
+        out += [f"### {family}", "", "| Work | Unit | Rival | " + " | ".join(LEVELS[v] for v in report.levels) + " |",
                 "|---|---|---|" + "---|" * len(report.levels)]
         for work, unit, who, cells in rows(report, family):
-            texts = [f"{ours} / {theirs} = **{ratio:.2f}**" if ratio else ours or theirs or "" for ours, theirs, ratio in cells]
-            out.append(f"| {work} | {unit} | {who or ''} | " + " | ".join(texts) + " |")
+            out.append(f"| {work} | {unit} | {who} | " + " | ".join(text(*cell) for cell in cells) + " |")
         out.append("")
     return "\n".join(out)
 
@@ -207,31 +235,38 @@ h2 { margin-top: 2.2em; border-bottom: 1px solid #d1d9e0; }
 nav a { margin-right: 1em; }
 .wide { overflow-x: auto; }
 table { border-collapse: collapse; font-size: 13px; margin-bottom: 1.5em; font-variant-numeric: tabular-nums; }
-th, td { padding: 2px 9px; border-bottom: 1px solid #d1d9e0; text-align: left; white-space: nowrap; }
-td.n { text-align: right; } th.level { border-left: 1px solid #d1d9e0; } td.first { border-left: 1px solid #d1d9e0; }
+th, td { padding: 2px 8px; border-bottom: 1px solid #d1d9e0; text-align: right; white-space: nowrap; }
+.heads th, td:nth-child(-n+3) { text-align: left; }
+th.first, td.first { border-left: 1px solid #d1d9e0; }
+.copy { color: #59636e; }
 .ahead { color: #116329; font-weight: 600; } .behind { color: #b42318; font-weight: 600; }
 svg { display: block; max-width: 100%; height: auto; margin: 1em 0; }
 @media (prefers-color-scheme: dark) {
   body { color: #e6edf3; background: #0d1117; } a { color: #58a6ff; }
-  h2, th, td, th.level, td.first { border-color: #3d444d; }
+  h2, th, td, th.first, td.first { border-color: #3d444d; }
+  .copy { color: #9198a1; }
   .ahead { color: #56d364; } .behind { color: #ff7b72; }
 }"""
 
 
 def table(report, family):
-    heads = "".join(f'<th class="level" colspan="3">{LEVELS[level]}</th>' for level in report.levels)
-    subheads = '<th class="level">zelj</th><th>partner</th><th>ratio</th>' * len(report.levels)
-    out = [f'<div class="wide"><table><tr><th rowspan="2">Work</th><th rowspan="2">Unit</th><th rowspan="2">Partner</th>'
-           f"{heads}</tr><tr>{subheads}</tr>"]
-    for work, unit, who, cells in rows(report, family):
-        out.append(f"<tr><td>{html.escape(work)}</td><td>{unit}</td><td>{html.escape(who or '')}</td>")
-        for ours, theirs, ratio in cells:
-            rival = ratio and "memcpy" not in who
-            kind = " ahead" if rival and ratio >= 1 else " behind" if rival else ""
-            out.append(f'<td class="n first">{ours or ""}</td><td class="n">{theirs or ""}</td>'
-                       f'<td class="n{kind}">{f"{ratio:.2f}" if ratio else ""}</td>')
-        out.append("</tr>")
-    return "\n".join(out) + "</table></div>"
+    all_rows = list(rows(report, family))
+    copied = any(share for *_, cells in all_rows for *_, share in cells)
+    body = []
+    for work, unit, who, cells in all_rows:
+        body.append(f"<tr><td>{html.escape(work)}</td><td>{unit}</td><td>{html.escape(who)}</td>")
+        for ours, theirs, ratio, share in cells:
+            kind = ("ahead" if ratio >= 1 else "behind") if ratio else ""
+            body.append(f'<td class="first">{ours}</td><td>{theirs}</td>'
+                        f'<td class="{kind}">{f"{ratio:.2f}" if ratio else ""}</td>')
+            if copied:
+                body.append(f'<td class="copy">{f"{share:.0%}" if share else ""}</td>')
+        body.append("</tr>")
+    heads = "".join(f'<th class="first" colspan="{3 + copied}">{LEVELS[level]}</th>' for level in report.levels)
+    subheads = '<th class="first">zelj</th><th>rival</th><th>ratio</th>' + '<th class="copy">of copy</th>' * copied
+    return ('<div class="wide"><table><tr class="heads"><th rowspan="2">Work</th><th rowspan="2">Unit</th>'
+            f'<th rowspan="2">Rival</th>{heads}</tr><tr>{subheads * len(report.levels)}</tr>' + "\n".join(body) +
+            "</table></div>")
 
 
 def page(report):
@@ -242,9 +277,9 @@ def page(report):
            '<meta name="viewport" content="width=device-width, initial-scale=1">'
            f"<style>{STYLE}{PAGE_STYLE}</style><h1>zelj benchmarks</h1>"
            f"<p>{html.escape(report.machine())}. One thread, but for the family <i>threads</i>. Rates are medians of "
-           f"{repetitions} runs; library and partner run in one process, in random order. A partner has kernels for the "
-           "same instruction-set level where it has any (SSE2 beside AVX). Beside <code>memcpy</code> the ratio is the "
-           f"share of copy bandwidth.</p><nav>{links}</nav>"]
+           f"{repetitions} runs; library and rival run in one process, in random order. A rival runs its kernels for the "
+           "same instruction-set level where it has them (SSE2 beside AVX). The last column of a level is the rate beside "
+           f"copying as many bytes.</p><nav>{links}</nav>"]
     for family in report.rates:
         out.append(f'<h2 id="{family}">{family}</h2>')
         out.append(table(report, family))
