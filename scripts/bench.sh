@@ -31,7 +31,8 @@ run() { # LEVEL HIDDEN-FEATURES
   sed -i -E '/"(host_name|executable)":/d' "bench-report/$1.json"
 }
 has() { # LEVEL
-  [ -e "build/lib/glibc-hwcaps/$1/libzelj.so.7" ] && /lib64/ld-linux-x86-64.so.2 --help | grep "$1 (supported" > /dev/null
+  [ -e "build/lib/glibc-hwcaps/$1/libzelj.so.7" ] &&
+    /lib64/ld-linux-x86-64.so.2 --help | grep "$1 (supported" > /dev/null
 }
 
 JSIMD_FORCESSE2=1 run avx -AVX512F,-AVX2

@@ -152,7 +152,8 @@ def plot(title, groups, levels, own_style=False):
         for level in levels:
             if level in ratios:
                 length = ratios[level] * scale
-                out.append(f'<rect class="{level}" x="{left:.1f}" y="{y}" width="{length:.1f}" height="{bar - 1}" rx="1.5"/>')
+                out.append(f'<rect class="{level}" x="{left:.1f}" y="{y}" width="{length:.1f}" height="{bar - 1}" '
+                           'rx="1.5"/>')
                 values.append(f'<text class="small" x="{left + length + 4:.1f}" y="{y + 9}">{ratios[level]:.2f}</text>')
             y += bar
         y += gap
@@ -217,7 +218,7 @@ def markdown(report):
             return f"{ours} / {theirs} = **{ratio:.2f}**"
         return f"{ours} ({share:.0%} of copy)" if share else ours or theirs
 
-    out = [f"Measured on {report.machine()}, one thread. Rates of zelj / its rival = **ratio**.", ""]
+    out = [f"Measured on {report.machine()}. Rates of zelj / its rival = **ratio**, on one thread unless named.", ""]
     for family in report.rates:
         out += [f"### {family}", "", "| Work | Unit | Rival | " + " | ".join(LEVELS[v] for v in report.levels) + " |",
                 "|---|---|---|" + "---|" * len(report.levels)]
@@ -277,9 +278,9 @@ def page(report):
            '<meta name="viewport" content="width=device-width, initial-scale=1">'
            f"<style>{STYLE}{PAGE_STYLE}</style><h1>zelj benchmarks</h1>"
            f"<p>{html.escape(report.machine())}. One thread, but for the family <i>threads</i>. Rates are medians of "
-           f"{repetitions} runs; library and rival run in one process, in random order. A rival runs its kernels for the "
-           "same instruction-set level where it has them (SSE2 beside AVX). The last column of a level is the rate beside "
-           f"copying as many bytes.</p><nav>{links}</nav>"]
+           f"{repetitions} runs; library and rival run in one process, in random order. A rival runs its kernels for "
+           "the same instruction-set level where it has them (SSE2 beside AVX). The last column of a level is the rate "
+           f"beside copying as many bytes.</p><nav>{links}</nav>"]
     for family in report.rates:
         out.append(f'<h2 id="{family}">{family}</h2>')
         out.append(table(report, family))

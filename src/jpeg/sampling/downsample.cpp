@@ -1,5 +1,5 @@
-// Halving of planes and rows: the mean of two samples of a row, or of two by two samples. Planes round up; rows alternate
-// their bias from pixel to pixel, so that rounding hardly shifts the mean.
+// Halving of planes and rows: the mean of two samples of a row, or of two by two samples. Planes round up; rows
+// alternate their bias from pixel to pixel, so that rounding hardly shifts the mean.
 #include "frame/checks.h"
 #include "frame/implementations.h"
 #include "frame/rows.h"

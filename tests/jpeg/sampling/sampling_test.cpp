@@ -37,11 +37,6 @@ int doubled2(const S& s, int x, int near, int far) {
   return x % 2 ? (3 * c(i) + c(i + 1) + 7) >> 4 : (c(i - 1) + 3 * c(i) + 8) >> 4;
 }
 
-template <class S>
-int doubledPlane2(const S& s, int x, int y) {
-  return doubled2(s, x, y / 2, y % 2 ? y / 2 + 1 : y / 2 - 1);
-}
-
 // A source region with a margin around it, whose outermost bytes touch the guard pages.
 struct Source {
   Source(int width, int height, int marginX, int marginY, int gap, Edge edge, Random& random)
@@ -57,57 +52,36 @@ struct Source {
   int x0, y0;
 };
 
-enum class Plane { down1, down2, up1, up2 };
-constexpr Plane kPlanes[] = {Plane::down1, Plane::down2, Plane::up1, Plane::up2};
+const struct Plane {
+  PlaneFunction function;
+  bool up, vertical;
+  int (*expected)(const Source& s, int x, int y);
+} kPlanes[] = {
+    {zeliSampleDownH2V1_JPEG_8u_C1R, false, false, [](auto& s, int x, int y) { return halved1(s, x, y, 1); }},
+    {zeliSampleDownH2V2_JPEG_8u_C1R, false, true, [](auto& s, int x, int y) { return halved2(s, x, y, 3); }},
+    {zeliSampleUpH2V1_JPEG_8u_C1R, true, false, [](auto& s, int x, int y) { return doubled1(s, x, y); }},
+    {zeliSampleUpH2V2_JPEG_8u_C1R, true, true,
+     [](auto& s, int x, int y) { return doubled2(s, x, y / 2, y % 2 ? y / 2 + 1 : y / 2 - 1); }},
+};
 
-PlaneFunction function(Plane plane) {
-  constexpr PlaneFunction functions[] = {zeliSampleDownH2V1_JPEG_8u_C1R, zeliSampleDownH2V2_JPEG_8u_C1R,
-                                         zeliSampleUpH2V1_JPEG_8u_C1R, zeliSampleUpH2V2_JPEG_8u_C1R};
-  return functions[static_cast<int>(plane)];
-}
-
-// A source region just large enough, margins included, for a destination of this size.
-Source sourceFor(Plane plane, ZeliSize size, int gap, Edge edge, Random& random) {
-  switch (plane) {
-    case Plane::down1:
-      return Source(2 * size.width, size.height, 0, 0, gap, edge, random);
-    case Plane::down2:
-      return Source(2 * size.width, 2 * size.height, 0, 0, gap, edge, random);
-    case Plane::up1:
-      return Source(size.width / 2, size.height, 1, 0, gap, edge, random);
-    default:
-      return Source(size.width / 2, size.height / 2, 1, 1, gap, edge, random);
-  }
-}
-
-int expected(Plane plane, const Source& source, int x, int y) {
-  switch (plane) {
-    case Plane::down1:
-      return halved1(source, x, y, 1);
-    case Plane::down2:
-      return halved2(source, x, y, 3);
-    case Plane::up1:
-      return doubled1(source, x, y);
-    default:
-      return doubledPlane2(source, x, y);
-  }
-}
-
-void checkPlane(Plane plane, ZeliSize size, int gap, Edge edge, Random& random) {
-  const Source source = sourceFor(plane, size, gap, edge, random);
+// A destination of this size from a source that is just large enough, margins included.
+void checkPlane(const Plane& plane, ZeliSize size, int gap, Edge edge, Random& random) {
+  const int width = plane.up ? size.width / 2 : 2 * size.width;
+  const int height = !plane.vertical ? size.height : plane.up ? size.height / 2 : 2 * size.height;
+  const Source source(width, height, plane.up, plane.up && plane.vertical, gap, edge, random);
   Region<Zel8u> result(size.width, size.height, size.width + random.in(0, 3), edge);
   // Only the destination's size counts.
-  ASSERT_EQ(function(plane)(source.data(), source.region.step(), {1, 1}, result.data(), result.step(), size),
+  ASSERT_EQ(plane.function(source.data(), source.region.step(), {1, 1}, result.data(), result.step(), size),
             zelStatusOk);
-  ASSERT_TRUE(equals(result, [&](int x, int y) { return expected(plane, source, x, y); }))
-      << "function " << static_cast<int>(plane);
+  ASSERT_TRUE(equals(result, [&](int x, int y) { return plane.expected(source, x, y); }))
+      << "function " << &plane - kPlanes;
 }
 
 TEST(Sampling, PlanesOfEveryWidth) {
   Random random(1);
   for (int width = 1; width <= 300; ++width) {
     for (const Edge edge : {Edge::end, Edge::begin}) {
-      for (const Plane plane : kPlanes) checkPlane(plane, {width, random.in(1, 5)}, random.in(0, 3), edge, random);
+      for (const Plane& plane : kPlanes) checkPlane(plane, {width, random.in(1, 5)}, random.in(0, 3), edge, random);
     }
   }
 }
@@ -118,7 +92,7 @@ TEST(Sampling, PlanesOnAnyNumberOfThreads) {
   for (const ZeliSize size : {ZeliSize{128, 64}, {8193, 1}, {2731, 3}, {129, 64}}) {
     for (const int threads : {1, 2, 7}) {
       omp_set_num_threads(threads);
-      for (const Plane plane : kPlanes) checkPlane(plane, size, 1, Edge::end, random);
+      for (const Plane& plane : kPlanes) checkPlane(plane, size, 1, Edge::end, random);
     }
   }
 }
@@ -127,8 +101,9 @@ TEST(Sampling, RowsOfEveryWidth) {
   Random random(3);
   for (int width = 1; width <= 300; ++width) {
     for (const Edge edge : {Edge::end, Edge::begin}) {
-      const Source s(width, 2, 0, 0, 0, edge, random);
-      const Zel8u *first = s.data(), *second = first + width;
+      const Source upper(width, 1, 0, 0, 0, edge, random), lower(width, 1, 0, 0, 0, edge, random);
+      const Zel8u *first = upper.data(), *second = lower.data();
+      const auto s = [&](int x, int y) { return (y ? lower : upper)(x, 0); };
       const auto repeated = [&](int x, int y) { return s(std::clamp(x, 0, width - 1), y); };
       Region<Zel8u> doubled(2 * width, 1, 0, edge);
       ASSERT_EQ(zeliSampleUpRowH2V1_Triangle_JPEG_8u_C1(second, width, doubled.data()), zelStatusOk);
@@ -205,9 +180,9 @@ TEST(Sampling, OrderOfChecks) {
       {true, 1, {1, 1}, true, 1, {0, 1}, zelStatusBadSize},       {true, 1, {1, 1}, true, 1, {1, 0}, zelStatusBadSize},
   };
   for (const auto& c : cases) {
-    for (const Plane plane : kPlanes) {
-      EXPECT_EQ(function(plane)(c.source ? s : nullptr, c.srcStep, c.srcSize, c.destination ? d : nullptr, c.dstStep,
-                                c.dstSize),
+    for (const Plane& plane : kPlanes) {
+      EXPECT_EQ(plane.function(c.source ? s : nullptr, c.srcStep, c.srcSize, c.destination ? d : nullptr, c.dstStep,
+                               c.dstSize),
                 c.status);
     }
   }
