@@ -6,7 +6,7 @@
 
 #include "jpeg/huffman/big_endian.h"
 #include "jpeg/huffman/bit_reader.h"
-#include "simd/find_byte.h"
+#include "simd/byte_masks.h"
 #include "simd/simd.h"
 
 namespace zelj {
