@@ -21,8 +21,8 @@ void clear(Zel16s* block) {
 }
 
 // The ordinary block in the middle of a segment. False: nothing has changed but the block's coefficients.
-bool readBlockFast(const BitSource& source, const ZeliDecodeHuffmanSpec& dcTable, const ZeliDecodeHuffmanSpec& acTable,
-                   Zel16s* lastDC, Zel16s* block) {
+HWY_INLINE bool readBlockFast(const BitSource& source, const ZeliDecodeHuffmanSpec& dcTable,
+                              const ZeliDecodeHuffmanSpec& acTable, Zel16s* lastDC, Zel16s* block) {
   if (!FastReader::canStart(source)) return false;
   FastReader reader(source);
   clear(block);
@@ -80,6 +80,14 @@ finished:
   return true;
 }
 
+[[gnu::noinline]] ZelStatus decodePlain(const Zel8u* pSrc, Zel32s srcLenBytes, Zel32s* pSrcCurrPos, Zel16s* pDst,
+                                        Zel16s* pLastDC, Zel32s* pMarker, const ZeliDecodeHuffmanSpec* pDcTable,
+                                        const ZeliDecodeHuffmanSpec* pAcTable, ZeliDecodeHuffmanState* pState) {
+  const BitSource source{pSrc, srcLenBytes, pSrcCurrPos, pMarker, pState};
+  Reading reading;
+  return readBlock(source, *pDcTable, *pAcTable, pLastDC, pDst, &reading);
+}
+
 } // namespace
 
 ZelStatus readBlock(const BitSource& source, const ZeliDecodeHuffmanSpec& dcTable, const ZeliDecodeHuffmanSpec& acTable,
@@ -133,8 +141,8 @@ ZelStatus ownDecodeHuffman8x8_JPEG_1u16s_C1(const Zel8u* pSrc, Zel32s srcLenByte
   if (!pSrc) return zelStatusNullPointer;
   if (srcLenBytes < 0) return zelStatusOutOfRange;
   if (!present(pSrcCurrPos, pDst, pLastDC, pMarker, pDcTable, pAcTable, pState)) return zelStatusNullPointer;
-  const BitSource source{pSrc, srcLenBytes, pSrcCurrPos, pMarker, pState};
-  if (readBlockFast(source, *pDcTable, *pAcTable, pLastDC, pDst)) return zelStatusOk;
-  Reading reading;
-  return readBlock(source, *pDcTable, *pAcTable, pLastDC, pDst, &reading);
+  if (readBlockFast({pSrc, srcLenBytes, pSrcCurrPos, pMarker, pState}, *pDcTable, *pAcTable, pLastDC, pDst)) {
+    return zelStatusOk;
+  }
+  return decodePlain(pSrc, srcLenBytes, pSrcCurrPos, pDst, pLastDC, pMarker, pDcTable, pAcTable, pState);
 }

@@ -8,8 +8,8 @@
 
 namespace zelj {
 
-// Natural indices of zig-zag positions in decoders: runs may lead past the end, to the last coefficient. No further than
-// kLastPosition, though; the entries behind it keep stores inside the block until that is found out.
+// Natural indices of zig-zag positions in decoders: runs may lead past the end, to the last coefficient. No further
+// than kLastPosition, though; the entries behind it keep stores inside the block until that is found out.
 constexpr int kLastPosition = 71;
 constexpr auto kDecoderOrder = [] {
   std::array<Zel8u, 80> order{};

@@ -12,19 +12,30 @@ ZelStatus ownEncodeHuffman8x8_Direct_JPEG_16s1u_C1(const Zel16s* pSrc, Zel8u* pD
                                                    Zel16s* pLastDC, const ZeliEncodeHuffmanSpec* pDcTable,
                                                    const ZeliEncodeHuffmanSpec* pAcTable) {
   if (!present(pSrc, pDst, pDstBitsLen, pLastDC, pDcTable, pAcTable)) return zelStatusNullPointer;
-  Zel16s block[64];
-  std::memcpy(block, pSrc, sizeof block);
-  const int difference = block[0] - *pLastDC;
-  *pLastDC = block[0];
+  const Zel16s dc = loadCoefficient(pSrc);
+  const int difference = dc - *pLastDC;
+  *pLastDC = dc;
 
   auto position = static_cast<Zel32s>(*pDstBitsLen >> 3);
-  ZeliEncodeHuffmanState state;
-  state.validBits = *pDstBitsLen & 7;
-  state.accumulator = 0;
-  if (state.validBits) state.accumulator = static_cast<Zel64u>(pDst[position] & (0xFF00 >> state.validBits)) << 16;
-  const BitSink sink{pDst, std::numeric_limits<Zel32s>::max(), &position, &state};
-  writeBlock(sink, block, difference, *pDcTable, *pAcTable, true);
-  if (state.validBits) pDst[position] = static_cast<Zel8u>(state.accumulator >> 16);
-  *pDstBitsLen = static_cast<Zel32u>(position) * 8 + static_cast<Zel32u>(state.validBits);
+  Zel32s pending = *pDstBitsLen & 7;
+  Zel32u bits = pending ? pDst[position] >> (8 - pending) : 0;
+  // Nothing tells how much room there is, so that no byte too many may be written.
+  Zel8u bytes[kBlockBytes];
+  if (const int length = putBlockFast(pSrc, difference, *pDcTable, *pAcTable, &bits, &pending, bytes); length >= 0) {
+    std::memcpy(pDst + position, bytes, static_cast<size_t>(length));
+    position += length;
+  } else {
+    Zel16s block[64];
+    std::memcpy(block, pSrc, sizeof block);
+    ZeliEncodeHuffmanState state;
+    state.accumulator = bits << (24 - pending);
+    state.validBits = pending;
+    writeBlock({pDst, std::numeric_limits<Zel32s>::max(), &position, &state}, block, difference, *pDcTable, *pAcTable,
+               true);
+    pending = state.validBits;
+    bits = static_cast<Zel32u>(state.accumulator >> (24 - pending));
+  }
+  if (pending) pDst[position] = static_cast<Zel8u>(bits << (8 - pending));
+  *pDstBitsLen = static_cast<Zel32u>(position) * 8 + static_cast<Zel32u>(pending);
   return zelStatusOk;
 }

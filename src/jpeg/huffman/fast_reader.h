@@ -6,7 +6,7 @@
 
 #include "jpeg/huffman/big_endian.h"
 #include "jpeg/huffman/bit_reader.h"
-#include "simd/find_byte.h"
+#include "simd/byte_masks.h"
 #include "simd/simd.h"
 
 namespace zelj {
@@ -36,12 +36,12 @@ struct FastReader {
   // look-up table, or any.
   static constexpr int kRefilled = 56, kFastSymbol = 8 + 15, kSymbol = 16 + 15;
 
-  Zel64u accumulator;       // left-aligned
-  Zel32s bits;              // unread bits in it, up to 63
-  bool stuffed;             // whether bytes of 0xFF were among those read
-  const Zel8u* at;          // the next byte
-  const Zel8u* next0xFF;    // where 0xFF, or memory that was not looked at, begins
-  const Zel8u* end;         // of the source
+  Zel64u accumulator;    // left-aligned
+  Zel32s bits;           // unread bits in it, up to 63
+  bool stuffed;          // whether bytes of 0xFF were among those read
+  const Zel8u* at;       // the next byte
+  const Zel8u* next0xFF; // where 0xFF, or memory that was not looked at, begins
+  const Zel8u* end;      // of the source
 
   static bool canStart(const BitSource& source) {
     return *source.marker == 0 && Zel64s{source.length} - *source.position >= kReach &&
@@ -50,7 +50,7 @@ struct FastReader {
 
   HWY_INLINE explicit FastReader(const BitSource& source)
       : bits(source.state->validBits), stuffed(false), at(source.bytes + *source.position) {
-    accumulator = source.state->accumulator << 1 << (63 - bits);  // no single shift moves 0 bits to the top
+    accumulator = source.state->accumulator << 1 << (63 - bits); // no single shift moves 0 bits to the top
     next0xFF = at + findByte64(0xFF, at);
     end = source.bytes + source.length;
   }
@@ -93,8 +93,8 @@ struct FastReader {
 
   // Hands whole bytes back so that at most 32 bits stay, and writes position and accumulator.
   HWY_INLINE void finish(const BitSource& source) {
-    const int excess = bits - 25, left = excess > 7 ? 25 + (excess & 7) : bits;
-    const int back = (bits - left) >> 3;
+    // Without a branch: as many excess bits as not are there.
+    const int excess = bits - 25, back = (excess & ~(excess >> 31)) >> 3, left = bits - 8 * back;
     source.state->accumulator = accumulator >> 1 >> (63 - left);
     source.state->validBits = left;
     at = stuffed ? backOver0xFF(at, back, source.bytes) : at - back;
