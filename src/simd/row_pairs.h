@@ -48,6 +48,19 @@ HWY_INLINE Wide<T> loadWide(const T* p) {
   }
 }
 
+// 16 bytes at each of two places.
+template <class T>
+HWY_INLINE Wide<T> loadBlocks(const T* p0, const T* p1) {
+  if constexpr (kOneRegister) {
+    constexpr WideTag<T> d;
+    constexpr hn::Half<decltype(d)> half;
+    return {{hn::Combine(d, hn::LoadU(half, p1), hn::LoadU(half, p0))}};
+  } else {
+    constexpr WideTag<T> d;
+    return {{hn::LoadU(d, p0), hn::LoadU(d, p1)}};
+  }
+}
+
 template <class T>
 HWY_INLINE void storeWide(Wide<T> x, T* p) {
   constexpr WideTag<T> d;
@@ -110,6 +123,7 @@ struct Halves {
 //   halvesOf(p), pairsOf(h)  from pairs to blocks and back
 //   pairOfRows(x)            from two rows one after the other, columns in natural order
 //   rowsOfPair(x)            and back
+//   pairOfMirroredRows(x)    from two rows whose columns stand 0 1 2 3 7 6 5 4
 //   bytePairs(x)             from two rows of bytes in each block: byte by byte in turn, the same in both rows of a pair
 //   bytesOfPairs(a, b)       the four rows of a and b, saturated to signed bytes, columns in natural order
 
@@ -153,6 +167,10 @@ alignas(32) constexpr Zel8u kMirrorRight[32] = {0, 1, 2, 3, 4, 5, 6, 7, 8,  9,  
 
 HWY_INLINE Wide16 pairOfRows(Wide16 x) {
   return bytesByIndex(dwordsByIndex(x, {0, 4, 1, 5, 3, 7, 2, 6}), kMirrorRight);
+}
+
+HWY_INLINE Wide16 pairOfMirroredRows(Wide16 x) {
+  return dwordsByIndex(x, {0, 4, 1, 5, 2, 6, 3, 7});
 }
 
 HWY_INLINE Wide16 rowsOfPair(Wide16 x) {
@@ -210,6 +228,10 @@ HWY_INLINE Wide16 pairOfRows(Wide16 x) {
   alignas(32) static constexpr Zel8u kMirror[32] = {0, 1, 2, 3, 4, 5, 6, 7, 14, 15, 12, 13, 10, 11, 8, 9,
                                                     0, 1, 2, 3, 4, 5, 6, 7, 14, 15, 12, 13, 10, 11, 8, 9};
   return bytesByIndex(x, kMirror);
+}
+
+HWY_INLINE Wide16 pairOfMirroredRows(Wide16 x) {
+  return x;
 }
 
 HWY_INLINE Wide16 rowsOfPair(Wide16 x) {
