@@ -2,6 +2,8 @@
 // lower and upper eight bytes, so widening and narrowing never cross a block.
 #pragma once
 
+#include <array>
+
 #include "simd/simd.h"
 
 namespace zelj {
@@ -34,6 +36,34 @@ HWY_INLINE void storeBlocks(D d, V v, Zel8u* p) {
     storeBlocks<kStride>(half, hn::LowerHalf(half, v), p);
     storeBlocks<kStride>(half, hn::UpperHalf(half, v), p + upper);
   }
+}
+
+// A vector as a matrix of kRows rows of lanes of T, transposed.
+template <class T, size_t kRows, class V>
+HWY_INLINE V transposeLanes(V v) {
+  const hn::DFromV<V> d;
+  const hn::Repartition<T, decltype(d)> lanes;
+  constexpr size_t kLanes = hn::MaxLanes(hn::Repartition<T, hn::DFromV<V>>());
+  static constexpr std::array<T, kLanes> kFrom = [] {
+    std::array<T, kLanes> from{};
+    for (size_t i = 0; i < kLanes; ++i) from[i] = static_cast<T>(i % kRows * (kLanes / kRows) + i / kRows);
+    return from;
+  }();
+  return hn::BitCast(d, hn::TableLookupLanes(hn::BitCast(lanes, v), hn::SetTableIndices(lanes, kFrom.data())));
+}
+
+// Vectors made within blocks, a lane of T of each block in turn from the first, the second, ... of several sources,
+// hold the lanes in this order: spread() gives the sources an order in which such vectors are contiguous, and gather()
+// brings what was made of contiguous vectors in order.
+template <class T, class V>
+HWY_INLINE V spread(V v) {
+  if constexpr (kBlocks<hn::DFromV<V>> == 1) return v;
+  return transposeLanes<T, 16 / sizeof(T)>(v);
+}
+template <class T, class V>
+HWY_INLINE V gather(V v) {
+  if constexpr (kBlocks<hn::DFromV<V>> == 1) return v;
+  return transposeLanes<T, kBlocks<hn::DFromV<V>>>(v);
 }
 
 // A constant pair of bytes in each 16-bit lane.

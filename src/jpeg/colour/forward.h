@@ -184,6 +184,11 @@ inline Ycbcr<hn::VFromD<Block8u>> tableForm(const Zel8u* r, const Zel8u* g, cons
           sums({32768, -27439, -5329, 8421375})};
 }
 
+template <class T, class V>
+HWY_INLINE Ycbcr<V> gather(Ycbcr<V> p) {
+  return {gather<T>(p.y), gather<T>(p.cb), gather<T>(p.cr)};
+}
+
 template <class V>
 HWY_INLINE void storeYcbcr(Ycbcr<V> p, Zel8u* const dst[]) {
   const hn::DFromV<V> d;

@@ -14,36 +14,43 @@ struct Pairs {
   V second; // channel 2 and what is behind it
 };
 
-// Half a byte vector's pixels of three or four interleaved bytes each, the first eight of every 16 from p on. The pairs
-// are (R, G) and (B, 0), or with kFourth (B, fourth).
-template <int kBytes, Order kOrder, bool kFourth = false, class D>
-HWY_INLINE Pairs<hn::VFromD<D>> gatherPairs(D d, const Zel8u* p) {
-  // Four pixels of each load, the eighth ending with the second one.
-  constexpr int kSecond = 8 * kBytes - 16;
-  struct Pattern {
-    alignas(16) Zel8u at[2][16];
-  };
-  static constexpr Pattern kPattern = [] {
-    Pattern pattern{};
-    for (int load = 0; load < 2; ++load) {
-      for (int i = 0; i < 4; ++i) {
-        const int pixel = load * (16 - 4 * kBytes) + kBytes * i;
-        const int channels[4] = {kOrder == Order::rgb ? 0 : 2, 1, kOrder == Order::rgb ? 2 : 0, 3};
-        for (int c = 0; c < 4; ++c) {
-          const bool zero = c == 3 && !kFourth;
-          pattern.at[load][c / 2 * 8 + 2 * i + c % 2] = zero ? 0x80 : static_cast<Zel8u>(pixel + channels[c]);
-        }
+// Four pixels of each block as (R, G) pairs, then (B, fourth) pairs; in block i of a vector kFirst + kBytes * p of the
+// block is the first byte of its pixel p. 0 stands for the fourth byte but with kFourth.
+template <int kBytes, int kFirst, Order kOrder, bool kFourth = false, class D>
+HWY_INLINE auto pairsOfFour(D d, hn::VFromD<D> bytes) {
+  alignas(16) static constexpr std::array<Zel8u, 16> kFrom = [] {
+    std::array<Zel8u, 16> from{};
+    constexpr int kChannels[4] = {kOrder == Order::rgb ? 0 : 2, 1, kOrder == Order::rgb ? 2 : 0, 3};
+    for (int pixel = 0; pixel < 4; ++pixel) {
+      for (int c = 0; c < 4; ++c) {
+        const int at = kFirst + kBytes * pixel + kChannels[c];
+        from[static_cast<size_t>(c / 2 * 8 + 2 * pixel + c % 2)] = static_cast<Zel8u>(c < 3 || kFourth ? at : 0x80);
       }
     }
-    return pattern;
+    return from;
   }();
+  return hn::BitCast(hn::Repartition<Zel64u, D>(), hn::TableLookupBytesOr0(bytes, hn::LoadDup128(d, kFrom.data())));
+}
+
+template <class D, class V64>
+HWY_INLINE Pairs<hn::VFromD<D>> joinPairs(D d, V64 a, V64 b) {
   const hn::Repartition<Zel64u, D> d64;
-  const auto half = [&](int load) {
-    const auto bytes = loadBlocks<16 * kBytes>(d, p + load * kSecond);
-    return hn::BitCast(d64, hn::TableLookupBytesOr0(bytes, hn::LoadDup128(d, kPattern.at[load])));
-  };
-  const auto a = half(0), b = half(1);
   return {hn::BitCast(d, hn::InterleaveLower(d64, a, b)), hn::BitCast(d, hn::InterleaveUpper(d64, a, b))};
+}
+
+// Half a vector's pixels of three bytes from p on, (R, G) and (B, 0) of the first eight of every 16.
+template <Order kOrder, class D>
+HWY_INLINE Pairs<hn::VFromD<D>> pairsOfThreeBytes(D d, const Zel8u* p) {
+  // Pixels 0..3 of the first load; the second ends with pixel 7, so that no byte behind it is read.
+  return joinPairs(d, pairsOfFour<3, 0, kOrder>(d, loadBlocks<48>(d, p)),
+                   pairsOfFour<3, 4, kOrder>(d, loadBlocks<48>(d, p + 8)));
+}
+
+// Half a vector's pixels of four bytes from p on, (R, G) and (B, fourth or 0), in an order for gather<Zel32u>.
+template <Order kOrder, bool kFourth = false, class D>
+HWY_INLINE Pairs<hn::VFromD<D>> pairsOfFourBytes(D d, const Zel8u* p) {
+  return joinPairs(d, pairsOfFour<4, 0, kOrder, kFourth>(d, hn::LoadU(d, p)),
+                   pairsOfFour<4, 0, kOrder, kFourth>(d, hn::LoadU(d, p + hn::MaxLanes(d))));
 }
 
 // The eight lower or upper bytes of each block, each with the byte of b behind it.
@@ -85,17 +92,17 @@ HWY_INLINE void storeInterleaved3(D d, V first, V second, V third, Zel8u* p) {
   storeBlocks<48>(d, hn::IfVecThenElse(m1, c0, hn::IfVecThenElse(m2, c1, c2)), p + 32);
 }
 
-// Four vectors of bytes as pixels of four interleaved bytes.
+// Four vectors of bytes in the order of spread<Zel32u> as pixels of four interleaved bytes.
 template <class D, class V = hn::VFromD<D>>
 HWY_INLINE void storeInterleaved4(D d, V first, V second, V third, V fourth, Zel8u* p) {
   const hn::Repartition<Zel16u, D> d16;
-  const auto store = [&](V pairs, V morePairs, int offset) {
+  const auto store = [=](V pairs, V morePairs, Zel8u* to) {
     const auto a = hn::BitCast(d16, pairs), b = hn::BitCast(d16, morePairs);
-    storeBlocks<64>(d, hn::BitCast(d, hn::InterleaveLower(d16, a, b)), p + offset);
-    storeBlocks<64>(d, hn::BitCast(d, hn::InterleaveUpper(d16, a, b)), p + offset + 16);
+    hn::StoreU(hn::BitCast(d, hn::InterleaveLower(d16, a, b)), d, to);
+    hn::StoreU(hn::BitCast(d, hn::InterleaveUpper(d16, a, b)), d, to + hn::MaxLanes(d));
   };
-  store(hn::InterleaveLower(d, first, second), hn::InterleaveLower(d, third, fourth), 0);
-  store(hn::InterleaveUpper(d, first, second), hn::InterleaveUpper(d, third, fourth), 32);
+  store(hn::InterleaveLower(d, first, second), hn::InterleaveLower(d, third, fourth), p);
+  store(hn::InterleaveUpper(d, first, second), hn::InterleaveUpper(d, third, fourth), p + 2 * hn::MaxLanes(d));
 }
 
 } // namespace zelj

@@ -10,13 +10,13 @@ template <Order kOrder>
 ZelStatus threeBytesToLuma(const Zel8u* pSrc, int srcStep, Zel8u* pDst, int dstStep, ZeliSize roiSize) {
   if (ZelStatus bad = checkPointersStepsSize(present(pSrc, pDst), srcStep, dstStep, roiSize)) return bad;
   forRows(roiSize, [=](int y) {
-    convertRow(
-        roiSize.width, pixelRow<3>(pSrc, srcStep, y), pixelRow<1>(pDst, dstStep, y), [](auto d, auto src, auto dst) {
-          const Zel8u* p = src.plane[0];
-          hn::StoreU(
-              matrixLuma<k15Bit>(withOne(gatherPairs<3, kOrder>(d, p)), withOne(gatherPairs<3, kOrder>(d, p + 24))), d,
-              dst.plane[0]);
-        });
+    convertRow(roiSize.width, pixelRow<3>(pSrc, srcStep, y), pixelRow<1>(pDst, dstStep, y),
+               [](auto d, auto src, auto dst) {
+                 const Zel8u* p = src.plane[0];
+                 hn::StoreU(matrixLuma<k15Bit>(withOne(pairsOfThreeBytes<kOrder>(d, p)),
+                                               withOne(pairsOfThreeBytes<kOrder>(d, p + 24))),
+                            d, dst.plane[0]);
+               });
   });
   return zelStatusOk;
 }
