@@ -37,12 +37,6 @@ constexpr int lowPart(int c) {
   return c - 256 * highPart(c);
 }
 
-// Pairs (R, G) and (B, 1) of (R, G) and (B, 0): the rounding terms need a place.
-template <class V>
-HWY_INLINE Pairs<V> withOne(Pairs<V> rgb0) {
-  return {rgb0.first, hn::Or(rgb0.second, setPairs<0, 1>(hn::DFromV<V>()))};
-}
-
 // kA0 * a[2i] + kA1 * a[2i+1] and the same of b, in 16 bits, without the products that are nothing.
 template <int kA0, int kA1, int kB0, int kB1, class V>
 HWY_INLINE auto sumOfPairs(V a, V b) {

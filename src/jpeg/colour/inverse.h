@@ -11,6 +11,17 @@ struct Rgb {
   V r, g, b;
 };
 
+template <class V16>
+HWY_INLINE Rgb<Halves<V16>> joinHalves(Rgb<V16> lower, Rgb<V16> upper) {
+  return {{lower.r, upper.r}, {lower.g, upper.g}, {lower.b, upper.b}};
+}
+
+// The bytes of samples that may leave 0..255.
+template <class V16>
+HWY_INLINE auto limited(Rgb<Halves<V16>> p) {
+  return Rgb<decltype(narrowUnsigned(p.r))>{narrowUnsigned(p.r), narrowUnsigned(p.g), narrowUnsigned(p.b)};
+}
+
 // What is subtracted from Y for R, or B: a function of one chroma sample c, less 128, that
 // ((c * weight + 64 >> 7) + round + 64) >> 7 gives for all 256 of them.
 struct Slope {
@@ -41,7 +52,7 @@ HWY_INLINE V16 minusSlope(V16 luma, V chroma256) {
 }
 
 template <InverseForm kForm, class V>
-HWY_INLINE Rgb<V> inverse(V y, V cb, V cr) {
+HWY_INLINE auto inverse(V y, V cb, V cr) {
   const hn::DFromV<V> d;
   const hn::RebindToSigned<decltype(d)> d8s;
   const hn::Repartition<Zel16s, decltype(d)> d16;
@@ -58,8 +69,7 @@ HWY_INLINE Rgb<V> inverse(V y, V cb, V cr) {
                     hn::Sub(luma, hn::MulFixedPoint15(sum, hn::Set(d16, 256))),
                     minusSlope<kForm.b>(luma, pairsOf<kHalf>(zero, cbSigned))};
   };
-  const auto lower = half(std::integral_constant<int, 0>()), upper = half(std::integral_constant<int, 1>());
-  return {narrowUnsigned(lower.r, upper.r), narrowUnsigned(lower.g, upper.g), narrowUnsigned(lower.b, upper.b)};
+  return joinHalves(half(std::integral_constant<int, 0>()), half(std::integral_constant<int, 1>()));
 }
 
 // The lane inverse, in which products are cut to integers on their own. For R = (16 Y + floor(11485 Cr / 512) - 2863)
@@ -69,7 +79,7 @@ inline constexpr Slope kLaneR{-22970, 0}, kLaneB{-29031, 0};
 inline constexpr Zel8u kLaneRFraction = 3;
 
 template <class V>
-HWY_INLINE Rgb<V> laneInverse(V y, V cb, V cr) {
+HWY_INLINE auto laneInverse(V y, V cb, V cr) {
   const hn::DFromV<V> d;
   const hn::Repartition<Zel16u, decltype(d)> d16;
   const hn::RebindToSigned<decltype(d16)> d16s;
@@ -85,28 +95,28 @@ HWY_INLINE Rgb<V> laneInverse(V y, V cb, V cr) {
     return Rgb<V16>{minusSlope<kLaneR>(luma, pairsOf<kHalf>(fraction, crSigned)), hn::Sub(luma, g),
                     minusSlope<kLaneB>(luma, pairsOf<kHalf>(zero, cbSigned))};
   };
-  const auto lower = half(std::integral_constant<int, 0>()), upper = half(std::integral_constant<int, 1>());
-  return {narrowUnsigned(lower.r, upper.r), narrowUnsigned(lower.g, upper.g), narrowUnsigned(lower.b, upper.b)};
+  return joinHalves(half(std::integral_constant<int, 0>()), half(std::integral_constant<int, 1>()));
 }
 
 // The table form of a block, in 32 bits: the last pixels of a row have it.
-inline Rgb<hn::VFromD<Block8u>> tableInverse(const Zel8u* const ycbcr[]) {
-  const Block8u block;
+inline auto tableInverse(const Zel8u* const ycbcr[]) {
   const hn::FixedTag<Zel32s, 4> d;
   const hn::Rebind<Zel8u, decltype(d)> d8;
-  const auto channel = [=](int cbWeight, int crWeight) {
-    alignas(16) Zel8u result[16];
+  const hn::FixedTag<Zel16s, 8> d16;
+  const auto channel = [=](int cbWeight, int crWeight) -> Halves<hn::VFromD<decltype(d16)>> {
+    alignas(16) Zel16s result[16];
     for (int i = 0; i < 16; i += 4) {
       const auto load = [=](int plane) { return hn::PromoteTo(d, hn::LoadU(d8, ycbcr[plane] + i)); };
       const auto product = [=](int plane, int weight) {
         return hn::Mul(hn::Sub(load(plane), hn::Set(d, 128)), hn::Set(d, weight));
       };
       const auto sum = hn::Add(hn::Add(product(1, cbWeight), product(2, crWeight)), hn::Set(d, 32768));
-      hn::StoreU(hn::DemoteTo(d8, hn::Add(load(0), hn::ShiftRight<16>(sum))), d8, result + i);
+      hn::StoreU(hn::DemoteTo(hn::FixedTag<Zel16s, 4>(), hn::Add(load(0), hn::ShiftRight<16>(sum))),
+                 hn::FixedTag<Zel16s, 4>(), result + i);
     }
-    return hn::Load(block, result);
+    return {hn::Load(d16, result), hn::Load(d16, result + 8)};
   };
-  return {channel(0, 91881), channel(-22554, -46802), channel(116130, 0)};
+  return Rgb<Halves<hn::VFromD<decltype(d16)>>>{channel(0, 91881), channel(-22554, -46802), channel(116130, 0)};
 }
 
 // How planes are read: in order, or in that of spread<T>.

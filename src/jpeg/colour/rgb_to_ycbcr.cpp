@@ -11,9 +11,7 @@ template <Order kOrder>
 ZelStatus threeBytesToPlanes(const Zel8u* pSrc, int srcStep, Zel8u* const pDst[3], int dstStep, ZeliSize roiSize) {
   if (ZelStatus bad = checkPointersStepsSize(present(pSrc, planes<3>(pDst)), srcStep, dstStep, roiSize)) return bad;
   forRows(roiSize, [=](int y) {
-    const auto half = [](auto d, auto src, int i) {
-      return withOne(pairsOfThreeBytes<kOrder>(d, src.plane[0] + 24 * i));
-    };
+    const auto half = [](auto d, auto src, int i) { return pairsOfThreeBytes<kOrder>(d, src.plane[0] + 24 * i); };
     convertRow<8>(
         roiSize.width, pixelRow<3>(pSrc, srcStep, y), planeRow<3>(pDst, dstStep, y),
         [=](auto d, auto src, auto dst) { storeYcbcr(matrix<k15Bit>(half(d, src, 0), half(d, src, 1)), dst.plane); },

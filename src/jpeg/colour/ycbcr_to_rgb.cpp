@@ -24,13 +24,13 @@ ZelStatus planesToFourBytes(const Zel8u* const pSrc[3], int srcStep, Zel8u* pDst
                             Zel8u alpha) {
   if (ZelStatus bad = checkPointersSize(present(planes<3>(pSrc), pDst), roiSize)) return bad;
   for (int y = 0; y < roiSize.height; ++y) {
-    convertRow(roiSize.width, planeRow<3>(pSrc, srcStep, y), pixelRow<4>(pDst, dstStep, y),
-               [=](auto d, auto src, auto dst) {
-                 constexpr auto load = kSpread<Zel32u>;
-                 const auto p = laneInverse(load(d, src.plane[0]), load(d, src.plane[1]), load(d, src.plane[2]));
-                 constexpr bool rgb = kOrder == Order::rgb;
-                 storeInterleaved4(d, rgb ? p.r : p.b, p.g, rgb ? p.b : p.r, hn::Set(d, alpha), dst.plane[0]);
-               });
+    convertRow(
+        roiSize.width, planeRow<3>(pSrc, srcStep, y), pixelRow<4>(pDst, dstStep, y), [=](auto d, auto src, auto dst) {
+          constexpr auto load = kSpread<Zel32u>;
+          const auto p = limited(laneInverse(load(d, src.plane[0]), load(d, src.plane[1]), load(d, src.plane[2])));
+          constexpr bool rgb = kOrder == Order::rgb;
+          storeInterleaved4(d, rgb ? p.r : p.b, p.g, rgb ? p.b : p.r, hn::Set(d, alpha), dst.plane[0]);
+        });
   }
   return zelStatusOk;
 }
@@ -60,7 +60,7 @@ ZelStatus planesToPacked(const Zel8u* const pSrc[3], int srcStep, Zel16u* pDst, 
   for (int y = 0; y < roiSize.height; ++y) {
     inverseRow<kPlanarInverse>(
         roiSize.width, planeRow<3>(pSrc, srcStep, y), pixelRow<2>(pDst, dstStep, y), kSpread<Zel64u>,
-        [](auto d, auto p, auto, auto dst) { storePacked<kOrder, kGreenBits>(d, p, dst.plane[0]); });
+        [](auto d, auto p, auto, auto dst) { storePacked<kOrder, kGreenBits>(d, limited(p), dst.plane[0]); });
   }
   return zelStatusOk;
 }
@@ -88,9 +88,9 @@ ZelStatus ownYCbCrToRGB_JPEG_8u_P3R(const Zel8u* const pSrc[3], int srcStep, Zel
   forRows(roiSize, [=](int y) {
     inverseRow<kPlanarInverse>(roiSize.width, planeRow<3>(pSrc, srcStep, y), planeRow<3>(pDst, dstStep, y), kInOrder,
                                [](auto d, auto p, auto, auto dst) {
-                                 hn::StoreU(p.r, d, dst.plane[0]);
-                                 hn::StoreU(p.g, d, dst.plane[1]);
-                                 hn::StoreU(p.b, d, dst.plane[2]);
+                                 hn::StoreU(narrowUnsigned(p.r), d, dst.plane[0]);
+                                 hn::StoreU(narrowUnsigned(p.g), d, dst.plane[1]);
+                                 hn::StoreU(narrowUnsigned(p.b), d, dst.plane[2]);
                                });
   });
   return zelStatusOk;
