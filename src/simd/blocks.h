@@ -2,6 +2,8 @@
 // lower and upper eight bytes, so widening and narrowing never cross a block.
 #pragma once
 
+#include <array>
+
 #include "simd/simd.h"
 
 namespace zelj {
@@ -16,6 +18,11 @@ template <int kStride, class D>
 HWY_INLINE hn::VFromD<D> loadBlocks(D d, const Zel8u* p) {
   if constexpr (kBlocks<D> == 1) {
     return hn::LoadU(d, p);
+#if HWY_TARGET <= HWY_AVX3
+  } else if constexpr (kBlocks<D> == 4 && kStride == 48) { // two to a load: half the work of inserting blocks
+    const __m512i from = _mm512_setr_epi64(0, 1, 6, 7, 8, 9, 14, 15);
+    return hn::VFromD<D>{_mm512_permutex2var_epi64(hn::LoadU(d, p).raw, from, hn::LoadU(d, p + 96).raw)};
+#endif
   } else {
     const hn::Half<D> half;
     constexpr int upper = kStride * static_cast<int>(kBlocks<D> / 2);
@@ -23,17 +30,73 @@ HWY_INLINE hn::VFromD<D> loadBlocks(D d, const Zel8u* p) {
   }
 }
 
-// Stores blocks that lie kStride bytes apart.
-template <int kStride, class D, class V = hn::VFromD<D>>
-HWY_INLINE void storeBlocks(D d, V v, Zel8u* p) {
+// Stores the first blocks of three vectors, then their second ones and so on.
+template <class D, class V = hn::VFromD<D>>
+HWY_INLINE void storeBlocksInTurn(D d, V a, V b, V c, Zel8u* p) {
+  constexpr size_t n = hn::MaxLanes(d);
   if constexpr (kBlocks<D> == 1) {
-    hn::StoreU(v, d, p);
+    hn::StoreU(a, d, p);
+    hn::StoreU(b, d, p + n);
+    hn::StoreU(c, d, p + 2 * n);
+  } else if constexpr (kBlocks<D> == 2) {
+    hn::StoreU(hn::ConcatLowerLower(d, b, a), d, p);
+    hn::StoreU(hn::ConcatUpperLower(d, a, c), d, p + n);
+    hn::StoreU(hn::ConcatUpperUpper(d, c, b), d, p + 2 * n);
   } else {
     const hn::Half<D> half;
-    constexpr int upper = kStride * static_cast<int>(kBlocks<D> / 2);
-    storeBlocks<kStride>(half, hn::LowerHalf(half, v), p);
-    storeBlocks<kStride>(half, hn::UpperHalf(half, v), p + upper);
+    storeBlocksInTurn(half, hn::LowerHalf(half, a), hn::LowerHalf(half, b), hn::LowerHalf(half, c), p);
+    storeBlocksInTurn(half, hn::UpperHalf(half, a), hn::UpperHalf(half, b), hn::UpperHalf(half, c), p + 3 * n / 2);
   }
+}
+
+// Whether lookupBytesOver is one operation.
+inline constexpr bool kMaskedLookup = HWY_TARGET <= HWY_AVX3;
+
+// Within blocks, the bytes that `from` picks; those of `background` where the upper bit of `from` is set.
+template <class V>
+HWY_INLINE V lookupBytesOver(V background, V bytes, V from) {
+#if HWY_TARGET <= HWY_AVX3
+  if constexpr (sizeof(V) == 16) {
+    return V{_mm_mask_shuffle_epi8(background.raw, ~_mm_movepi8_mask(from.raw), bytes.raw, from.raw)};
+  } else if constexpr (sizeof(V) == 32) {
+    return V{_mm256_mask_shuffle_epi8(background.raw, ~_mm256_movepi8_mask(from.raw), bytes.raw, from.raw)};
+  } else {
+    return V{_mm512_mask_shuffle_epi8(background.raw, ~_mm512_movepi8_mask(from.raw), bytes.raw, from.raw)};
+  }
+#else
+  const hn::RebindToSigned<hn::DFromV<V>> d;
+  const auto picked = hn::BitCast(d, hn::TableLookupBytes(bytes, from));
+  const auto mask = hn::MaskFromVec(hn::BitCast(d, from)); // of the upper bits
+  return hn::BitCast(hn::DFromV<V>(), hn::IfThenElse(mask, hn::BitCast(d, background), picked));
+#endif
+}
+
+// A vector as a matrix of kRows rows of lanes of T, transposed.
+template <class T, size_t kRows, class V>
+HWY_INLINE V transposeLanes(V v) {
+  const hn::DFromV<V> d;
+  const hn::Repartition<T, decltype(d)> lanes;
+  constexpr size_t kLanes = hn::MaxLanes(hn::Repartition<T, hn::DFromV<V>>());
+  static constexpr std::array<T, kLanes> kFrom = [] {
+    std::array<T, kLanes> from{};
+    for (size_t i = 0; i < kLanes; ++i) from[i] = static_cast<T>(i % kRows * (kLanes / kRows) + i / kRows);
+    return from;
+  }();
+  return hn::BitCast(d, hn::TableLookupLanes(hn::BitCast(lanes, v), hn::SetTableIndices(lanes, kFrom.data())));
+}
+
+// Vectors made within blocks, a lane of T of each block in turn from the first, the second, ... of several sources,
+// hold the lanes in this order: spread() gives the sources an order in which such vectors are contiguous, and gather()
+// brings what was made of contiguous vectors in order.
+template <class T, class V>
+HWY_INLINE V spread(V v) {
+  if constexpr (kBlocks<hn::DFromV<V>> == 1) return v;
+  return transposeLanes<T, 16 / sizeof(T)>(v);
+}
+template <class T, class V>
+HWY_INLINE V gather(V v) {
+  if constexpr (kBlocks<hn::DFromV<V>> == 1) return v;
+  return transposeLanes<T, kBlocks<hn::DFromV<V>>>(v);
 }
 
 // A constant pair of bytes in each 16-bit lane.

@@ -14,16 +14,16 @@ ZelStatus ownCMYKToYCCK_JPEG_8u_C4P4R(const Zel8u* pSrc, int srcStep, Zel8u* con
                  using V = hn::VFromD<decltype(d)>;
                  const hn::Repartition<Zel16s, decltype(d)> d16;
                  const hn::RebindToUnsigned<decltype(d16)> du16;
-                 const auto lower = gatherPairs<4, Order::rgb, true>(d, src.plane[0]);
-                 const auto upper = gatherPairs<4, Order::rgb, true>(d, src.plane[0] + 32);
+                 const auto lower = pairsOfFourBytes<Order::rgb, true>(d, src.plane[0]);
+                 const auto upper = pairsOfFourBytes<Order::rgb, true>(d, src.plane[0] + 2 * hn::MaxLanes(d));
                  // Pairs (R, G) and (B, 1) from (C, M) and (Y, K).
                  const auto complement = [=](Pairs<V> cmyk) -> Pairs<V> {
                    const V blue = hn::AndNot(cmyk.second, setPairs<255, 0>(d));
                    return withOne(Pairs<V>{hn::Not(cmyk.first), blue});
                  };
-                 storeYcbcr(matrix<k14Bit>(complement(lower), complement(upper)), dst.plane);
+                 storeYcbcr(gather<Zel32u>(matrix<k14Bit>(complement(lower), complement(upper))), dst.plane);
                  const auto k = [=](V yk) { return hn::BitCast(d16, hn::ShiftRight<8>(hn::BitCast(du16, yk))); };
-                 hn::StoreU(narrowUnsigned(k(lower.second), k(upper.second)), d, dst.plane[3]);
+                 hn::StoreU(gather<Zel32u>(narrowUnsigned(k(lower.second), k(upper.second))), d, dst.plane[3]);
                });
   });
   return zelStatusOk;

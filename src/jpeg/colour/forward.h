@@ -37,12 +37,6 @@ constexpr int lowPart(int c) {
   return c - 256 * highPart(c);
 }
 
-// Pairs (R, G) and (B, 1) of (R, G) and (B, 0): the rounding terms need a place.
-template <class V>
-HWY_INLINE Pairs<V> withOne(Pairs<V> rgb0) {
-  return {rgb0.first, hn::Or(rgb0.second, setPairs<0, 1>(hn::DFromV<V>()))};
-}
-
 // kA0 * a[2i] + kA1 * a[2i+1] and the same of b, in 16 bits, without the products that are nothing.
 template <int kA0, int kA1, int kB0, int kB1, class V>
 HWY_INLINE auto sumOfPairs(V a, V b) {
@@ -182,6 +176,11 @@ inline Ycbcr<hn::VFromD<Block8u>> tableForm(const Zel8u* r, const Zel8u* g, cons
   };
   return {sums({19595, 38470, 7471, 32768}), sums({-11059, -21709, 32768, 8421375}),
           sums({32768, -27439, -5329, 8421375})};
+}
+
+template <class T, class V>
+HWY_INLINE Ycbcr<V> gather(Ycbcr<V> p) {
+  return {gather<T>(p.y), gather<T>(p.cb), gather<T>(p.cr)};
 }
 
 template <class V>

@@ -11,6 +11,17 @@ struct Rgb {
   V r, g, b;
 };
 
+template <class V16>
+HWY_INLINE Rgb<Halves<V16>> joinHalves(Rgb<V16> lower, Rgb<V16> upper) {
+  return {{lower.r, upper.r}, {lower.g, upper.g}, {lower.b, upper.b}};
+}
+
+// The bytes of samples that may leave 0..255.
+template <class V16>
+HWY_INLINE auto limited(Rgb<Halves<V16>> p) {
+  return Rgb<decltype(narrowUnsigned(p.r))>{narrowUnsigned(p.r), narrowUnsigned(p.g), narrowUnsigned(p.b)};
+}
+
 // What is subtracted from Y for R, or B: a function of one chroma sample c, less 128, that
 // ((c * weight + 64 >> 7) + round + 64) >> 7 gives for all 256 of them.
 struct Slope {
@@ -31,8 +42,17 @@ inline constexpr InverseForm kInterleavingInverse{{-22970, 0}, {-29032, 0}, 2 * 
 // B = Y + ((29032 Cb - 3708561) >> 14).
 inline constexpr InverseForm kPlanarInverse{{-22970, 0}, {-29033, 4}, 2 * 5638, 2 * 11700, -220};
 
+// Luma in 16 bits less the slope of 256 c.
+template <Slope kSlope, class V16, class V>
+HWY_INLINE V16 minusSlope(V16 luma, V chroma256) {
+  const hn::DFromV<V16> d;
+  auto t = hn::MulFixedPoint15(hn::BitCast(d, chroma256), hn::Set(d, static_cast<Zel16s>(kSlope.weight)));
+  if constexpr (kSlope.round != 0) t = hn::Add(t, hn::Set(d, static_cast<Zel16s>(kSlope.round)));
+  return hn::Sub(luma, hn::MulFixedPoint15(t, hn::Set(d, 256)));
+}
+
 template <InverseForm kForm, class V>
-HWY_INLINE Rgb<V> inverse(V y, V cb, V cr) {
+HWY_INLINE auto inverse(V y, V cb, V cr) {
   const hn::DFromV<V> d;
   const hn::RebindToSigned<decltype(d)> d8s;
   const hn::Repartition<Zel16s, decltype(d)> d16;
@@ -40,80 +60,79 @@ HWY_INLINE Rgb<V> inverse(V y, V cb, V cr) {
   const V cbSigned = hn::Xor(cb, centre), crSigned = hn::Xor(cr, centre);
   const auto half = [&]<int kHalf>(std::integral_constant<int, kHalf>) {
     const auto luma = hn::BitCast(d16, pairsOf<kHalf>(y, zero));
-    const auto minusSlope = [&](V chroma, Slope slope) {
-      auto t = hn::MulFixedPoint15(hn::BitCast(d16, pairsOf<kHalf>(zero, chroma)),
-                                   hn::Set(d16, static_cast<Zel16s>(slope.weight)));
-      if (slope.round) t = hn::Add(t, hn::Set(d16, static_cast<Zel16s>(slope.round)));
-      return hn::Sub(luma, hn::MulFixedPoint15(t, hn::Set(d16, 256)));
-    };
     const auto chroma = hn::BitCast(d8s, pairsOf<kHalf>(cbSigned, crSigned));
     const auto high = mulAddPairs(setPairs<(kForm.gCb >> 8), (kForm.gCr >> 8)>(d), chroma);
     const auto low = mulAddPairs(setPairs<(kForm.gCb & 0xFF), (kForm.gCr & 0xFF)>(d), chroma);
     const auto sum = hn::Add(high, hn::ShiftRight<8>(hn::Add(low, hn::Set(d16, kForm.gRound))));
     using V16 = hn::VFromD<decltype(d16)>;
-    return Rgb<V16>{minusSlope(crSigned, kForm.r), hn::Sub(luma, hn::MulFixedPoint15(sum, hn::Set(d16, 256))),
-                    minusSlope(cbSigned, kForm.b)};
+    return Rgb<V16>{minusSlope<kForm.r>(luma, pairsOf<kHalf>(zero, crSigned)),
+                    hn::Sub(luma, hn::MulFixedPoint15(sum, hn::Set(d16, 256))),
+                    minusSlope<kForm.b>(luma, pairsOf<kHalf>(zero, cbSigned))};
   };
-  const auto lower = half(std::integral_constant<int, 0>()), upper = half(std::integral_constant<int, 1>());
-  return {narrowUnsigned(lower.r, upper.r), narrowUnsigned(lower.g, upper.g), narrowUnsigned(lower.b, upper.b)};
+  return joinHalves(half(std::integral_constant<int, 0>()), half(std::integral_constant<int, 1>()));
 }
 
-// The lane inverse, all products cut to integers on their own:
-// R = (16 Y + floor(11485 Cr / 512) - 2863) >> 4, G = (16 Y + 2175 - floor(2819 Cb / 512) - floor(5850 Cr / 512)) >> 4,
-// B = (16 Y + floor(14516 Cb / 512) - 3621) >> 4.
+// The lane inverse, in which products are cut to integers on their own. For R = (16 Y + floor(11485 Cr / 512) - 2863)
+// >> 4 and B = (16 Y + floor(14516 Cb / 512) - 3621) >> 4, each of one product, there are slopes: R's takes 256 (Cr -
+// 128) + 3 for its chroma. G = Y - ((floor(2819 Cb / 512) + floor(5850 Cr / 512) - 2160) >> 4).
+inline constexpr Slope kLaneR{-22970, 0}, kLaneB{-29031, 0};
+inline constexpr Zel8u kLaneRFraction = 3;
+
 template <class V>
-HWY_INLINE Rgb<V> laneInverse(V y, V cb, V cr) {
+HWY_INLINE auto laneInverse(V y, V cb, V cr) {
   const hn::DFromV<V> d;
   const hn::Repartition<Zel16u, decltype(d)> d16;
   const hn::RebindToSigned<decltype(d16)> d16s;
   using V16 = hn::VFromD<decltype(d16s)>;
-  const V zero = hn::Zero(d);
-  const auto half = [&]<int kHalf>(std::integral_constant<int, kHalf>) {
-    const auto luma = hn::BitCast(d16s, hn::ShiftRight<4>(hn::BitCast(d16, pairsOf<kHalf>(zero, y))));
-    const auto part = [&](V chroma, Zel16u weight) {
-      const auto times128 = hn::ShiftRight<1>(hn::BitCast(d16, pairsOf<kHalf>(zero, chroma)));
-      return hn::BitCast(d16s, hn::MulHigh(times128, hn::Set(d16, weight)));
-    };
-    const auto shifted = [&](V16 sum, Zel16s offset) {
-      return hn::ShiftRight<4>(hn::Add(hn::Add(luma, sum), hn::Set(d16s, offset)));
-    };
-    return Rgb<V16>{shifted(part(cr, 11485), -2871 + 8),
-                    shifted(hn::Sub(hn::Neg(part(cb, 2819)), part(cr, 5850)), 2167 + 8),
-                    shifted(part(cb, 14516), -3629 + 8)};
+  const V zero = hn::Zero(d), centre = hn::Set(d, 0x80), fraction = hn::Set(d, kLaneRFraction);
+  const V cbSigned = hn::Xor(cb, centre), crSigned = hn::Xor(cr, centre);
+  const auto half = [=]<int kHalf>(std::integral_constant<int, kHalf>) {
+    const auto luma = hn::BitCast(d16s, pairsOf<kHalf>(y, zero));
+    const auto cb128 = hn::ShiftRight<1>(hn::BitCast(d16, pairsOf<kHalf>(zero, cb)));
+    const auto cr256 = hn::BitCast(d16, pairsOf<kHalf>(zero, cr));
+    const auto parts = hn::Add(hn::MulHigh(cb128, hn::Set(d16, 2819)), hn::MulHigh(cr256, hn::Set(d16, 5850 / 2)));
+    const auto g = hn::ShiftRight<4>(hn::Sub(hn::BitCast(d16s, parts), hn::Set(d16s, 2160)));
+    return Rgb<V16>{minusSlope<kLaneR>(luma, pairsOf<kHalf>(fraction, crSigned)), hn::Sub(luma, g),
+                    minusSlope<kLaneB>(luma, pairsOf<kHalf>(zero, cbSigned))};
   };
-  const auto lower = half(std::integral_constant<int, 0>()), upper = half(std::integral_constant<int, 1>());
-  return {narrowUnsigned(lower.r, upper.r), narrowUnsigned(lower.g, upper.g), narrowUnsigned(lower.b, upper.b)};
+  return joinHalves(half(std::integral_constant<int, 0>()), half(std::integral_constant<int, 1>()));
 }
 
 // The table form of a block, in 32 bits: the last pixels of a row have it.
-inline Rgb<hn::VFromD<Block8u>> tableInverse(const Zel8u* const ycbcr[]) {
-  const Block8u block;
+inline auto tableInverse(const Zel8u* const ycbcr[]) {
   const hn::FixedTag<Zel32s, 4> d;
   const hn::Rebind<Zel8u, decltype(d)> d8;
-  const auto channel = [=](int cbWeight, int crWeight) {
-    alignas(16) Zel8u result[16];
+  const hn::FixedTag<Zel16s, 8> d16;
+  const auto channel = [=](int cbWeight, int crWeight) -> Halves<hn::VFromD<decltype(d16)>> {
+    alignas(16) Zel16s result[16];
     for (int i = 0; i < 16; i += 4) {
       const auto load = [=](int plane) { return hn::PromoteTo(d, hn::LoadU(d8, ycbcr[plane] + i)); };
       const auto product = [=](int plane, int weight) {
         return hn::Mul(hn::Sub(load(plane), hn::Set(d, 128)), hn::Set(d, weight));
       };
       const auto sum = hn::Add(hn::Add(product(1, cbWeight), product(2, crWeight)), hn::Set(d, 32768));
-      hn::StoreU(hn::DemoteTo(d8, hn::Add(load(0), hn::ShiftRight<16>(sum))), d8, result + i);
+      hn::StoreU(hn::DemoteTo(hn::FixedTag<Zel16s, 4>(), hn::Add(load(0), hn::ShiftRight<16>(sum))),
+                 hn::FixedTag<Zel16s, 4>(), result + i);
     }
-    return hn::Load(block, result);
+    return {hn::Load(d16, result), hn::Load(d16, result + 8)};
   };
-  return {channel(0, 91881), channel(-22554, -46802), channel(116130, 0)};
+  return Rgb<Halves<hn::VFromD<decltype(d16)>>>{channel(0, 91881), channel(-22554, -46802), channel(116130, 0)};
 }
 
+// How planes are read: in order, or in that of spread<T>.
+inline constexpr auto kInOrder = [](auto d, const Zel8u* p) { return hn::LoadU(d, p); };
+template <class T>
+inline constexpr auto kSpread = [](auto d, const Zel8u* p) { return spread<T>(hn::LoadU(d, p)); };
+
 // A row of planes Y, Cb, Cr (and more) whose groups of four take a form and whose rest takes the table form;
-// store(d, rgb, source, destination) keeps the pixels.
-template <InverseForm kForm, class S, class D, class Store>
-HWY_INLINE void inverseRow(int width, S source, D destination, Store store) {
+// store(d, rgb, source, destination) keeps the pixels, which are in the order of load(d, p).
+template <InverseForm kForm, class S, class D, class Load, class Store>
+HWY_INLINE void inverseRow(int width, S source, D destination, Load load, Store store) {
   convertRow<4>(
       width, source, destination,
       [=](auto d, auto src, auto dst) {
-        store(d, inverse<kForm>(hn::LoadU(d, src.plane[0]), hn::LoadU(d, src.plane[1]), hn::LoadU(d, src.plane[2])),
-              src, dst);
+        const auto rgb = inverse<kForm>(load(d, src.plane[0]), load(d, src.plane[1]), load(d, src.plane[2]));
+        store(d, rgb, src, dst);
       },
       [=](auto d, auto src, auto dst) { store(d, tableInverse(src.plane), src, dst); });
 }

@@ -14,36 +14,53 @@ struct Pairs {
   V second; // channel 2 and what is behind it
 };
 
-// Half a byte vector's pixels of three or four interleaved bytes each, the first eight of every 16 from p on. The pairs
-// are (R, G) and (B, 0), or with kFourth (B, fourth).
-template <int kBytes, Order kOrder, bool kFourth = false, class D>
-HWY_INLINE Pairs<hn::VFromD<D>> gatherPairs(D d, const Zel8u* p) {
-  // Four pixels of each load, the eighth ending with the second one.
-  constexpr int kSecond = 8 * kBytes - 16;
-  struct Pattern {
-    alignas(16) Zel8u at[2][16];
-  };
-  static constexpr Pattern kPattern = [] {
-    Pattern pattern{};
-    for (int load = 0; load < 2; ++load) {
-      for (int i = 0; i < 4; ++i) {
-        const int pixel = load * (16 - 4 * kBytes) + kBytes * i;
-        const int channels[4] = {kOrder == Order::rgb ? 0 : 2, 1, kOrder == Order::rgb ? 2 : 0, 3};
-        for (int c = 0; c < 4; ++c) {
-          const bool zero = c == 3 && !kFourth;
-          pattern.at[load][c / 2 * 8 + 2 * i + c % 2] = zero ? 0x80 : static_cast<Zel8u>(pixel + channels[c]);
-        }
+// Four pixels of each block as pairs (R, G), then (B, fourth); byte kFirst + kBytes * i of a block begins its pixel i.
+// The fourth is 0 without kFourth, or already the 1 of withOne, with three bytes where that takes no operation more.
+template <int kBytes, int kFirst, Order kOrder, bool kFourth = false, class D, class V = hn::VFromD<D>>
+HWY_INLINE auto pairsOfFour(D d, V bytes) {
+  alignas(16) static constexpr std::array<Zel8u, 16> kFrom = [] {
+    std::array<Zel8u, 16> from{};
+    constexpr int kChannels[4] = {kOrder == Order::rgb ? 0 : 2, 1, kOrder == Order::rgb ? 2 : 0, 3};
+    for (int pixel = 0; pixel < 4; ++pixel) {
+      for (int c = 0; c < 4; ++c) {
+        const int at = kFirst + kBytes * pixel + kChannels[c];
+        from[static_cast<size_t>(c / 2 * 8 + 2 * pixel + c % 2)] = static_cast<Zel8u>(c < 3 || kFourth ? at : 0x80);
       }
     }
-    return pattern;
+    return from;
   }();
+  const V from = hn::LoadDup128(d, kFrom.data());
+  const V pairs = kBytes == 3 && kMaskedLookup ? lookupBytesOver(setPairs<0, 1>(d), bytes, from)
+                                               : hn::TableLookupBytesOr0(bytes, from);
+  return hn::BitCast(hn::Repartition<Zel64u, D>(), pairs);
+}
+
+template <class D, class V64>
+HWY_INLINE Pairs<hn::VFromD<D>> joinPairs(D d, V64 a, V64 b) {
   const hn::Repartition<Zel64u, D> d64;
-  const auto half = [&](int load) {
-    const auto bytes = loadBlocks<16 * kBytes>(d, p + load * kSecond);
-    return hn::BitCast(d64, hn::TableLookupBytesOr0(bytes, hn::LoadDup128(d, kPattern.at[load])));
-  };
-  const auto a = half(0), b = half(1);
   return {hn::BitCast(d, hn::InterleaveLower(d64, a, b)), hn::BitCast(d, hn::InterleaveUpper(d64, a, b))};
+}
+
+// Pairs (R, G) and (B, 1) of (R, G) and (B, 0).
+template <class V>
+HWY_INLINE Pairs<V> withOne(Pairs<V> rgb0) {
+  return {rgb0.first, hn::Or(rgb0.second, setPairs<0, 1>(hn::DFromV<V>()))};
+}
+
+// Half a vector's pixels of three bytes from p on, (R, G) and (B, 1) of the first eight of every 16.
+template <Order kOrder, class D>
+HWY_INLINE Pairs<hn::VFromD<D>> pairsOfThreeBytes(D d, const Zel8u* p) {
+  // Pixels 0..3 of the first load; the second ends with pixel 7, so that no byte behind it is read.
+  const auto pairs = joinPairs(d, pairsOfFour<3, 0, kOrder>(d, loadBlocks<48>(d, p)),
+                               pairsOfFour<3, 4, kOrder>(d, loadBlocks<48>(d, p + 8)));
+  return kMaskedLookup ? pairs : withOne(pairs);
+}
+
+// Half a vector's pixels of four bytes from p on, (R, G) and (B, fourth or 0), in an order for gather<Zel32u>.
+template <Order kOrder, bool kFourth = false, class D>
+HWY_INLINE Pairs<hn::VFromD<D>> pairsOfFourBytes(D d, const Zel8u* p) {
+  return joinPairs(d, pairsOfFour<4, 0, kOrder, kFourth>(d, hn::LoadU(d, p)),
+                   pairsOfFour<4, 0, kOrder, kFourth>(d, hn::LoadU(d, p + hn::MaxLanes(d))));
 }
 
 // The eight lower or upper bytes of each block, each with the byte of b behind it.
@@ -57,45 +74,60 @@ HWY_INLINE V pairsOf(V a, V b) {
   }
 }
 
-// Three vectors of bytes as pixels of three interleaved bytes. The pattern of a block's 48 bytes repeats after three:
-// one shuffle brings a channel's 16 bytes to their place within any of the three blocks that hold them.
-template <class D, class V = hn::VFromD<D>>
-HWY_INLINE void storeInterleaved3(D d, V first, V second, V third, Zel8u* p) {
+// A vector's samples in 16 bits, unlimited: the lower and the upper eight of each block.
+template <class V16>
+struct Halves {
+  V16 lower, upper;
+};
+
+template <class V16>
+HWY_INLINE auto narrowUnsigned(Halves<V16> v) {
+  return narrowUnsigned(v.lower, v.upper);
+}
+
+// Three channels as pixels of three interleaved bytes, limited to bytes.
+template <class D, class V16>
+HWY_INLINE void storeInterleaved3(D d, Halves<V16> first, Halves<V16> second, Halves<V16> third, Zel8u* p) {
+  // A block's pixels are 48 bytes, byte n of channel n % 3. The third channel's have places of their own modulo 16;
+  // over them come the other two, eight of each to a vector: 0 and 3 of the tables pick from the lower one for the
+  // first and second 16 bytes, 1 and 2 from the upper one for the second and third.
   struct Tables {
-    alignas(16) Zel8u place[3][16], mask[3][16];
+    alignas(16) Zel8u third[16], others[4][16];
   };
-  static constexpr Tables kTables = [] {
+  static constexpr Tables kFrom = [] {
     Tables t{};
-    for (int channel = 0; channel < 3; ++channel) {
-      for (int pixel = 0; pixel < 16; ++pixel) {
-        t.place[channel][(3 * pixel + channel) % 16] = static_cast<Zel8u>(pixel);
-        t.mask[channel][pixel] = pixel % 3 == channel ? 0xFF : 0;
-      }
+    for (auto& table : t.others) {
+      for (Zel8u& from : table) from = 0x80;
+    }
+    for (int n = 0; n < 48; ++n) {
+      const int channel = n % 3, pixel = n / 3, table = n < 16 ? 0 : n >= 32 ? 2 : pixel < 8 ? 3 : 1;
+      if (channel == 2)
+        t.third[n % 16] = static_cast<Zel8u>(pixel);
+      else
+        t.others[table][n % 16] = static_cast<Zel8u>(8 * channel + pixel % 8);
     }
     return t;
   }();
-  const V c0 = hn::TableLookupBytes(first, hn::LoadDup128(d, kTables.place[0]));
-  const V c1 = hn::TableLookupBytes(second, hn::LoadDup128(d, kTables.place[1]));
-  const V c2 = hn::TableLookupBytes(third, hn::LoadDup128(d, kTables.place[2]));
-  // Byte i of the whole belongs to channel i % 3, and 16 % 3 is 1.
-  const V m0 = hn::LoadDup128(d, kTables.mask[0]), m1 = hn::LoadDup128(d, kTables.mask[1]);
-  const V m2 = hn::LoadDup128(d, kTables.mask[2]);
-  storeBlocks<48>(d, hn::IfVecThenElse(m0, c0, hn::IfVecThenElse(m1, c1, c2)), p);
-  storeBlocks<48>(d, hn::IfVecThenElse(m2, c0, hn::IfVecThenElse(m0, c1, c2)), p + 16);
-  storeBlocks<48>(d, hn::IfVecThenElse(m1, c0, hn::IfVecThenElse(m2, c1, c2)), p + 32);
+  const auto table = [=](const Zel8u* from) { return hn::LoadDup128(d, from); };
+  const auto lower = narrowUnsigned(first.lower, second.lower), upper = narrowUnsigned(first.upper, second.upper);
+  const auto placed = hn::TableLookupBytes(narrowUnsigned(third), table(kFrom.third));
+  const auto middle = lookupBytesOver(placed, lower, table(kFrom.others[3]));
+  storeBlocksInTurn(d, lookupBytesOver(placed, lower, table(kFrom.others[0])),
+                    lookupBytesOver(middle, upper, table(kFrom.others[1])),
+                    lookupBytesOver(placed, upper, table(kFrom.others[2])), p);
 }
 
-// Four vectors of bytes as pixels of four interleaved bytes.
+// Four vectors of bytes in the order of spread<Zel32u> as pixels of four interleaved bytes.
 template <class D, class V = hn::VFromD<D>>
 HWY_INLINE void storeInterleaved4(D d, V first, V second, V third, V fourth, Zel8u* p) {
   const hn::Repartition<Zel16u, D> d16;
-  const auto store = [&](V pairs, V morePairs, int offset) {
+  const auto store = [=](V pairs, V morePairs, Zel8u* to) {
     const auto a = hn::BitCast(d16, pairs), b = hn::BitCast(d16, morePairs);
-    storeBlocks<64>(d, hn::BitCast(d, hn::InterleaveLower(d16, a, b)), p + offset);
-    storeBlocks<64>(d, hn::BitCast(d, hn::InterleaveUpper(d16, a, b)), p + offset + 16);
+    hn::StoreU(hn::BitCast(d, hn::InterleaveLower(d16, a, b)), d, to);
+    hn::StoreU(hn::BitCast(d, hn::InterleaveUpper(d16, a, b)), d, to + hn::MaxLanes(d));
   };
-  store(hn::InterleaveLower(d, first, second), hn::InterleaveLower(d, third, fourth), 0);
-  store(hn::InterleaveUpper(d, first, second), hn::InterleaveUpper(d, third, fourth), 32);
+  store(hn::InterleaveLower(d, first, second), hn::InterleaveLower(d, third, fourth), p);
+  store(hn::InterleaveUpper(d, first, second), hn::InterleaveUpper(d, third, fourth), p + 2 * hn::MaxLanes(d));
 }
 
 } // namespace zelj

@@ -11,17 +11,11 @@ template <Order kOrder>
 ZelStatus threeBytesToPlanes(const Zel8u* pSrc, int srcStep, Zel8u* const pDst[3], int dstStep, ZeliSize roiSize) {
   if (ZelStatus bad = checkPointersStepsSize(present(pSrc, planes<3>(pDst)), srcStep, dstStep, roiSize)) return bad;
   forRows(roiSize, [=](int y) {
-    const auto gather = [](auto d, auto src, int half) {
-      return withOne(gatherPairs<3, kOrder>(d, src.plane[0] + 24 * half));
-    };
+    const auto half = [](auto d, auto src, int i) { return pairsOfThreeBytes<kOrder>(d, src.plane[0] + 24 * i); };
     convertRow<8>(
         roiSize.width, pixelRow<3>(pSrc, srcStep, y), planeRow<3>(pDst, dstStep, y),
-        [=](auto d, auto src, auto dst) {
-          storeYcbcr(matrix<k15Bit>(gather(d, src, 0), gather(d, src, 1)), dst.plane);
-        },
-        [=](auto d, auto src, auto dst) {
-          storeYcbcr(matrix<k14Bit>(gather(d, src, 0), gather(d, src, 1)), dst.plane);
-        });
+        [=](auto d, auto src, auto dst) { storeYcbcr(matrix<k15Bit>(half(d, src, 0), half(d, src, 1)), dst.plane); },
+        [=](auto d, auto src, auto dst) { storeYcbcr(matrix<k14Bit>(half(d, src, 0), half(d, src, 1)), dst.plane); });
   });
   return zelStatusOk;
 }
@@ -31,23 +25,28 @@ template <Order kOrder>
 ZelStatus fourBytesToPlanes(const Zel8u* pSrc, int srcStep, Zel8u* const pDst[3], int dstStep, ZeliSize roiSize) {
   if (ZelStatus bad = checkPointersSize(present(pSrc, planes<3>(pDst)), roiSize)) return bad;
   for (int y = 0; y < roiSize.height; ++y) {
-    const auto gather = [](auto d, auto src, int half) { return gatherPairs<4, kOrder>(d, src.plane[0] + 32 * half); };
+    const auto half = [](auto d, auto src, size_t i) {
+      return pairsOfFourBytes<kOrder>(d, src.plane[0] + 2 * i * hn::MaxLanes(d));
+    };
     convertRow<8>(
         roiSize.width, pixelRow<4>(pSrc, srcStep, y), planeRow<3>(pDst, dstStep, y),
-        [=](auto d, auto src, auto dst) { storeYcbcr(laneForm(gather(d, src, 0), gather(d, src, 1)), dst.plane); },
         [=](auto d, auto src, auto dst) {
-          storeYcbcr(matrix<k14BitInteger>(withOne(gather(d, src, 0)), withOne(gather(d, src, 1))), dst.plane);
+          storeYcbcr(gather<Zel32u>(laneForm(half(d, src, 0), half(d, src, 1))), dst.plane);
+        },
+        [=](auto d, auto src, auto dst) {
+          storeYcbcr(gather<Zel32u>(matrix<k14BitInteger>(withOne(half(d, src, 0)), withOne(half(d, src, 1)))),
+                     dst.plane);
         });
   }
   return zelStatusOk;
 }
 
-// Eight 16-bit pixels to a block as pairs (R, G) and (B, 1). The low field holds 5 bits, the middle one kGreenBits and
-// the high one 5; each is widened with zero bits.
+// Half a vector's 16-bit pixels as pairs (R, G) and (B, 1), in an order for gather<Zel64u>. The low field holds 5 bits,
+// the middle one kGreenBits and the high one 5; each is widened with zero bits.
 template <Order kOrder, int kGreenBits, class D>
 HWY_INLINE Pairs<hn::VFromD<D>> unpackPairs(D d, const Zel8u* p) {
   const hn::Repartition<Zel16u, D> d16;
-  const auto v = hn::BitCast(d16, loadBlocks<32>(d, p));
+  const auto v = hn::BitCast(d16, hn::LoadU(d, p));
   const auto low = hn::And(hn::ShiftLeft<3>(v), hn::Set(d16, 0xF8));
   const auto high = hn::And(hn::ShiftRight<kGreenBits + 2>(v), hn::Set(d16, 0xF8));
   // Green as the second byte of its pair.
@@ -60,12 +59,13 @@ template <Order kOrder, int kGreenBits>
 ZelStatus packedToPlanes(const Zel16u* pSrc, int srcStep, Zel8u* const pDst[3], int dstStep, ZeliSize roiSize) {
   if (ZelStatus bad = checkPointersStepsSize(present(pSrc, planes<3>(pDst)), srcStep, dstStep, roiSize)) return bad;
   for (int y = 0; y < roiSize.height; ++y) {
-    convertRow(
-        roiSize.width, pixelRow<2>(pSrc, srcStep, y), planeRow<3>(pDst, dstStep, y), [](auto d, auto src, auto dst) {
-          const Zel8u* p = src.plane[0];
-          storeYcbcr(matrix<k14Bit>(unpackPairs<kOrder, kGreenBits>(d, p), unpackPairs<kOrder, kGreenBits>(d, p + 16)),
-                     dst.plane);
-        });
+    convertRow(roiSize.width, pixelRow<2>(pSrc, srcStep, y), planeRow<3>(pDst, dstStep, y),
+               [](auto d, auto src, auto dst) {
+                 const Zel8u* p = src.plane[0];
+                 storeYcbcr(gather<Zel64u>(matrix<k14Bit>(unpackPairs<kOrder, kGreenBits>(d, p),
+                                                          unpackPairs<kOrder, kGreenBits>(d, p + hn::MaxLanes(d)))),
+                            dst.plane);
+               });
   }
   return zelStatusOk;
 }

@@ -10,9 +10,10 @@ ZelStatus ownYCCKToCMYK_JPEG_8u_P4C4R(const Zel8u* const pSrc[4], int srcStep, Z
   if (ZelStatus bad = checkPointersStepsSize(present(planes<4>(pSrc), pDst), srcStep, dstStep, roiSize)) return bad;
   forRows(roiSize, [=](int y) {
     inverseRow<kPlanarInverse>(roiSize.width, planeRow<4>(pSrc, srcStep, y), pixelRow<4>(pDst, dstStep, y),
-                               [](auto d, auto p, auto src, auto dst) {
-                                 storeInterleaved4(d, hn::Not(p.r), hn::Not(p.g), hn::Not(p.b),
-                                                   hn::LoadU(d, src.plane[3]), dst.plane[0]);
+                               kSpread<Zel32u>, [](auto d, auto p, auto src, auto dst) {
+                                 storeInterleaved4(d, hn::Not(narrowUnsigned(p.r)), hn::Not(narrowUnsigned(p.g)),
+                                                   hn::Not(narrowUnsigned(p.b)), kSpread<Zel32u>(d, src.plane[3]),
+                                                   dst.plane[0]);
                                });
   });
   return zelStatusOk;
@@ -24,11 +25,11 @@ ZelStatus ownYCCKToCMYK_JPEG_8u_P4R(const Zel8u* const pSrc[4], int srcStep, Zel
     return bad;
   }
   forRows(roiSize, [=](int y) {
-    inverseRow<kPlanarInverse>(roiSize.width, planeRow<4>(pSrc, srcStep, y), planeRow<4>(pDst, dstStep, y),
+    inverseRow<kPlanarInverse>(roiSize.width, planeRow<4>(pSrc, srcStep, y), planeRow<4>(pDst, dstStep, y), kInOrder,
                                [](auto d, auto p, auto src, auto dst) {
-                                 hn::StoreU(hn::Not(p.r), d, dst.plane[0]);
-                                 hn::StoreU(hn::Not(p.g), d, dst.plane[1]);
-                                 hn::StoreU(hn::Not(p.b), d, dst.plane[2]);
+                                 hn::StoreU(hn::Not(narrowUnsigned(p.r)), d, dst.plane[0]);
+                                 hn::StoreU(hn::Not(narrowUnsigned(p.g)), d, dst.plane[1]);
+                                 hn::StoreU(hn::Not(narrowUnsigned(p.b)), d, dst.plane[2]);
                                  hn::StoreU(hn::LoadU(d, src.plane[3]), d, dst.plane[3]);
                                });
   });
