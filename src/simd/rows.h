@@ -208,21 +208,6 @@ HWY_INLINE Rows<T, 2> upperRows(Rows<T, 4> x) {
   }
 }
 
-// Rows 1 and 3 exchanged.
-template <class T>
-HWY_INLINE Rows<T, 4> oddRowsExchanged(Rows<T, 4> x) {
-  if constexpr (x.kVectors == 1) {
-#if HWY_ARCH_X86 && HWY_TARGET <= HWY_AVX3
-    return {{{_mm512_shuffle_i64x2(x.v[0].raw, x.v[0].raw, 0x6C)}}};
-#endif
-  } else if constexpr (x.kVectors == 2) {
-    using Tag = typename Rows<T, 4>::Tag;
-    return {{hn::ConcatUpperLower(Tag(), x.v[1], x.v[0]), hn::ConcatUpperLower(Tag(), x.v[0], x.v[1])}};
-  } else {
-    return {{x.v[0], x.v[3], x.v[2], x.v[1]}};
-  }
-}
-
 // From the first halves of eight rows and their second halves, rows 2 i and 2 i + 1 sharing a lane, to eight rows.
 struct Rows8 {
   Rows4 upper, lower;

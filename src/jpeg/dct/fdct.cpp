@@ -83,16 +83,17 @@ HWY_INLINE Rows8 transformRows(Columns y) {
 }
 
 // c t / 32768 to the nearest integer, ties to even; |c| <= 2048, so nothing overflows. With u = t - 32768, which is
-// signed, the quotient is c more than that of c u. A product just between two integers leaves 16384 modulo 32768.
+// signed, the quotient is c more than that of c u. Halves rounded up and halves rounded down, which is minus the rounded
+// product with -u, differ in their lowest bit for ties alone: the even one is the first with that bit cleared where the
+// second has it clear.
 HWY_INLINE Rows4 quantised(Rows4 c, Rows<Zel16u, 4> table) {
   return each(
       [](auto x, auto t16) {
         const hn::DFromV<decltype(x)> d;
-        const auto t = hn::BitCast(d, t16);
-        const auto halfUp = hn::Add(hn::MulFixedPoint15(x, hn::Xor(t, hn::Set(d, -32768))), x);
-        const auto low = hn::Mul(x, t);
-        const auto isTie = hn::Eq(hn::Add(low, low), hn::Set(d, -32768));
-        return hn::AndNot(hn::IfThenElseZero(isTie, hn::Set(d, 1)), halfUp);
+        const auto t = hn::BitCast(d, t16), offset = hn::Set(d, -32768);
+        const auto halfUp = hn::Add(hn::MulFixedPoint15(x, hn::Xor(t, offset)), x);
+        const auto halfDown = hn::Xor(hn::MulFixedPoint15(x, hn::Sub(offset, t)), x); // its lowest bit
+        return hn::And(halfUp, hn::Or(halfDown, hn::Set(d, -2)));
       },
       c, table);
 }

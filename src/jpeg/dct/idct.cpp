@@ -22,8 +22,8 @@ HWY_INLINE OutputRows transformColumns(Rows4 upper, Rows4 lower) {
 }
 
 HWY_INLINE OutputRows transform(const Zel16s* src, const Zel16u* table) {
-  const Rows4 upper = dequantised<Rows4>(src, table), lower = oddRowsExchanged(dequantised<Rows4>(src + 32, table + 32));
-  return transformColumns(transformRows(upper, kInverse.upper), transformRows(lower, kInverse.lower));
+  return transformColumns(transformRows(dequantised<Rows4>(src, table), kInverse.upper),
+                          transformRows(dequantisedLower(src, table), kInverse.lower));
 }
 
 HWY_INLINE void storeBlock(OutputRows x, Zel16s* dst) {

@@ -19,8 +19,7 @@ HWY_INLINE Rows4 transformRows4(Rows4 x, const InverseTables::RowFactors& factor
 
 HWY_INLINE void store4x4(const Zel16s* src, const Zel16u* table, Zel8u* dst, int step) {
   const Rows4 upper = transformRows4(dequantised<Rows4>(src, table), kInverse.reducedUpper);
-  const Rows4 lower =
-      transformRows4(oddRowsExchanged(dequantised<Rows4>(src + 32, table + 32)), kInverse.reducedLower);
+  const Rows4 lower = transformRows4(dequantisedLower(src, table), kInverse.reducedLower);
   const Rows4 spem = plusSaturated(upper, timesTangents(lower)), dqen = differences(timesTangents(upper), lower);
   const Halves b0t = butterfly(lowerRows(spem), upperRows(spem)), uv = butterfly(lowerRows(dqen), upperRows(dqen));
   const Halves z2w2 = rotated45(b0t.difference, uv.difference);

@@ -15,6 +15,12 @@ HWY_INLINE R dequantised(const Zel16s* src, const Zel16u* table) {
               loadRows<Rows<Zel16u, R::kRows>>(table));
 }
 
+// Rows 4 7 6 5: the column transform works on rows 1 and 7, and 3 and 5, together.
+HWY_INLINE Rows4 dequantisedLower(const Zel16s* src, const Zel16u* table) {
+  const Rows2 r45 = dequantised<Rows2>(src + 32, table + 32), r67 = dequantised<Rows2>(src + 48, table + 48);
+  return combined(joined(r45, r67), joined(r67, r45));
+}
+
 template <int kRows>
 HWY_INLINE Rows<Zel32s, kRows> products(Rows<Zel16s, kRows> x, const Zel16s* factors) {
   return each(sumsOfProducts, x, loadRows<Rows<Zel16s, kRows>>(factors));
