@@ -1,133 +1,135 @@
-// The column transform of the inverse DCT, in the steps that its full, sparse and reduced forms share, and the way out of
-// its rows as samples. Letters are those of the usual flow graph: rows as pairs, all sums saturating.
+// The steps that the full, sparse and reduced inverse DCT share. Rows are in lanes, letters are those of the usual flow
+// graph, sums of the column transform saturate. Rows come out of the row transform with their columns in the order
+// 0 1 2 3 7 6 5 4, because that is how sums and differences of even and odd part pack.
 #pragma once
 
 #include "frame/rows.h"
-#include "jpeg/dct/dct_constants.h"
-#include "simd/block_ops.h"
-#include "simd/row_pairs.h"
+#include "jpeg/dct/dct_tables.h"
+#include "simd/rows.h"
 
 namespace zelj {
 
-// What each row adds before its shift by 11. Tuned values: that of row 0 is the half of the last shift, by 6.
-constexpr Zel32s kRowRounding[8] = {65536, 2901, 2260, 1704, 1024, 455, 512, 373};
-
-HWY_INLINE Wide16 dequantised(Wide16 c, Wide<Zel16u> q) {
-  return each([](auto x, auto y) { return hn::Mul(x, hn::BitCast(WideTag<Zel16s>(), y)); }, c, q);
+template <class R>
+HWY_INLINE R dequantised(const Zel16s* src, const Zel16u* table) {
+  return each([](auto c, auto q) { return hn::Mul(c, hn::BitCast(hn::DFromV<decltype(c)>(), q)); }, loadRows<R>(src),
+              loadRows<Rows<Zel16u, R::kRows>>(table));
 }
 
-// Rows 2 i and 2 i + 1, dequantised, even columns in front of odd ones.
-HWY_INLINE Wide16 dequantisedRows(const Zel16s* src, const Zel16u* table, int i) {
-  alignas(32) static constexpr Zel8u kEvenOdd[32] = {0, 1, 4, 5, 8, 9, 12, 13, 2, 3, 6, 7, 10, 11, 14, 15,
-                                                     0, 1, 4, 5, 8, 9, 12, 13, 2, 3, 6, 7, 10, 11, 14, 15};
-  return bytesByIndex(dequantised(loadWide(src + 16 * i), loadWide(table + 16 * i)), kEvenOdd);
+// Rows 4 7 6 5: the column transform works on rows 1 and 7, and 3 and 5, together.
+HWY_INLINE Rows4 dequantisedLower(const Zel16s* src, const Zel16u* table) {
+  const Rows2 r45 = dequantised<Rows2>(src + 32, table + 32), r67 = dequantised<Rows2>(src + 48, table + 48);
+  return combined(joined(r45, r67), joined(r67, r45));
 }
 
-// Blocks of the even and of the odd columns of a row of each operand.
-struct EvenOdd {
-  Wide16 even, odd;
-};
-HWY_INLINE EvenOdd evenAndOddColumns(Wide16 rows0, Wide16 rows1) {
-  constexpr WideTag<Zel64s> d64;
-  constexpr WideTag<Zel16s> d;
-  return {each(
-              [=](auto a, auto b) {
-                return hn::BitCast(d, hn::InterleaveLower(d64, hn::BitCast(d64, a), hn::BitCast(d64, b)));
-              },
-              rows0, rows1),
-          each(
-              [=](auto a, auto b) {
-                return hn::BitCast(d, hn::InterleaveUpper(d64, hn::BitCast(d64, a), hn::BitCast(d64, b)));
-              },
-              rows0, rows1)};
+template <int kRows>
+HWY_INLINE Rows<Zel32s, kRows> products(Rows<Zel16s, kRows> x, const Zel16s* factors) {
+  return each(sumsOfProducts, x, loadRows<Rows<Zel16s, kRows>>(factors));
 }
 
-// Sums of four products: a row has two dwords of coefficients, k0 are the factors of each dword in its own place and k1
-// those of its neighbour.
-HWY_INLINE Wide<Zel32s> pairProducts(Wide16 x, const Zel16s (&k0)[16], const Zel16s (&k1)[16]) {
-  return each(
-      [](auto v, auto f0, auto f1) {
-        constexpr WideTag<Zel32s> d32;
-        const auto swap = hn::BitCast(WideTag<Zel16s>(), hn::Shuffle2301(hn::BitCast(d32, v)));
-        return hn::Add(multiplyAddPairs(v, f0), multiplyAddPairs(swap, f1));
-      },
-      x, loadWide(k0), loadWide(k1));
-}
-
-// Descales the sums of the row transform.
-HWY_INLINE Wide16 packedRows(Wide<Zel32s> a, Wide<Zel32s> b) {
+// Shifts the sums of the row transform and packs them, saturating.
+template <int kShift, int kRows>
+HWY_INLINE Rows<Zel16s, kRows> packedRows(Rows<Zel32s, kRows> a, Rows<Zel32s, kRows> b) {
   return each(
       [](auto x, auto y) {
-        return hn::ReorderDemote2To(WideTag<Zel16s>(), hn::ShiftRight<11>(x), hn::ShiftRight<11>(y));
+        const hn::RepartitionToNarrow<hn::DFromV<decltype(x)>> d16;
+        return hn::ReorderDemote2To(d16, hn::ShiftRight<kShift>(x), hn::ShiftRight<kShift>(y));
       },
       a, b);
 }
 
-// Sum of the low rows, difference of the high ones.
-HWY_INLINE Wide16 sumDifference(Wide16 a, Wide16 b) {
-  return joined(plusSaturated(a, b), minusSaturated(a, b));
+// x times 1 + c, the product with c from its high half; the sum stays below x.
+template <class R>
+HWY_INLINE R timesOnePlus(R x, const Zel16s* c) {
+  return plus(timesHigh(x, loadRows<R>(c)), x);
 }
 
-// x times 1 + c: the product with c comes from its high half, the sum stays below x.
-HWY_INLINE Wide16 timesOnePlus(Wide16 x, Zel16s c) {
-  return plus(timesHigh(x, c), x);
+// Rows 0 1 2 3 times 1, tan(pi / 16), tan(2 pi / 16), tan(3 pi / 16).
+template <class R>
+HWY_INLINE R timesTangents(R x) {
+  const R tangents = loadRows<R>(kInverse.tangents.k);
+  if constexpr (R::kVectors == 4) {
+    return {{x.v[0], hn::MulHigh(x.v[1], tangents.v[1]), hn::MulHigh(x.v[2], tangents.v[2]),
+             hn::Add(hn::MulHigh(x.v[3], tangents.v[3]), x.v[3])}};
+  } else {
+    return plus(timesHigh(x, tangents), bitwiseAnd(x, loadRows<R>(kInverse.whole.k)));
+  }
 }
 
-// Of rows 1, 7 and 3, 5: the sums b0 and U, the differences T and V.
-struct OddPart {
-  Wide16 b0u, tv;
+// a - b, but b - a in row 3.
+template <class R>
+HWY_INLINE R differences(R a, R b) {
+  R r = minusSaturated(a, b);
+  using Tag = typename R::Tag;
+  if constexpr (R::kVectors == 1) {
+    r.v[0] = hn::IfThenElse(hn::FirstN(Tag(), 24), r.v[0], hn::SaturatedSub(b.v[0], a.v[0]));
+  } else if constexpr (R::kVectors == 2) {
+    r.v[1] = hn::ConcatUpperLower(Tag(), hn::SaturatedSub(b.v[1], a.v[1]), r.v[1]);
+  } else {
+    r.v[3] = hn::SaturatedSub(b.v[3], a.v[3]);
+  }
+  return r;
+}
+
+struct Halves {
+  Rows2 sum, difference;
 };
-
-HWY_INLINE OddPart oddPart(Wide16 r17, Wide16 r35) {
-  const Wide16 pq = sumDifference(timesHigh(swapped(r17), kTan1), r17);
-  const Wide16 mn = sumDifference(r35, swapped(timesOnePlus(r35, kTan3Less1)));
-  return {plusSaturated(pq, mn), minusSaturated(pq, mn)};
+HWY_INLINE Halves butterfly(Rows2 a, Rows2 b) {
+  return {plusSaturated(a, b), minusSaturated(a, b)};
 }
 
-// (T - V) cos(pi / 4) | (T + V) cos(pi / 4)
-HWY_INLINE Wide16 rotated45(Wide16 tv) {
-  const Wide16 vt = swapped(tv);
-  return timesOnePlus(joined(minusSaturated(tv, vt), plusSaturated(tv, vt)), kCos4Less1);
-}
-
-// Of rows 2 and 6: E0 | E1.
-HWY_INLINE Wide16 evenPart(Wide16 r26) {
-  return sumDifference(timesHigh(swapped(r26), kTan2), r26);
+// (T + V) cos(pi / 4) and (T - V) cos(pi / 4) in the second row.
+HWY_INLINE Halves rotated45(Rows2 a3t, Rows2 a2v) {
+  const Halves zw = butterfly(a3t, a2v);
+  return {timesOnePlus(zw.sum, kInverse.cos4.k), timesOnePlus(zw.difference, kInverse.cos4.k)};
 }
 
 // Finished rows.
-struct Rows {
-  Wide16 r01, r32, r45, r76;
+struct OutputRows {
+  Rows2 r01, r32, r45, r76;
 };
 
-HWY_INLINE Wide16 descaled(Wide16 x) {
-  return each([](auto v) { return hn::ShiftRight<6>(v); }, x);
+// The last steps of the column transform, from the halves a0, a3, a1, a2 of the even part in the first row and b0, T, U, V
+// of the odd part in the second.
+HWY_INLINE OutputRows outputRows(Rows2 a0b0, Rows2 a3t, Rows2 a1u, Rows2 a2v) {
+  const Halves z2w2 = rotated45(a3t, a2v);
+  const Halves outer = butterfly(firstRows(a0b0, a1u), secondRows(a0b0, z2w2.sum));
+  const Halves inner = butterfly(firstRows(a3t, a2v), secondRows(a1u, z2w2.difference));
+  return {shiftedRight<6>(outer.sum), shiftedRight<6>(inner.sum), shiftedRight<6>(inner.difference),
+          shiftedRight<6>(outer.difference)};
 }
 
-HWY_INLINE Rows outputRows(Wide16 a01, Wide16 a32, Wide16 b0z2, Wide16 uw2) {
-  return {descaled(plusSaturated(a01, b0z2)), descaled(plusSaturated(a32, uw2)), descaled(minusSaturated(a32, uw2)),
-          descaled(minusSaturated(a01, b0z2))};
+// Level shift and clamp: in each lane a row of a, then a row of b, columns in natural order.
+HWY_INLINE Rows<Zel8u, 2> samples(Rows2 a, Rows2 b) {
+  const auto levelled = [](auto x, auto y) {
+    const auto bytes = narrowSigned(x, y);
+    const hn::RebindToUnsigned<hn::DFromV<decltype(bytes)>> d;
+    return hn::Xor(hn::BitCast(d, bytes), hn::Set(d, 128));
+  };
+  return bytesByIndex(each(levelled, a, b), kInverse.naturalBytes);
 }
 
-// Four rows of samples, those of a and then those of b.
-struct FourRows {
-  alignas(32) Zel64u rows[4];
-};
-HWY_INLINE FourRows levelledBytes(Wide16 a, Wide16 b) {
-  constexpr WideTag<Zel8u> d;
-  const auto levelled = [=](auto v) { return hn::Xor(hn::BitCast(d, v), hn::Set(d, 128)); };
-  FourRows result;
-  storeWide(each(levelled, bytesOfPairs(a, b)), reinterpret_cast<Zel8u*>(result.rows));
-  return result;
+// Stores the first and second half of a row of bytes in two places.
+template <class V>
+HWY_INLINE void storeHalves(V x, Zel8u* first, Zel8u* second) {
+  const hn::DFromV<V> d;
+  const hn::Half<decltype(d)> half;
+  hn::StoreU(hn::LowerHalf(half, x), half, first);
+  hn::StoreU(hn::UpperHalf(half, x), half, second);
 }
 
-HWY_INLINE void storeSamples(Rows x, Zel8u* dst, int step) {
-  const FourRows upper = levelledBytes(x.r01, x.r32), lower = levelledBytes(x.r45, x.r76);
-  constexpr int kOrder[4] = {0, 1, 3, 2};
-  for (int i = 0; i < 4; ++i) {
-    hwy::CopyBytes<8>(&upper.rows[i], row(dst, step, kOrder[i]));
-    hwy::CopyBytes<8>(&lower.rows[i], row(dst, step, 4 + kOrder[i]));
-  }
+HWY_INLINE void storeSamples(OutputRows x, Zel8u* dst, int step) {
+  const auto at = [=](int y) { return row(dst, step, y); };
+  const auto store = [](auto rows, Zel8u* r0, Zel8u* r1, Zel8u* r2, Zel8u* r3) {
+    if constexpr (rows.kVectors == 1) {
+      storeHalves(hn::LowerHalf(rows.v[0]), r0, r1);
+      storeHalves(hn::UpperHalf(hn::FixedTag<Zel8u, 16>(), rows.v[0]), r2, r3);
+    } else {
+      storeHalves(rows.v[0], r0, r1);
+      storeHalves(rows.v[1], r2, r3);
+    }
+  };
+  store(samples(x.r01, x.r32), at(0), at(3), at(1), at(2));
+  store(samples(x.r45, x.r76), at(4), at(7), at(5), at(6));
 }
 
 } // namespace zelj

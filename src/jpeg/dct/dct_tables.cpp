@@ -1,0 +1,178 @@
+// The tables lie in a file of their own so that kernels use them where they lie: a compiler that sees the values copies
+// them into constants, which it loads with instructions and registers of their own.
+#include "jpeg/dct/dct_tables.h"
+
+namespace zelj {
+namespace {
+
+// Seven factors for each row: cosines scaled by what the column transform leaves out of that row.
+struct Factors {
+  int A, B, C, D, E, F, G;
+};
+constexpr Factors kSets[4] = {
+    {16384, 22725, 19266, 12873, 4520, 21407, 8867},
+    {22725, 31521, 26722, 17855, 6270, 29692, 12299},
+    {21407, 29692, 25172, 16819, 5906, 27969, 11585},
+    {19266, 26722, 22654, 15137, 5315, 25172, 10426},
+};
+constexpr int setOf(int row) {
+  return row < 4 ? row : (8 - row) & 3;
+}
+
+// Tangents and cos(pi / 4) in Q16; values of a half and more, which no 16 bits hold, less 1.
+constexpr int kTan1 = 13036, kTan2 = 27146, kTan3Less1 = -21746, kCos4Less1 = -19195, kCos4Half = 23170;
+
+template <class C>
+constexpr C rowConstants(const int (&values)[sizeof(C) / 16]) {
+  C c{};
+  for (int i = 0; i < static_cast<int>(sizeof(C) / 2); ++i) c.k[i] = static_cast<Zel16s>(values[i / 8]);
+  return c;
+}
+constexpr RowConstants2 rows2(int first, int second) {
+  return rowConstants<RowConstants2>({first, second});
+}
+
+constexpr void setBytes(Zel8s (&bytes)[32], int even0, int odd0, int even1, int odd1) {
+  const int weights[2][2] = {{even0, odd0}, {even1, odd1}};
+  for (int i = 0; i < 32; ++i) bytes[i] = static_cast<Zel8s>(weights[i / 16][i % 2]);
+}
+
+constexpr void setIndex(Zel8u (&index)[64], const Zel8u (&lane)[16]) {
+  for (int i = 0; i < 64; ++i) index[i] = lane[i % 16];
+}
+
+constexpr ForwardTables forwardTables() {
+  ForwardTables t{};
+  t.tan2 = rows2(kTan2, kTan2);
+  t.cos4 = rows2(kCos4Half, kCos4Half);
+  t.tan1 = rows2(kTan1, kTan1);
+  t.tan3 = rows2(kTan3Less1, kTan3Less1);
+  t.firstOdd = rows2(1, 0);
+  t.secondOdd = rows2(0, 1);
+  t.levelShift = rows2(8 * 8 * 128, 0);
+  setBytes(t.sums8, 8, 8, 8, 8);
+  setBytes(t.sumDifference8, 8, 8, -8, -8);
+  setBytes(t.differences8, 8, -8, 8, -8);
+  setBytes(t.differences16, 16, -16, 16, -16);
+  setBytes(t.differencesOpposed16, 16, -16, -16, 16);
+  for (int dword = 0; dword < 16; ++dword) {
+    const Factors f = kSets[setOf(dword / 2)]; // the row
+    const int even[4][4] = {{f.A, f.A, f.A, f.A}, {f.F, f.G, -f.G, -f.F}, {f.A, -f.A, -f.A, f.A}, {f.G, -f.F, f.F, -f.G}};
+    const int odd[4][4] = {{f.B, f.C, f.D, f.E}, {f.C, -f.E, -f.B, -f.D}, {f.D, -f.B, f.E, f.C}, {f.E, -f.D, f.C, -f.B}};
+    for (int i = 0; i < 4; ++i) { // outputs 0 2, 1 3, 4 6, 5 7
+      const int output = 2 * (i / 2) + dword % 2;
+      for (int exchanged = 0; exchanged < 2; ++exchanged) {
+        for (int k = 0; k < 2; ++k) {
+          const int input = 2 * ((dword % 2) ^ exchanged) + k;
+          t.rows[i][exchanged][2 * dword + k] = static_cast<Zel16s>(i % 2 ? odd[output][input] : even[output][input]);
+        }
+      }
+    }
+  }
+  setIndex(t.mirrored, {0, 1, 2, 3, 4, 5, 6, 7, 14, 15, 12, 13, 10, 11, 8, 9});
+  setIndex(t.bytePairs, {0, 8, 1, 9, 2, 10, 3, 11, 7, 15, 6, 14, 5, 13, 4, 12});
+  return t;
+}
+
+// What a row adds before its shift. Tuned values: that of row 0 is the half of the last shift, by 6.
+constexpr int kRounding[8] = {65536, 2901, 2260, 1704, 1024, 455, 512, 373};
+constexpr int kReducedRounding[8] = {66560, 5802, 4520, 3408, 0, 910, 1024, 746};
+
+struct ReducedFactors {
+  int a, b, c, d, e, f, g, h, i, j, k;
+};
+constexpr ReducedFactors kReducedSets[4] = {
+    {16384, 15137, 20995, 7373, 8697, -17799, 6270, -4926, -4176, 11893, -1730},
+    {22725, 20995, 29121, 10226, 12063, -24688, 8697, -6833, -5793, 16496, -2399},
+    {21407, 19777, 27432, 9633, 11363, -23256, 8192, -6436, -5457, 15539, -2260},
+    {19266, 17799, 24688, 8669, 10226, -20929, 7373, -5793, -4911, 13985, -2034},
+};
+
+constexpr InverseTables::RowFactors inverseRows(bool lower) {
+  InverseTables::RowFactors t{};
+  for (int dword = 0; dword < 16; ++dword) {
+    const int lane = dword / 4, i = dword % 4, row = lower ? (8 - lane) % 8 + 4 * (lane == 0) : lane;
+    const Factors f = kSets[setOf(row)];
+    const int a[4][4] = {{f.A, f.F, f.A, f.G}, {f.A, f.G, -f.A, -f.F}, {f.A, -f.G, -f.A, f.F}, {f.A, -f.F, f.A, -f.G}};
+    const int b[4][4] = {{f.B, f.C, f.D, f.E}, {f.C, -f.E, -f.B, -f.D}, {f.D, -f.B, f.E, f.C}, {f.E, -f.D, f.C, -f.B}};
+    for (int k = 0; k < 4; ++k) {
+      t.k[k / 2][2 * dword + k % 2] = static_cast<Zel16s>(a[i][k]);
+      t.k[2 + k / 2][2 * dword + k % 2] = static_cast<Zel16s>(b[i][k]);
+    }
+    t.rounding[dword] = kRounding[row];
+  }
+  return t;
+}
+
+// Dwords S0 S1 S2 S3 from columns 0 2 4 6 1 3 5 7 as they stand (k[0]) and with neighbours exchanged (k[1]). Row 4 counts
+// for nothing.
+constexpr InverseTables::RowFactors reducedRows(bool lower) {
+  InverseTables::RowFactors t{};
+  for (int dword = 0; dword < 16; ++dword) {
+    const int lane = dword / 4, i = dword % 4, row = lower ? (8 - lane) % 8 + 4 * (lane == 0) : lane;
+    if (row == 4) continue;
+    const ReducedFactors f = kReducedSets[setOf(row)];
+    const int s[4][4] = {{f.a, f.b, 0, -f.g}, {f.a, -f.b, 0, f.g}, {f.c, f.d, f.h, f.i}, {f.e, f.f, f.j, f.k}};
+    for (int k = 0; k < 2; ++k) {
+      t.k[0][2 * dword + k] = static_cast<Zel16s>(s[i][2 * (i % 2) + k]);
+      t.k[1][2 * dword + k] = static_cast<Zel16s>(s[i][2 * (1 - i % 2) + k]);
+    }
+    t.rounding[dword] = i < 2 ? kReducedRounding[row] : 0;
+  }
+  return t;
+}
+
+constexpr InverseTables::MeanFactors means(int row0, int row1) {
+  constexpr int k[4][5] = {
+      {16384, 14846, 5213, 3483, 2953}, {22725, 20592, 7231, 4832, 4096}, {}, {19266, 17457, 6130, 4096, 3472}};
+  constexpr int rounding[8] = {67072, 5802, 0, 3408, 0, 910, 0, 746};
+  InverseTables::MeanFactors t{};
+  for (int lane = 0; lane < 2; ++lane) {
+    const int row = lane ? row1 : row0;
+    for (int second = 0; second < 2; ++second) {
+      t.k[second][8 * lane] = static_cast<Zel16s>(k[setOf(row)][0]);
+      for (int i = 1; i < 5; ++i) {
+        const int factor = k[setOf(row)][i]; // signs + - + -
+        t.k[second][8 * lane + 2 * i - 1] = static_cast<Zel16s>((i % 2 == second) ? -factor : factor);
+      }
+    }
+    for (int i = 0; i < 4; ++i) t.rounding[4 * lane + i] = rounding[row];
+  }
+  return t;
+}
+
+constexpr InverseTables inverseTables() {
+  InverseTables t{};
+  t.upper = inverseRows(false);
+  t.lower = inverseRows(true);
+  t.reducedUpper = reducedRows(false);
+  t.reducedLower = reducedRows(true);
+  constexpr int pairs[4][2] = {{0, 2}, {4, 6}, {1, 3}, {5, 7}};
+  for (int i = 0; i < 4; ++i) {
+    for (int byte = 0; byte < 64; ++byte) {
+      t.columns[i][byte] = static_cast<Zel8u>(2 * pairs[i][byte / 2 % 2] + byte % 2);
+    }
+  }
+  setIndex(t.evenOdd, {0, 1, 4, 5, 8, 9, 12, 13, 2, 3, 6, 7, 10, 11, 14, 15});
+  setIndex(t.naturalBytes, {0, 1, 2, 3, 7, 6, 5, 4, 8, 9, 10, 11, 15, 14, 13, 12});
+  setIndex(t.firstTwo, {0, 1, 2, 3, 128, 128, 128, 128, 128, 128, 128, 128, 128, 128, 128, 128});
+  setIndex(t.fourMeans, {0, 1, 2, 3, 10, 11, 8, 9, 0, 1, 2, 3, 10, 11, 8, 9});
+  t.tangents = rowConstants<RowConstants4>({0, kTan1, kTan2, kTan3Less1});
+  t.whole = rowConstants<RowConstants4>({-1, 0, 0, -1});
+  t.cos4 = rows2(kCos4Less1, kCos4Less1);
+  t.tan1 = rows2(kTan1, kTan1);
+  t.tangents13 = rows2(kTan1, kTan3Less1);
+  t.second = rows2(0, -1);
+  t.emptyRow2 = rows2(kRounding[2] >> 11, 0);
+  t.means13 = means(1, 3);
+  t.means75 = means(7, 5);
+  t.means0 = means(0, 0);
+  return t;
+}
+
+} // namespace
+
+constinit const ForwardTables kForward = forwardTables();
+constinit const InverseTables kInverse = inverseTables();
+
+} // namespace zelj

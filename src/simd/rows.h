@@ -1,0 +1,236 @@
+// Two or four rows of an 8x8 block of 16-bit values, one in each 128-bit lane, in as few registers as the level allows:
+// four rows are one register, two or four. What stays within rows is done on all registers by each(); what moves rows
+// between lanes is one shuffle where they share a register, and only a renaming where they don't.
+#pragma once
+
+#include <utility>
+
+#include "simd/blocks.h"
+#include "simd/simd.h"
+
+namespace zelj {
+
+template <class T, int kRowCount>
+struct Rows {
+  using Tag = hn::CappedTag<T, kRowCount * 16 / sizeof(T)>;
+  static constexpr int kRows = kRowCount;
+  static constexpr int kLanes = static_cast<int>(hn::MaxLanes(Tag()));
+  static constexpr int kVectors = kRowCount * 16 / static_cast<int>(sizeof(T)) / kLanes;
+  hn::Vec<Tag> v[kVectors];
+};
+using Rows2 = Rows<Zel16s, 2>;
+using Rows4 = Rows<Zel16s, 4>;
+
+// {make(0), make(1), ...}, i a compile-time constant.
+template <class R, class F>
+HWY_INLINE R makeRows(F make) {
+  return [&]<int... i>(std::integer_sequence<int, i...>) {
+    return R{{make(std::integral_constant<int, i>())...}};
+  }(std::make_integer_sequence<int, R::kVectors>());
+}
+
+// f of all vectors of the operands.
+template <class F, class First, class... R>
+HWY_INLINE auto each(F f, First first, R... r) {
+  using Result = Rows<hn::TFromV<decltype(f(first.v[0], r.v[0]...))>, First::kRows>;
+  return makeRows<Result>([&](auto i) { return f(first.v[i], r.v[i]...); });
+}
+
+// R::kRows blocks of 16 bytes.
+template <class R, class T>
+HWY_INLINE R loadRows(const T* p) {
+  return makeRows<R>([=](auto i) { return hn::LoadU(typename R::Tag(), p + i * R::kLanes); });
+}
+template <class T, int kRows>
+HWY_INLINE void storeRows(Rows<T, kRows> x, T* p) {
+  for (int i = 0; i < x.kVectors; ++i) hn::StoreU(x.v[i], typename Rows<T, kRows>::Tag(), p + i * x.kLanes);
+}
+
+template <class R, class T>
+HWY_INLINE R filledRows(T value) {
+  return makeRows<R>([=](auto) { return hn::Set(typename R::Tag(), value); });
+}
+
+template <class R>
+HWY_INLINE R plus(R a, R b) {
+  return each([](auto x, auto y) { return hn::Add(x, y); }, a, b);
+}
+template <class R>
+HWY_INLINE R minus(R a, R b) {
+  return each([](auto x, auto y) { return hn::Sub(x, y); }, a, b);
+}
+template <class R>
+HWY_INLINE R plusSaturated(R a, R b) {
+  return each([](auto x, auto y) { return hn::SaturatedAdd(x, y); }, a, b);
+}
+template <class R>
+HWY_INLINE R minusSaturated(R a, R b) {
+  return each([](auto x, auto y) { return hn::SaturatedSub(x, y); }, a, b);
+}
+template <class R>
+HWY_INLINE R bitwiseAnd(R a, R b) {
+  return each([](auto x, auto y) { return hn::And(x, y); }, a, b);
+}
+template <class R>
+HWY_INLINE R bitwiseOr(R a, R b) {
+  return each([](auto x, auto y) { return hn::Or(x, y); }, a, b);
+}
+template <class R>
+HWY_INLINE R timesHigh(R a, R b) {
+  return each([](auto x, auto y) { return hn::MulHigh(x, y); }, a, b);
+}
+template <int kBits, class R>
+HWY_INLINE R shiftedRight(R x) {
+  return each([](auto v) { return hn::ShiftRight<kBits>(v); }, x);
+}
+template <int kBits, class R>
+HWY_INLINE R shiftedLeft(R x) {
+  return each([](auto v) { return hn::ShiftLeft<kBits>(v); }, x);
+}
+
+// Bytes of each row by index, the same for all rows; 128 and more give 0.
+template <class T, int kRows>
+HWY_INLINE Rows<T, kRows> bytesByIndex(Rows<T, kRows> x, const Zel8u (&index)[64]) {
+  return each(
+      [](auto v, auto i) {
+        const hn::DFromV<decltype(v)> d;
+        return hn::BitCast(d, hn::TableLookupBytes(hn::BitCast(hn::DFromV<decltype(i)>(), v), i));
+      },
+      x, loadRows<Rows<Zel8u, kRows>>(index));
+}
+
+// The 32-bit halves of each half row exchanged, and the half rows.
+inline constexpr auto neighbourDwords = [](auto v) {
+  const hn::DFromV<decltype(v)> d;
+  const hn::Repartition<Zel32s, decltype(d)> d32;
+  return hn::BitCast(d, hn::Shuffle2301(hn::BitCast(d32, v)));
+};
+inline constexpr auto halvesSwapped = [](auto v) {
+  const hn::DFromV<decltype(v)> d;
+  const hn::Repartition<Zel32s, decltype(d)> d32;
+  return hn::BitCast(d, hn::Shuffle1032(hn::BitCast(d32, v)));
+};
+// The first and the second halves of two rows.
+inline constexpr auto firstHalves = [](auto a, auto b) {
+  const hn::DFromV<decltype(a)> d;
+  const hn::Repartition<Zel64s, decltype(d)> d64;
+  return hn::BitCast(d, hn::InterleaveLower(d64, hn::BitCast(d64, a), hn::BitCast(d64, b)));
+};
+inline constexpr auto secondHalves = [](auto a, auto b) {
+  const hn::DFromV<decltype(a)> d;
+  const hn::Repartition<Zel64s, decltype(d)> d64;
+  return hn::BitCast(d, hn::InterleaveUpper(d64, hn::BitCast(d64, a), hn::BitCast(d64, b)));
+};
+
+// Two rows, a first and a second.
+
+// From 16 bytes in each of two places.
+template <class T>
+HWY_INLINE Rows<T, 2> loadTwoRows(const T* p0, const T* p1) {
+  const hn::FixedTag<T, 16 / sizeof(T)> lane;
+  using R = Rows<T, 2>;
+  if constexpr (R::kVectors == 1) {
+    return {{hn::Combine(typename R::Tag(), hn::LoadU(lane, p1), hn::LoadU(lane, p0))}};
+  } else {
+    return {{hn::LoadU(lane, p0), hn::LoadU(lane, p1)}};
+  }
+}
+
+template <class T>
+HWY_INLINE Rows<T, 2> exchanged(Rows<T, 2> x) {
+  if constexpr (x.kVectors == 1) {
+    return {{hn::SwapAdjacentBlocks(x.v[0])}};
+  } else {
+    return {{x.v[1], x.v[0]}};
+  }
+}
+
+// The first row of one with the second of another.
+template <class T>
+HWY_INLINE Rows<T, 2> joined(Rows<T, 2> a, Rows<T, 2> b) {
+  if constexpr (a.kVectors == 1) {
+    return {{hn::ConcatUpperLower(typename Rows<T, 2>::Tag(), b.v[0], a.v[0])}};
+  } else {
+    return {{a.v[0], b.v[1]}};
+  }
+}
+
+// The first rows, and the second rows, of both.
+template <class T>
+HWY_INLINE Rows<T, 2> firstRows(Rows<T, 2> a, Rows<T, 2> b) {
+  if constexpr (a.kVectors == 1) {
+    return {{hn::ConcatLowerLower(typename Rows<T, 2>::Tag(), b.v[0], a.v[0])}};
+  } else {
+    return {{a.v[0], b.v[0]}};
+  }
+}
+template <class T>
+HWY_INLINE Rows<T, 2> secondRows(Rows<T, 2> a, Rows<T, 2> b) {
+  if constexpr (a.kVectors == 1) {
+    return {{hn::ConcatUpperUpper(typename Rows<T, 2>::Tag(), b.v[0], a.v[0])}};
+  } else {
+    return {{a.v[1], b.v[1]}};
+  }
+}
+
+// Four rows.
+
+template <class T>
+HWY_INLINE Rows<T, 4> combined(Rows<T, 2> a, Rows<T, 2> b) {
+  using R = Rows<T, 4>;
+  if constexpr (R::kVectors == 1) {
+    return {{hn::Combine(typename R::Tag(), b.v[0], a.v[0])}};
+  } else if constexpr (R::kVectors == 2) {
+    return {{a.v[0], b.v[0]}};
+  } else {
+    return {{a.v[0], a.v[1], b.v[0], b.v[1]}};
+  }
+}
+
+template <class T>
+HWY_INLINE Rows<T, 2> lowerRows(Rows<T, 4> x) {
+  if constexpr (x.kVectors == 1) {
+    return {{hn::LowerHalf(x.v[0])}};
+  } else if constexpr (x.kVectors == 2) {
+    return {{x.v[0]}};
+  } else {
+    return {{x.v[0], x.v[1]}};
+  }
+}
+template <class T>
+HWY_INLINE Rows<T, 2> upperRows(Rows<T, 4> x) {
+  if constexpr (x.kVectors == 1) {
+    return {{hn::UpperHalf(typename Rows<T, 2>::Tag(), x.v[0])}};
+  } else if constexpr (x.kVectors == 2) {
+    return {{x.v[1]}};
+  } else {
+    return {{x.v[2], x.v[3]}};
+  }
+}
+
+// From the first halves of eight rows and their second halves, rows 2 i and 2 i + 1 sharing a lane, to eight rows.
+struct Rows8 {
+  Rows4 upper, lower;
+};
+HWY_INLINE Rows8 zippedRows(Rows4 first, Rows4 second) {
+#if HWY_ARCH_X86 && HWY_TARGET <= HWY_AVX3
+  const auto merged = [&](Zel64s i) {
+    const __m512i index = _mm512_setr_epi64(i, i + 8, i + 1, i + 9, i + 2, i + 10, i + 3, i + 11);
+    return Rows4{{{_mm512_permutex2var_epi64(first.v[0].raw, index, second.v[0].raw)}}};
+  };
+  return {merged(0), merged(4)};
+#else
+  const Rows4 even = each(firstHalves, first, second), odd = each(secondHalves, first, second);
+  const auto half = [](Rows2 a, Rows2 b) { return combined(firstRows(a, b), secondRows(a, b)); };
+  return {half(lowerRows(even), lowerRows(odd)), half(upperRows(even), upperRows(odd))};
+#endif
+}
+
+// Lane i: a[2i] b[2i] + a[2i+1] b[2i+1] of 16-bit lanes in 32 bits, wrapping.
+inline constexpr auto sumsOfProducts = [](auto a, auto b) {
+  const hn::RepartitionToWide<hn::DFromV<decltype(a)>> d32;
+  hn::Vec<decltype(d32)> none = hn::Zero(d32);
+  return hn::ReorderWidenMulAccumulate(d32, a, b, hn::Zero(d32), none);
+};
+
+} // namespace zelj
