@@ -69,40 +69,43 @@ struct Coefficients {
   }
 };
 
-// Codes a block whose symbols all have codes. Needs kBlockBytes of room.
+// Codes a block whose symbols all have codes; false: they have not. Needs kBlockBytes of room.
 template <bool kLarge>
 HWY_INLINE bool putBlock(const Coefficients& coefficients, const Zel16s* block, int difference,
                          const ZeliEncodeHuffmanSpec& dcTable, const ZeliEncodeHuffmanSpec& acTable,
                          FastWriter& writer) {
-  const auto put = [&](Zel32u entry, Zel32u bits, int category) __attribute__((always_inline)) {
-    writer.put(Zel64u{entry & 0xFFFF} << category | bits, static_cast<Zel32s>(entry >> 16) + category);
+  const auto put = [&](Zel32u entry, Zel64u bits, Zel64u category) __attribute__((always_inline)) {
+    writer.put(Zel64u{entry & 0xFFFF} << category | bits, (entry >> 16) + category);
     return entry != 0;
   };
-  const auto bitsOf = [](int value, int category) { return additionalBits(value) & ((1u << category) - 1); };
+  const auto bitsOf = [](int value, Zel64u category) { return additionalBits(value) & ((1u << category) - 1); };
   Zel64u left = coefficients.nonzero;
-  int next = 1; // the position behind the last coefficient
+  Zel64u last16 = 0; // 16 times the last position
   const auto coefficient = [&]() __attribute__((always_inline)) {
-    const int k = std::countr_zero(left);
+    const auto k = static_cast<Zel64u>(std::countr_zero(left));
     left &= left - 1;
-    int run = k - next;
-    next = k + 1;
-    for (; run > 15; run -= 16) [[unlikely]] {
+    int value = 0;
+    Zel64u category = coefficients.category[k];
+    if constexpr (kLarge) {
+      value = loadCoefficient(block + kNaturalOfZigzag[k]);
+      category = static_cast<Zel64u>(categoryOf(value));
+      if (category == 16) return false;
+    }
+    // 16 * run + category
+    Zel64u symbol = 16 * k + category - last16 - 16;
+    last16 = 16 * k;
+    for (; symbol > 255; symbol -= 256) [[unlikely]] {
         writer.flush();
         if (!put(acTable.entries[0xF0], 0, 0)) return false;
         writer.flush();
       }
-    if constexpr (kLarge) {
-      writer.flush();
-      const int value = loadCoefficient(block + kNaturalOfZigzag[static_cast<size_t>(k)]), category = categoryOf(value);
-      return category < 16 && put(acTable.entries[run * 16 + category], bitsOf(value, category), category);
-    }
-    const int category = coefficients.category[k];
-    return put(acTable.entries[run * 16 + category], coefficients.bits[k], category);
+    if constexpr (kLarge) writer.flush();
+    return put(acTable.entries[symbol], kLarge ? bitsOf(value, category) : coefficients.bits[k], category);
   };
 
   // At most 7 bits are left of the last block. The DC term adds 32 at most, a coefficient that is not large 16 + 7, the
   // end of the block 16: a flush for every two coefficients is enough.
-  const int category = categoryOf(difference);
+  const auto category = static_cast<Zel64u>(categoryOf(difference));
   if (!put(dcTable.entries[category], bitsOf(difference, category), category)) return false;
   while (left) {
     if (!coefficient()) return false;
@@ -110,7 +113,7 @@ HWY_INLINE bool putBlock(const Coefficients& coefficients, const Zel16s* block, 
     if (!left) break;
     if (!coefficient()) return false;
   }
-  if (next < 64 && !put(acTable.entries[0], 0, 0)) return false;
+  if (!(coefficients.nonzero >> 63) && !put(acTable.entries[0], 0, 0)) return false;
   writer.flush();
   return true;
 }
@@ -130,8 +133,8 @@ HWY_INLINE bool putBlock(const Coefficients& coefficients, const Zel16s* block, 
 // the end or where there are less than kBlockBytes.
 HWY_INLINE bool encodeFast(const BitSink& sink, const Zel16s* block, int difference,
                            const ZeliEncodeHuffmanSpec& dcTable, const ZeliEncodeHuffmanSpec& acTable) {
-  Zel32s pending = sink.state->validBits;
-  if (static_cast<Zel32u>(pending) > 7) return false;
+  auto pending = static_cast<Zel32u>(sink.state->validBits);
+  if (pending > 7) return false;
   auto bits = static_cast<Zel32u>(sink.state->accumulator) >> (24 - pending);
   const Zel64s room = Zel64s{sink.length} - *sink.position;
   Zel8u* const end = sink.bytes + *sink.position;
@@ -147,7 +150,7 @@ HWY_INLINE bool encodeFast(const BitSink& sink, const Zel16s* block, int differe
   }
   *sink.position += length;
   sink.state->accumulator = bits << (24 - pending);
-  sink.state->validBits = pending;
+  sink.state->validBits = static_cast<Zel32s>(pending);
   return true;
 }
 
@@ -173,13 +176,13 @@ ZelStatus writeBlock(const BitSink& sink, const Zel16s* block, int difference, c
 }
 
 int putBlockFast(const Zel16s* block, int difference, const ZeliEncodeHuffmanSpec& dcTable,
-                 const ZeliEncodeHuffmanSpec& acTable, Zel32u* pendingBits, Zel32s* pending, Zel8u* to) {
+                 const ZeliEncodeHuffmanSpec& acTable, Zel32u* pendingBits, Zel32u* pending, Zel8u* to) {
   const Coefficients coefficients(block);
   FastWriter writer{*pendingBits, *pending, to};
   const bool done = coefficients.large ? putBlock<true>(coefficients, block, difference, dcTable, acTable, writer)
                                        : putBlock<false>(coefficients, block, difference, dcTable, acTable, writer);
   if (!done) return -1;
-  *pending = writer.pending;
+  *pending = static_cast<Zel32u>(writer.pending);
   *pendingBits = static_cast<Zel32u>(writer.accumulator) & ((1u << writer.pending) - 1);
   const auto length = static_cast<int>(writer.at - to);
   return writer.any0xFF() ? stuff(to, length) : length;

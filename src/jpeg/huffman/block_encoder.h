@@ -25,6 +25,6 @@ constexpr int kBlockBytes = 512;
 // Codes a block into kBlockBytes of memory and returns the number of whole bytes, or -1 for blocks that are left to
 // writeBlock(), as those that need a code that is not there. Pending bits, up to 7, are right-aligned.
 int putBlockFast(const Zel16s* block, int difference, const ZeliEncodeHuffmanSpec& dcTable,
-                 const ZeliEncodeHuffmanSpec& acTable, Zel32u* pendingBits, Zel32s* pending, Zel8u* to);
+                 const ZeliEncodeHuffmanSpec& acTable, Zel32u* pendingBits, Zel32u* pending, Zel8u* to);
 
 } // namespace zelj

@@ -17,7 +17,7 @@ ZelStatus ownEncodeHuffman8x8_Direct_JPEG_16s1u_C1(const Zel16s* pSrc, Zel8u* pD
   *pLastDC = dc;
 
   auto position = static_cast<Zel32s>(*pDstBitsLen >> 3);
-  Zel32s pending = *pDstBitsLen & 7;
+  Zel32u pending = *pDstBitsLen & 7;
   Zel32u bits = pending ? pDst[position] >> (8 - pending) : 0;
   // Nothing tells how much room there is, so that no byte too many may be written.
   Zel8u bytes[kBlockBytes];
@@ -29,13 +29,13 @@ ZelStatus ownEncodeHuffman8x8_Direct_JPEG_16s1u_C1(const Zel16s* pSrc, Zel8u* pD
     std::memcpy(block, pSrc, sizeof block);
     ZeliEncodeHuffmanState state;
     state.accumulator = bits << (24 - pending);
-    state.validBits = pending;
+    state.validBits = static_cast<Zel32s>(pending);
     writeBlock({pDst, std::numeric_limits<Zel32s>::max(), &position, &state}, block, difference, *pDcTable, *pAcTable,
                true);
-    pending = state.validBits;
+    pending = static_cast<Zel32u>(state.validBits);
     bits = static_cast<Zel32u>(state.accumulator >> (24 - pending));
   }
   if (pending) pDst[position] = static_cast<Zel8u>(bits << (8 - pending));
-  *pDstBitsLen = static_cast<Zel32u>(position) * 8 + static_cast<Zel32u>(pending);
+  *pDstBitsLen = static_cast<Zel32u>(position) * 8 + pending;
   return zelStatusOk;
 }
