@@ -63,53 +63,57 @@ struct ForEachBlock {
 };
 
 // The magnitude categories and additional bits of the AC coefficients of a block in zig-zag order. For coefficients
-// beyond -126..126 only the mask is right.
+// beyond -126..126 they are of no use.
 struct Coefficients {
   alignas(64) Zel8u category[64];
   alignas(64) Zel8u bits[64];
+};
+
+struct Positions {
   Zel64u nonzero; // a bit for each position
   bool large;     // whether there are any beyond -126..126
-
-  HWY_INLINE explicit Coefficients(const Zel16s* block) {
-    static constexpr ForEachBlock kLowNibble{{0, 1, 2, 2, 3, 3, 3, 3, 4, 4, 4, 4, 4, 4, 4, 4}};
-    static constexpr ForEachBlock kHighNibble{{0, 5, 6, 6, 7, 7, 7, 7}};
-    static constexpr ForEachBlock kBitMask{{0, 1, 3, 7, 15, 31, 63, 127}};
-    constexpr ZigzagBytes::Tag d;
-    const hn::RebindToUnsigned<decltype(d)> du;
-    const hn::Repartition<Zel16u, decltype(d)> d16;
-    const auto lowNibble = hn::Load(du, kLowNibble.lane), highNibble = hn::Load(du, kHighNibble.lane);
-    const auto bitMask = hn::Load(du, kBitMask.lane), low4 = hn::Set(du, 15);
-    ZigzagBytes values(block);
-    alignas(64) static constexpr struct AllButFirst {
-      Zel8s lane[ZigzagBytes::kLanes];
-      constexpr AllButFirst() : lane{} {
-        for (size_t i = 1; i < ZigzagBytes::kLanes; ++i) lane[i] = -1;
-      }
-    } kAllButFirst;
-    values.v[0] = hn::And(values.v[0], hn::Load(d, kAllButFirst.lane)); // the DC term goes its own way
-    auto top = hn::Zero(du);
-    nonzero = 0;
-    for (size_t i = 0; i < ZigzagBytes::kVectors; ++i) {
-      const size_t at = i * ZigzagBytes::kLanes;
-      const auto v = values.v[i];
-      const auto magnitude = hn::BitCast(du, hn::Abs(v));
-      const auto low = hn::And(magnitude, low4);
-      const auto high = hn::And(hn::BitCast(du, hn::ShiftRight<4>(hn::BitCast(d16, magnitude))), low4);
-      const auto categories = hn::Max(hn::TableLookupBytes(lowNibble, low), hn::TableLookupBytes(highNibble, high));
-      const auto below = hn::BitCast(du, hn::Add(v, hn::VecFromMask(d, hn::Lt(v, hn::Zero(d)))));
-      hn::Store(categories, du, category + at);
-      hn::Store(hn::And(below, hn::TableLookupBytes(bitMask, categories)), du, bits + at);
-      nonzero |= bitsOfMask(d, hn::Ne(v, hn::Zero(d))) << at;
-      top = hn::Or(top, hn::Add(magnitude, hn::Set(du, 1)));
-    }
-    large = bitsOfMask(d, hn::Lt(hn::BitCast(d, top), hn::Zero(d))) != 0;
-  }
 };
+
+// A function of its own, for the compiler is short of registers for both this and the loop behind it.
+[[gnu::noinline]] Positions split(const Zel16s* block, Coefficients& coefficients) {
+  static constexpr ForEachBlock kLowNibble{{0, 1, 2, 2, 3, 3, 3, 3, 4, 4, 4, 4, 4, 4, 4, 4}};
+  static constexpr ForEachBlock kHighNibble{{0, 5, 6, 6, 7, 7, 7, 7}};
+  static constexpr ForEachBlock kBitMask{{0, 1, 3, 7, 15, 31, 63, 127}};
+  constexpr ZigzagBytes::Tag d;
+  const hn::RebindToUnsigned<decltype(d)> du;
+  const hn::Repartition<Zel16u, decltype(d)> d16;
+  const auto lowNibble = hn::Load(du, kLowNibble.lane), highNibble = hn::Load(du, kHighNibble.lane);
+  const auto bitMask = hn::Load(du, kBitMask.lane), low4 = hn::Set(du, 15);
+  ZigzagBytes values(block);
+  alignas(64) static constexpr struct AllButFirst {
+    Zel8s lane[ZigzagBytes::kLanes];
+    constexpr AllButFirst() : lane{} {
+      for (size_t i = 1; i < ZigzagBytes::kLanes; ++i) lane[i] = -1;
+    }
+  } kAllButFirst;
+  values.v[0] = hn::And(values.v[0], hn::Load(d, kAllButFirst.lane)); // the DC term goes its own way
+  auto top = hn::Zero(du);
+  Zel64u zeros = 0;
+  for (size_t i = 0; i < ZigzagBytes::kVectors; ++i) {
+    const size_t at = i * ZigzagBytes::kLanes;
+    const auto v = values.v[i];
+    const auto magnitude = hn::BitCast(du, hn::Abs(v));
+    const auto low = hn::And(magnitude, low4);
+    const auto high = hn::And(hn::BitCast(du, hn::ShiftRight<4>(hn::BitCast(d16, magnitude))), low4);
+    const auto categories = hn::Max(hn::TableLookupBytes(lowNibble, low), hn::TableLookupBytes(highNibble, high));
+    const auto below = hn::BitCast(du, hn::Add(v, hn::VecFromMask(d, hn::Lt(v, hn::Zero(d)))));
+    hn::Store(categories, du, coefficients.category + at);
+    hn::Store(hn::And(below, hn::TableLookupBytes(bitMask, categories)), du, coefficients.bits + at);
+    zeros |= bitsOfMask(d, hn::Eq(v, hn::Zero(d))) << at;
+    top = hn::Or(top, hn::Add(magnitude, hn::Set(du, 1)));
+  }
+  return {~zeros, bitsOfMask(d, hn::Lt(hn::BitCast(d, top), hn::Zero(d))) != 0};
+}
 
 // Codes a block; false: a symbol has no code, or the block is not kOrdinary, that is without large coefficients and
 // runs of 16 and more. Needs kBlockBytes of room.
 template <bool kOrdinary>
-HWY_INLINE bool putBlock(const Coefficients& coefficients, const Zel16s* block, int difference,
+HWY_INLINE bool putBlock(const Coefficients& coefficients, Zel64u nonzero, const Zel16s* block, int difference,
                          const ZeliEncodeHuffmanSpec& dcTable, const ZeliEncodeHuffmanSpec& acTable,
                          FastWriter& writer) {
   const auto put = [&](Zel32u entry, Zel64u bits, Zel64u category) __attribute__((always_inline)) {
@@ -117,12 +121,15 @@ HWY_INLINE bool putBlock(const Coefficients& coefficients, const Zel16s* block, 
     return entry != 0;
   };
   const auto bitsOf = [](int value, Zel64u category) { return additionalBits(value) & ((1u << category) - 1); };
-  Zel64u left = coefficients.nonzero, last = 0;
+  Zel64u left = nonzero, last = 0;
   const auto coefficient = [&]() __attribute__((always_inline)) {
     const auto k = static_cast<Zel64u>(std::countr_zero(left));
     left &= left - 1;
-    Zel64u category = coefficients.category[k], bits = coefficients.bits[k];
-    if constexpr (!kOrdinary) {
+    Zel64u category, bits;
+    if constexpr (kOrdinary) {
+      category = coefficients.category[k];
+      bits = coefficients.bits[k];
+    } else {
       const int value = loadCoefficient(block + kNaturalOfZigzag[k]);
       category = static_cast<Zel64u>(categoryOf(value));
       bits = bitsOf(value, category);
@@ -151,7 +158,7 @@ HWY_INLINE bool putBlock(const Coefficients& coefficients, const Zel16s* block, 
     if (!left) break;
     if (!coefficient()) return false;
   }
-  if (!(coefficients.nonzero >> 63) && !put(acTable.entries[0], 0, 0)) return false;
+  if (!(nonzero >> 63) && !put(acTable.entries[0], 0, 0)) return false;
   writer.flush();
   return true;
 }
@@ -180,11 +187,11 @@ HWY_INLINE int finish(const FastWriter& writer, Zel8u* to, Pending& pending) {
 }
 
 // A function of its own so that what it needs does not burden the other way.
-[[gnu::noinline]] int putOtherBlock(const Coefficients& coefficients, const Zel16s* block, int difference,
+[[gnu::noinline]] int putOtherBlock(Zel64u nonzero, const Zel16s* block, int difference,
                                     const ZeliEncodeHuffmanSpec& dcTable, const ZeliEncodeHuffmanSpec& acTable,
                                     Pending& pending, Zel8u* to) {
   FastWriter writer{pending.bits, pending.count, to};
-  if (!putBlock<false>(coefficients, block, difference, dcTable, acTable, writer)) return -1;
+  if (!putBlock<false>({}, nonzero, block, difference, dcTable, acTable, writer)) return -1;
   return finish(writer, to, pending);
 }
 
@@ -196,10 +203,11 @@ constexpr int kBlockBytes = 512;
 // writeBlock(): those that need a code that is not there.
 HWY_INLINE int putBlockFast(const Zel16s* block, int difference, const ZeliEncodeHuffmanSpec& dcTable,
                             const ZeliEncodeHuffmanSpec& acTable, Pending& pending, Zel8u* to) {
-  const Coefficients coefficients(block);
+  Coefficients coefficients;
+  const auto [nonzero, large] = split(block, coefficients);
   FastWriter writer{pending.bits, pending.count, to};
-  if (coefficients.large || !putBlock<true>(coefficients, block, difference, dcTable, acTable, writer)) [[unlikely]] {
-    return putOtherBlock(coefficients, block, difference, dcTable, acTable, pending, to);
+  if (large || !putBlock<true>(coefficients, nonzero, block, difference, dcTable, acTable, writer)) [[unlikely]] {
+    return putOtherBlock(nonzero, block, difference, dcTable, acTable, pending, to);
   }
   return finish(writer, to, pending);
 }
