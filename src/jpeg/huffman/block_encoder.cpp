@@ -62,20 +62,17 @@ struct ForEachBlock {
   }
 };
 
-// The magnitude categories and additional bits of the AC coefficients of a block in zig-zag order. For coefficients
-// beyond -126..126 they are of no use.
+// The magnitude categories and additional bits of the AC coefficients of a block in zig-zag order. Coefficients beyond
+// -126..126 have kLarge for their category.
+constexpr Zel8u kLarge = 255, kMaxCategory = 7;
 struct Coefficients {
   alignas(64) Zel8u category[64];
   alignas(64) Zel8u bits[64];
 };
 
-struct Positions {
-  Zel64u nonzero; // a bit for each position
-  bool large;     // whether there are any beyond -126..126
-};
-
-// A function of its own, for the compiler is short of registers for both this and the loop behind it.
-[[gnu::noinline]] Positions split(const Zel16s* block, Coefficients& coefficients) {
+// Returns a bit for each position that is not zero. A function of its own, for the compiler is short of registers for
+// both this and the loop behind it.
+[[gnu::noinline]] Zel64u split(const Zel16s* block, Coefficients& coefficients) {
   static constexpr ForEachBlock kLowNibble{{0, 1, 2, 2, 3, 3, 3, 3, 4, 4, 4, 4, 4, 4, 4, 4}};
   static constexpr ForEachBlock kHighNibble{{0, 5, 6, 6, 7, 7, 7, 7}};
   static constexpr ForEachBlock kBitMask{{0, 1, 3, 7, 15, 31, 63, 127}};
@@ -83,7 +80,7 @@ struct Positions {
   const hn::RebindToUnsigned<decltype(d)> du;
   const hn::Repartition<Zel16u, decltype(d)> d16;
   const auto lowNibble = hn::Load(du, kLowNibble.lane), highNibble = hn::Load(du, kHighNibble.lane);
-  const auto bitMask = hn::Load(du, kBitMask.lane), low4 = hn::Set(du, 15);
+  const auto bitMask = hn::Load(du, kBitMask.lane), low4 = hn::Set(du, 15), one = hn::Set(du, 1);
   ZigzagBytes values(block);
   alignas(64) static constexpr struct AllButFirst {
     Zel8s lane[ZigzagBytes::kLanes];
@@ -92,7 +89,6 @@ struct Positions {
     }
   } kAllButFirst;
   values.v[0] = hn::And(values.v[0], hn::Load(d, kAllButFirst.lane)); // the DC term goes its own way
-  auto top = hn::Zero(du);
   Zel64u zeros = 0;
   for (size_t i = 0; i < ZigzagBytes::kVectors; ++i) {
     const size_t at = i * ZigzagBytes::kLanes;
@@ -102,61 +98,66 @@ struct Positions {
     const auto high = hn::And(hn::BitCast(du, hn::ShiftRight<4>(hn::BitCast(d16, magnitude))), low4);
     const auto categories = hn::Max(hn::TableLookupBytes(lowNibble, low), hn::TableLookupBytes(highNibble, high));
     const auto below = hn::BitCast(du, hn::Add(v, hn::VecFromMask(d, hn::Lt(v, hn::Zero(d)))));
-    hn::Store(categories, du, coefficients.category + at);
+    const auto large =
+        hn::BitCast(du, hn::VecFromMask(d, hn::Lt(hn::BitCast(d, hn::Add(magnitude, one)), hn::Zero(d))));
+    hn::Store(hn::Or(categories, large), du, coefficients.category + at);
     hn::Store(hn::And(below, hn::TableLookupBytes(bitMask, categories)), du, coefficients.bits + at);
     zeros |= bitsOfMask(d, hn::Eq(v, hn::Zero(d))) << at;
-    top = hn::Or(top, hn::Add(magnitude, hn::Set(du, 1)));
   }
-  return {~zeros, bitsOfMask(d, hn::Lt(hn::BitCast(d, top), hn::Zero(d))) != 0};
+  return ~zeros;
 }
 
-// Codes a block; false: a symbol has no code, or the block is not kOrdinary, that is without large coefficients and
-// runs of 16 and more. Needs kBlockBytes of room.
-template <bool kOrdinary>
-HWY_INLINE bool putBlock(const Coefficients& coefficients, Zel64u nonzero, const Zel16s* block, int difference,
-                         const ZeliEncodeHuffmanSpec& dcTable, const ZeliEncodeHuffmanSpec& acTable,
-                         FastWriter& writer) {
+// Codes a block; false: a symbol has no code. Needs kBlockBytes of room.
+HWY_INLINE bool putBlock(const Zel16s* block, int difference, const ZeliEncodeHuffmanSpec& dcTable,
+                         const ZeliEncodeHuffmanSpec& acTable, FastWriter& writer) {
+  Coefficients coefficients;
+  const Zel64u nonzero = split(block, coefficients);
+  Zel64u left = nonzero, last = 0;
   const auto put = [&](Zel32u entry, Zel64u bits, Zel64u category) __attribute__((always_inline)) {
     writer.put(Zel64u{entry & 0xFFFF} << category | bits, (entry >> 16) + category);
     return entry != 0;
   };
-  const auto bitsOf = [](int value, Zel64u category) { return additionalBits(value) & ((1u << category) - 1); };
-  Zel64u left = nonzero, last = 0;
-  const auto coefficient = [&]() __attribute__((always_inline)) {
+  const auto putValue = [&](const Zel32u* entries, int value) __attribute__((always_inline)) {
+    const auto category = static_cast<Zel64u>(categoryOf(value));
+    return put(entries[category], additionalBits(value) & ((1u << category) - 1), category);
+  };
+  // False, and nothing is done: a run of 16 and more, a large coefficient, or one without a code.
+  const auto putOrdinary = [&]() __attribute__((always_inline)) {
     const auto k = static_cast<Zel64u>(std::countr_zero(left));
+    const Zel64u category = coefficients.category[k];
+    const Zel64u above = 16 * (k - last) + category; // the symbol, and 16
+    if (above > 16 * 16 + kMaxCategory) [[unlikely]]
+      return false;
+    const Zel32u entry = acTable.entries[above - 16];
+    if (!entry) [[unlikely]]
+      return false;
+    put(entry, coefficients.bits[k], category);
     left &= left - 1;
-    Zel64u category, bits;
-    if constexpr (kOrdinary) {
-      category = coefficients.category[k];
-      bits = coefficients.bits[k];
-    } else {
-      const int value = loadCoefficient(block + kNaturalOfZigzag[k]);
-      category = static_cast<Zel64u>(categoryOf(value));
-      bits = bitsOf(value, category);
-      if (category == 16) return false;
-    }
-    Zel64u above = 16 * k - 16 * last + category; // 16 * run + category, and 16
     last = k;
-    if (above > 255 + 16) [[unlikely]] {
-      if constexpr (kOrdinary) return false;
-      for (; above > 255 + 16; above -= 256) {
-        writer.flush();
-        if (!put(acTable.entries[0xF0], 0, 0)) return false;
-      }
-    }
-    if constexpr (!kOrdinary) writer.flush();
-    return put(acTable.entries[above - 16], bits, category);
+    return true;
   };
 
   // At most 7 bits are left of the last block. The DC term adds 32 at most, an ordinary coefficient 16 + 7, the end of
   // the block 16: a flush for every two coefficients is enough.
-  const auto category = static_cast<Zel64u>(categoryOf(difference));
-  if (!put(dcTable.entries[category], bitsOf(difference, category), category)) return false;
-  while (left) {
-    if (!coefficient()) return false;
-    writer.flush();
+  if (!putValue(dcTable.entries, difference)) return false;
+  for (;;) {
+    while (left) {
+      if (!putOrdinary()) break;
+      writer.flush();
+      if (!left || !putOrdinary()) break;
+    }
     if (!left) break;
-    if (!coefficient()) return false;
+    const auto k = static_cast<size_t>(std::countr_zero(left));
+    size_t run = k - last - 1;
+    for (; run > 15; run -= 16) {
+      writer.flush();
+      if (!put(acTable.entries[0xF0], 0, 0)) return false;
+    }
+    writer.flush();
+    const int value = loadCoefficient(block + kNaturalOfZigzag[k]);
+    if (value == -32768 || !putValue(acTable.entries + 16 * run, value)) return false;
+    left &= left - 1;
+    last = k;
   }
   if (!(nonzero >> 63) && !put(acTable.entries[0], 0, 0)) return false;
   writer.flush();
@@ -179,22 +180,6 @@ struct Pending {
   Zel32u bits, count;
 };
 
-HWY_INLINE int finish(const FastWriter& writer, Zel8u* to, Pending& pending) {
-  pending.count = static_cast<Zel32u>(writer.pending);
-  pending.bits = static_cast<Zel32u>(writer.accumulator) & ((1u << pending.count) - 1);
-  const auto length = static_cast<int>(writer.at - to);
-  return writer.any0xFF() ? stuff(to, length) : length;
-}
-
-// A function of its own so that what it needs does not burden the other way.
-[[gnu::noinline]] int putOtherBlock(Zel64u nonzero, const Zel16s* block, int difference,
-                                    const ZeliEncodeHuffmanSpec& dcTable, const ZeliEncodeHuffmanSpec& acTable,
-                                    Pending& pending, Zel8u* to) {
-  FastWriter writer{pending.bits, pending.count, to};
-  if (!putBlock<false>({}, nonzero, block, difference, dcTable, acTable, writer)) return -1;
-  return finish(writer, to, pending);
-}
-
 // More bytes than a block takes: 7 bits pending, 32 for the DC term and 63 times 31 are 250 bytes, twice that with
 // stuffing, and 8 are written at once.
 constexpr int kBlockBytes = 512;
@@ -203,13 +188,12 @@ constexpr int kBlockBytes = 512;
 // writeBlock(): those that need a code that is not there.
 HWY_INLINE int putBlockFast(const Zel16s* block, int difference, const ZeliEncodeHuffmanSpec& dcTable,
                             const ZeliEncodeHuffmanSpec& acTable, Pending& pending, Zel8u* to) {
-  Coefficients coefficients;
-  const auto [nonzero, large] = split(block, coefficients);
   FastWriter writer{pending.bits, pending.count, to};
-  if (large || !putBlock<true>(coefficients, nonzero, block, difference, dcTable, acTable, writer)) [[unlikely]] {
-    return putOtherBlock(nonzero, block, difference, dcTable, acTable, pending, to);
-  }
-  return finish(writer, to, pending);
+  if (!putBlock(block, difference, dcTable, acTable, writer)) return -1;
+  pending.count = static_cast<Zel32u>(writer.pending);
+  pending.bits = static_cast<Zel32u>(writer.accumulator) & ((1u << pending.count) - 1);
+  const auto length = static_cast<int>(writer.at - to);
+  return writer.any0xFF() ? stuff(to, length) : length;
 }
 
 // False: nothing has changed, but for bytes behind the position where there are kBlockBytes of room.
