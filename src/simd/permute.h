@@ -29,16 +29,6 @@ HWY_INLINE auto packSignedInBlocks(V a, V b) {
 #endif
 }
 
-// A vector of one or two blocks of 128 bits, all like this one.
-template <class D, class V>
-HWY_INLINE hn::Vec<D> repeatBlock(D d, V block) {
-  if constexpr (hn::MaxLanes(D()) == hn::MaxLanes(hn::DFromV<V>())) {
-    return block;
-  } else {
-    return hn::Combine(d, block, block);
-  }
-}
-
 #if HWY_TARGET <= HWY_AVX3
 // Lane i is lane indices[i] of the 64 16-bit lanes of a and b.
 template <class V>

@@ -1,12 +1,14 @@
-// Sequential coding of a block (ITU T.81 F.1.2).
-#include "jpeg/huffman/block_encoder.h"
+// Sequential coding of a block (ITU T.81 F.1.2), with a state record and at a position in bits.
 
 #include <algorithm>
+#include <array>
 #include <bit>
 #include <cstring>
+#include <limits>
 
 #include "frame/checks.h"
 #include "frame/implementations.h"
+#include "jpeg/huffman/bit_writer.h"
 #include "jpeg/huffman/fast_writer.h"
 #include "jpeg/huffman/zigzag_bytes.h"
 #include "jpeg/zigzag.h"
@@ -15,6 +17,13 @@
 
 namespace zelj {
 namespace {
+
+// Blocks may lie at odd addresses.
+Zel16s loadCoefficient(const Zel16s* p) {
+  Zel16s value;
+  std::memcpy(&value, p, sizeof value);
+  return value;
+}
 
 // Appends a symbol and the additional bits of a value. A lenient writer leaves codes out that the table lacks.
 ZelStatus writeValue(const BitSink& sink, const ZeliEncodeHuffmanSpec& table, int run, int value, bool lenient) {
@@ -25,92 +34,132 @@ ZelStatus writeValue(const BitSink& sink, const ZeliEncodeHuffmanSpec& table, in
   return category == 0 ? ZelStatus{zelStatusOk} : ownWriteBits(sink, additionalBits(value), category);
 }
 
-// The magnitude categories and additional bits of the AC coefficients of a block in zig-zag order. For coefficients
-// beyond -126..126 only the mask is right.
-struct Coefficients {
-  alignas(64) Zel8u category[64];
-  alignas(64) Zel8u bits[64];
-  Zel64u nonzero; // a bit for each position
-  bool large;     // whether there are any beyond -126..126
-
-  HWY_INLINE explicit Coefficients(const Zel16s* block) {
-    alignas(16) static constexpr Zel8u kLowNibble[16] = {0, 1, 2, 2, 3, 3, 3, 3, 4, 4, 4, 4, 4, 4, 4, 4};
-    alignas(16) static constexpr Zel8u kHighNibble[16] = {0, 5, 6, 6, 7, 7, 7, 7};
-    alignas(16) static constexpr Zel8u kBitMask[16] = {0, 1, 3, 7, 15, 31, 63, 127};
-    constexpr ZigzagBytes::Tag d;
-    const hn::RebindToUnsigned<decltype(d)> du;
-    const hn::Repartition<Zel16u, decltype(d)> d16;
-    const auto lowNibble = hn::LoadDup128(du, kLowNibble), highNibble = hn::LoadDup128(du, kHighNibble);
-    const auto bitMask = hn::LoadDup128(du, kBitMask), low4 = hn::Set(du, 15);
-    ZigzagBytes values(block);
-    alignas(64) static constexpr struct AllButFirst {
-      Zel8s lane[ZigzagBytes::kLanes];
-      constexpr AllButFirst() : lane{} {
-        for (size_t i = 1; i < ZigzagBytes::kLanes; ++i) lane[i] = -1;
-      }
-    } kAllButFirst;
-    values.v[0] = hn::And(values.v[0], hn::Load(d, kAllButFirst.lane)); // the DC term goes its own way
-    auto top = hn::Zero(du);
-    nonzero = 0;
-    for (size_t i = 0; i < ZigzagBytes::kVectors; ++i) {
-      const size_t at = i * ZigzagBytes::kLanes;
-      const auto v = values.v[i];
-      const auto magnitude = hn::BitCast(du, hn::Abs(v));
-      const auto low = hn::And(magnitude, low4);
-      const auto high = hn::And(hn::BitCast(du, hn::ShiftRight<4>(hn::BitCast(d16, magnitude))), low4);
-      const auto categories = hn::Max(hn::TableLookupBytes(lowNibble, low), hn::TableLookupBytes(highNibble, high));
-      const auto below = hn::BitCast(du, hn::Add(v, hn::VecFromMask(d, hn::Lt(v, hn::Zero(d)))));
-      hn::Store(categories, du, category + at);
-      hn::Store(hn::And(below, hn::TableLookupBytes(bitMask, categories)), du, bits + at);
-      nonzero |= bitsOfMask(d, hn::Ne(v, hn::Zero(d))) << at;
-      top = hn::Or(top, hn::Add(magnitude, hn::Set(du, 1)));
+// Codes a block with the accurate procedures.
+ZelStatus writeBlock(const BitSink& sink, const Zel16s* block, int difference, const ZeliEncodeHuffmanSpec& dcTable,
+                     const ZeliEncodeHuffmanSpec& acTable, bool lenient) {
+  if (ZelStatus bad = writeValue(sink, dcTable, 0, difference, lenient)) return bad;
+  int run = 0;
+  for (size_t k = 1; k < 64; ++k) {
+    const int value = loadCoefficient(block + kNaturalOfZigzag[k]);
+    if (value == 0) {
+      ++run;
+      continue;
     }
-    large = bitsOfMask(d, hn::Lt(hn::BitCast(d, top), hn::Zero(d))) != 0;
+    for (; run > 15; run -= 16) {
+      if (ZelStatus bad = writeValue(sink, acTable, 15, 0, lenient)) return bad;
+    }
+    if (ZelStatus bad = writeValue(sink, acTable, run, value, lenient)) return bad;
+    run = 0;
+  }
+  return run == 0 ? ZelStatus{zelStatusOk} : writeValue(sink, acTable, 0, 0, lenient);
+}
+
+// A table of 16 bytes, repeated to fill a vector.
+struct ForEachBlock {
+  alignas(64) Zel8u lane[ZigzagBytes::kLanes];
+  constexpr explicit ForEachBlock(const std::array<Zel8u, 16>& table) : lane{} {
+    for (size_t i = 0; i < ZigzagBytes::kLanes; ++i) lane[i] = table[i % 16];
   }
 };
 
-// Codes a block whose symbols all have codes. Needs kBlockBytes of room.
-template <bool kLarge>
-HWY_INLINE bool putBlock(const Coefficients& coefficients, const Zel16s* block, int difference,
-                         const ZeliEncodeHuffmanSpec& dcTable, const ZeliEncodeHuffmanSpec& acTable,
-                         FastWriter& writer) {
-  const auto put = [&](Zel32u entry, Zel32u bits, int category) __attribute__((always_inline)) {
-    writer.put(Zel64u{entry & 0xFFFF} << category | bits, static_cast<Zel32s>(entry >> 16) + category);
+// The magnitude categories and additional bits of the AC coefficients of a block in zig-zag order. Coefficients beyond
+// -126..126 have kLarge for their category.
+constexpr Zel8u kLarge = 255, kMaxCategory = 7;
+struct Coefficients {
+  alignas(64) Zel8u category[64];
+  alignas(64) Zel8u bits[64];
+};
+
+// Returns a bit for each position that is not zero. A function of its own, for the compiler is short of registers for
+// both this and the loop behind it.
+[[gnu::noinline]] Zel64u split(const Zel16s* block, Coefficients& coefficients) {
+  static constexpr ForEachBlock kLowNibble{{0, 1, 2, 2, 3, 3, 3, 3, 4, 4, 4, 4, 4, 4, 4, 4}};
+  static constexpr ForEachBlock kHighNibble{{0, 5, 6, 6, 7, 7, 7, 7}};
+  static constexpr ForEachBlock kBitMask{{0, 1, 3, 7, 15, 31, 63, 127}};
+  constexpr ZigzagBytes::Tag d;
+  const hn::RebindToUnsigned<decltype(d)> du;
+  const hn::Repartition<Zel16u, decltype(d)> d16;
+  const auto lowNibble = hn::Load(du, kLowNibble.lane), highNibble = hn::Load(du, kHighNibble.lane);
+  const auto bitMask = hn::Load(du, kBitMask.lane), low4 = hn::Set(du, 15), one = hn::Set(du, 1);
+  ZigzagBytes values(block);
+  alignas(64) static constexpr struct AllButFirst {
+    Zel8s lane[ZigzagBytes::kLanes];
+    constexpr AllButFirst() : lane{} {
+      for (size_t i = 1; i < ZigzagBytes::kLanes; ++i) lane[i] = -1;
+    }
+  } kAllButFirst;
+  values.v[0] = hn::And(values.v[0], hn::Load(d, kAllButFirst.lane)); // the DC term goes its own way
+  Zel64u zeros = 0;
+  for (size_t i = 0; i < ZigzagBytes::kVectors; ++i) {
+    const size_t at = i * ZigzagBytes::kLanes;
+    const auto v = values.v[i];
+    const auto magnitude = hn::BitCast(du, hn::Abs(v));
+    const auto low = hn::And(magnitude, low4);
+    const auto high = hn::And(hn::BitCast(du, hn::ShiftRight<4>(hn::BitCast(d16, magnitude))), low4);
+    const auto categories = hn::Max(hn::TableLookupBytes(lowNibble, low), hn::TableLookupBytes(highNibble, high));
+    const auto below = hn::BitCast(du, hn::Add(v, hn::VecFromMask(d, hn::Lt(v, hn::Zero(d)))));
+    const auto large =
+        hn::BitCast(du, hn::VecFromMask(d, hn::Lt(hn::BitCast(d, hn::Add(magnitude, one)), hn::Zero(d))));
+    hn::Store(hn::Or(categories, large), du, coefficients.category + at);
+    hn::Store(hn::And(below, hn::TableLookupBytes(bitMask, categories)), du, coefficients.bits + at);
+    zeros |= bitsOfMask(d, hn::Eq(v, hn::Zero(d))) << at;
+  }
+  return ~zeros;
+}
+
+// Codes a block; false: a symbol has no code. Needs kBlockBytes of room.
+HWY_INLINE bool putBlock(const Zel16s* block, int difference, const ZeliEncodeHuffmanSpec& dcTable,
+                         const ZeliEncodeHuffmanSpec& acTable, FastWriter& writer) {
+  Coefficients coefficients;
+  const Zel64u nonzero = split(block, coefficients);
+  Zel64u left = nonzero, last = 0;
+  const auto put = [&](Zel32u entry, Zel64u bits, Zel64u category) __attribute__((always_inline)) {
+    writer.put(Zel64u{entry & 0xFFFF} << category | bits, (entry >> 16) + category);
     return entry != 0;
   };
-  const auto bitsOf = [](int value, int category) { return additionalBits(value) & ((1u << category) - 1); };
-  Zel64u left = coefficients.nonzero;
-  int next = 1; // the position behind the last coefficient
-  const auto coefficient = [&]() __attribute__((always_inline)) {
-    const int k = std::countr_zero(left);
+  const auto putValue = [&](const Zel32u* entries, int value) __attribute__((always_inline)) {
+    const auto category = static_cast<Zel64u>(categoryOf(value));
+    return put(entries[category], additionalBits(value) & ((1u << category) - 1), category);
+  };
+  // False, and nothing is done: a run of 16 and more, a large coefficient, or one without a code.
+  const auto putOrdinary = [&]() __attribute__((always_inline)) {
+    const auto k = static_cast<Zel64u>(std::countr_zero(left));
+    const Zel64u category = coefficients.category[k];
+    const Zel64u above = 16 * (k - last) + category; // the symbol, and 16
+    if (above > 16 * 16 + kMaxCategory) [[unlikely]]
+      return false;
+    const Zel32u entry = acTable.entries[above - 16];
+    if (!entry) [[unlikely]]
+      return false;
+    put(entry, coefficients.bits[k], category);
     left &= left - 1;
-    int run = k - next;
-    next = k + 1;
-    for (; run > 15; run -= 16) [[unlikely]] {
-        writer.flush();
-        if (!put(acTable.entries[0xF0], 0, 0)) return false;
-        writer.flush();
-      }
-    if constexpr (kLarge) {
-      writer.flush();
-      const int value = loadCoefficient(block + kNaturalOfZigzag[static_cast<size_t>(k)]), category = categoryOf(value);
-      return category < 16 && put(acTable.entries[run * 16 + category], bitsOf(value, category), category);
-    }
-    const int category = coefficients.category[k];
-    return put(acTable.entries[run * 16 + category], coefficients.bits[k], category);
+    last = k;
+    return true;
   };
 
-  // At most 7 bits are left of the last block. The DC term adds 32 at most, a coefficient that is not large 16 + 7, the
-  // end of the block 16: a flush for every two coefficients is enough.
-  const int category = categoryOf(difference);
-  if (!put(dcTable.entries[category], bitsOf(difference, category), category)) return false;
-  while (left) {
-    if (!coefficient()) return false;
-    writer.flush();
+  // At most 7 bits are left of the last block. The DC term adds 32 at most, an ordinary coefficient 16 + 7, the end of
+  // the block 16: a flush for every two coefficients is enough.
+  if (!putValue(dcTable.entries, difference)) return false;
+  for (;;) {
+    while (left) {
+      if (!putOrdinary()) break;
+      writer.flush();
+      if (!left || !putOrdinary()) break;
+    }
     if (!left) break;
-    if (!coefficient()) return false;
+    const auto k = static_cast<size_t>(std::countr_zero(left));
+    size_t run = k - last - 1;
+    for (; run > 15; run -= 16) {
+      writer.flush();
+      if (!put(acTable.entries[0xF0], 0, 0)) return false;
+    }
+    writer.flush();
+    const int value = loadCoefficient(block + kNaturalOfZigzag[k]);
+    if (value == -32768 || !putValue(acTable.entries + 16 * run, value)) return false;
+    left &= left - 1;
+    last = k;
   }
-  if (next < 64 && !put(acTable.entries[0], 0, 0)) return false;
+  if (!(nonzero >> 63) && !put(acTable.entries[0], 0, 0)) return false;
   writer.flush();
   return true;
 }
@@ -126,64 +175,47 @@ HWY_INLINE bool putBlock(const Coefficients& coefficients, const Zel16s* block, 
   return stuffed;
 }
 
-// The ordinary block with enough room. False: nothing has changed but bytes behind the position, by no means any behind
-// the end or where there are less than kBlockBytes.
+// What stands behind the last whole byte: up to 7 bits, right-aligned.
+struct Pending {
+  Zel32u bits, count;
+};
+
+// More bytes than a block takes: 7 bits pending, 32 for the DC term and 63 times 31 are 250 bytes, twice that with
+// stuffing, and 8 are written at once.
+constexpr int kBlockBytes = 512;
+
+// Codes a block into kBlockBytes of memory and returns the number of whole bytes, or -1 for blocks that are left to
+// writeBlock(): those that need a code that is not there.
+HWY_INLINE int putBlockFast(const Zel16s* block, int difference, const ZeliEncodeHuffmanSpec& dcTable,
+                            const ZeliEncodeHuffmanSpec& acTable, Pending& pending, Zel8u* to) {
+  FastWriter writer{pending.bits, pending.count, to};
+  if (!putBlock(block, difference, dcTable, acTable, writer)) return -1;
+  pending.count = static_cast<Zel32u>(writer.pending);
+  pending.bits = static_cast<Zel32u>(writer.accumulator) & ((1u << pending.count) - 1);
+  const auto length = static_cast<int>(writer.at - to);
+  return writer.any0xFF() ? stuff(to, length) : length;
+}
+
+// False: nothing has changed, but for bytes behind the position where there are kBlockBytes of room.
 HWY_INLINE bool encodeFast(const BitSink& sink, const Zel16s* block, int difference,
                            const ZeliEncodeHuffmanSpec& dcTable, const ZeliEncodeHuffmanSpec& acTable) {
-  Zel32s pending = sink.state->validBits;
-  if (static_cast<Zel32u>(pending) > 7) return false;
-  auto bits = static_cast<Zel32u>(sink.state->accumulator) >> (24 - pending);
+  Pending pending{0, static_cast<Zel32u>(sink.state->validBits)};
+  if (pending.count > 7) return false;
+  pending.bits = static_cast<Zel32u>(sink.state->accumulator) >> (24 - pending.count);
   const Zel64s room = Zel64s{sink.length} - *sink.position;
+  Zel8u bytes[kBlockBytes];
   Zel8u* const end = sink.bytes + *sink.position;
-  int length;
-  if (room >= kBlockBytes) {
-    length = putBlockFast(block, difference, dcTable, acTable, &bits, &pending, end);
-    if (length < 0) return false;
-  } else {
-    Zel8u bytes[kBlockBytes];
-    length = putBlockFast(block, difference, dcTable, acTable, &bits, &pending, bytes);
-    if (length < 0 || length > room) return false;
-    std::memcpy(end, bytes, static_cast<size_t>(length));
-  }
+  Zel8u* const to = room < kBlockBytes ? bytes : end;
+  const int length = putBlockFast(block, difference, dcTable, acTable, pending, to);
+  if (length < 0 || length > room) return false;
+  if (to != end) std::memcpy(end, to, static_cast<size_t>(length));
   *sink.position += length;
-  sink.state->accumulator = bits << (24 - pending);
-  sink.state->validBits = pending;
+  sink.state->accumulator = pending.bits << (24 - pending.count);
+  sink.state->validBits = static_cast<Zel32s>(pending.count);
   return true;
 }
 
 } // namespace
-
-ZelStatus writeBlock(const BitSink& sink, const Zel16s* block, int difference, const ZeliEncodeHuffmanSpec& dcTable,
-                     const ZeliEncodeHuffmanSpec& acTable, bool lenient) {
-  if (ZelStatus bad = writeValue(sink, dcTable, 0, difference, lenient)) return bad;
-  int run = 0;
-  for (int k = 1; k < 64; ++k) {
-    const int value = block[kNaturalOfZigzag[k]];
-    if (value == 0) {
-      ++run;
-      continue;
-    }
-    for (; run > 15; run -= 16) {
-      if (ZelStatus bad = writeValue(sink, acTable, 15, 0, lenient)) return bad;
-    }
-    if (ZelStatus bad = writeValue(sink, acTable, run, value, lenient)) return bad;
-    run = 0;
-  }
-  return run == 0 ? ZelStatus{zelStatusOk} : writeValue(sink, acTable, 0, 0, lenient);
-}
-
-int putBlockFast(const Zel16s* block, int difference, const ZeliEncodeHuffmanSpec& dcTable,
-                 const ZeliEncodeHuffmanSpec& acTable, Zel32u* pendingBits, Zel32s* pending, Zel8u* to) {
-  const Coefficients coefficients(block);
-  FastWriter writer{*pendingBits, *pending, to};
-  const bool done = coefficients.large ? putBlock<true>(coefficients, block, difference, dcTable, acTable, writer)
-                                       : putBlock<false>(coefficients, block, difference, dcTable, acTable, writer);
-  if (!done) return -1;
-  *pending = writer.pending;
-  *pendingBits = static_cast<Zel32u>(writer.accumulator) & ((1u << writer.pending) - 1);
-  const auto length = static_cast<int>(writer.at - to);
-  return writer.any0xFF() ? stuff(to, length) : length;
-}
 
 } // namespace zelj
 
@@ -201,7 +233,35 @@ ZelStatus ownEncodeHuffman8x8_JPEG_16s1u_C1(const Zel16s* pSrc, Zel8u* pDst, Zel
   const int difference = dc - *pLastDC;
   *pLastDC = dc;
   if (encodeFast(sink, pSrc, difference, *pDcTable, *pAcTable)) return zelStatusOk;
-  Zel16s block[64];
-  std::memcpy(block, pSrc, sizeof block);
-  return writeBlock(sink, block, difference, *pDcTable, *pAcTable, false);
+  return writeBlock(sink, pSrc, difference, *pDcTable, *pAcTable, false);
+}
+
+ZelStatus ownEncodeHuffman8x8_Direct_JPEG_16s1u_C1(const Zel16s* pSrc, Zel8u* pDst, Zel32u* pDstBitsLen,
+                                                   Zel16s* pLastDC, const ZeliEncodeHuffmanSpec* pDcTable,
+                                                   const ZeliEncodeHuffmanSpec* pAcTable) {
+  if (!present(pSrc, pDst, pDstBitsLen, pLastDC, pDcTable, pAcTable)) return zelStatusNullPointer;
+  const Zel16s dc = loadCoefficient(pSrc);
+  const int difference = dc - *pLastDC;
+  *pLastDC = dc;
+
+  auto position = static_cast<Zel32s>(*pDstBitsLen >> 3);
+  Pending pending{0, *pDstBitsLen & 7};
+  if (pending.count) pending.bits = pDst[position] >> (8 - pending.count);
+  // Nothing tells how much room there is, so that no byte too many may be written.
+  Zel8u bytes[kBlockBytes];
+  if (const int length = putBlockFast(pSrc, difference, *pDcTable, *pAcTable, pending, bytes); length >= 0) {
+    std::memcpy(pDst + position, bytes, static_cast<size_t>(length));
+    position += length;
+  } else {
+    ZeliEncodeHuffmanState state;
+    state.accumulator = pending.bits << (24 - pending.count);
+    state.validBits = static_cast<Zel32s>(pending.count);
+    writeBlock({pDst, std::numeric_limits<Zel32s>::max(), &position, &state}, pSrc, difference, *pDcTable, *pAcTable,
+               true);
+    pending.count = static_cast<Zel32u>(state.validBits);
+    pending.bits = static_cast<Zel32u>(state.accumulator >> (24 - pending.count));
+  }
+  if (pending.count) pDst[position] = static_cast<Zel8u>(pending.bits << (8 - pending.count));
+  *pDstBitsLen = static_cast<Zel32u>(position) * 8 + pending.count;
+  return zelStatusOk;
 }

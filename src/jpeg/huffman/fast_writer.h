@@ -9,12 +9,12 @@ namespace zelj {
 
 struct FastWriter {
   Zel64u accumulator; // right-aligned; what stands above the pending bits means nothing
-  Zel32s pending;     // number of bits not written yet
+  Zel64u pending;     // number of bits not written yet
   Zel8u* at;
   Zel64u found0xFF = 0; // top bits of bytes that were 0xFF
 
   // Up to 32 bits, if there is room for them.
-  HWY_INLINE void put(Zel64u bits, Zel32s length) {
+  HWY_INLINE void put(Zel64u bits, Zel64u length) {
     accumulator = accumulator << length | bits;
     pending += length;
   }

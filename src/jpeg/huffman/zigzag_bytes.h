@@ -38,14 +38,15 @@ HWY_INLINE ZigzagBytes::ZigzagBytes(const Zel16s* block) {
 
 #else
 
-// A network of byte shuffles: each 16 bytes of the result gather from those blocks of 16 that hold any of theirs.
+// A network of byte shuffles: each vector of the result gathers from those blocks of 16 that hold any of its bytes. The
+// blocks are as they come from packing: rows 0 and 2, 1 and 3, 4 and 6, 5 and 7.
 struct ZigzagShuffles {
-  alignas(32) Zel8s index[4][64]; // for each source block; negative: not from here
+  alignas(32) Zel8s index[4][64]; // for each block; negative: not from here
   constexpr ZigzagShuffles() : index{} {
-    for (size_t source = 0; source < 4; ++source) {
-      for (size_t k = 0; k < 64; ++k) {
-        const int natural = kNaturalOfZigzag[k], first = static_cast<int>(source) * 16;
-        index[source][k] = static_cast<Zel8s>(natural >= first && natural < first + 16 ? natural - first : -1);
+    for (size_t k = 0; k < 64; ++k) {
+      const int row = kNaturalOfZigzag[k] / 8, column = kNaturalOfZigzag[k] % 8;
+      for (int source = 0; source < 4; ++source) {
+        index[source][k] = static_cast<Zel8s>(source == row / 4 * 2 + row % 2 ? row / 2 % 2 * 8 + column : -1);
       }
     }
   }
@@ -73,10 +74,19 @@ HWY_INLINE V gatherZigzag(V sum, const V* sources) {
 }
 
 HWY_INLINE ZigzagBytes::ZigzagBytes(const Zel16s* block) {
-  const hn::FixedTag<Zel16s, 8> d;
+  const hn::CappedTag<Zel16s, 16> d;
   hn::Vec<Tag> sources[4];
-  for (size_t i = 0; i < 4; ++i) {
-    sources[i] = repeatBlock(Tag(), packSignedInBlocks(hn::LoadU(d, block + 16 * i), hn::LoadU(d, block + 16 * i + 8)));
+  if constexpr (kLanes == 16) {
+    for (size_t i = 0; i < 4; ++i) {
+      const Zel16s* rows = block + i / 2 * 32 + i % 2 * 8;
+      sources[i] = packSignedInBlocks(hn::LoadU(d, rows), hn::LoadU(d, rows + 16));
+    }
+  } else {
+    for (size_t i = 0; i < 2; ++i) {
+      const auto packed = packSignedInBlocks(hn::LoadU(d, block + 32 * i), hn::LoadU(d, block + 32 * i + 16));
+      sources[2 * i] = hn::ConcatLowerLower(Tag(), packed, packed);
+      sources[2 * i + 1] = hn::ConcatUpperUpper(Tag(), packed, packed);
+    }
   }
   const auto none = hn::Zero(Tag());
   [&]<size_t... i>(std::index_sequence<i...>) {
