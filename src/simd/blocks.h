@@ -85,18 +85,24 @@ HWY_INLINE V transposeLanes(V v) {
   return hn::BitCast(d, hn::TableLookupLanes(hn::BitCast(lanes, v), hn::SetTableIndices(lanes, kFrom.data())));
 }
 
-// Vectors made within blocks, a lane of T of each block in turn from the first, the second, ... of several sources,
-// hold the lanes in this order: spread() gives the sources an order in which such vectors are contiguous, and gather()
-// brings what was made of contiguous vectors in order.
+// Operations within blocks scatter what is contiguous: narrowing several vectors into one, a lane of T of each at a
+// time, puts lanes next to each other that lie a vector apart, and gather() puts them in order. spread() is its
+// inverse, for widening: the lanes of a block become one lane of each of several contiguous vectors.
 template <class T, class V>
 HWY_INLINE V spread(V v) {
-  if constexpr (kBlocks<hn::DFromV<V>> == 1) return v;
-  return transposeLanes<T, 16 / sizeof(T)>(v);
+  if constexpr (kBlocks<hn::DFromV<V>> == 1) {
+    return v;
+  } else {
+    return transposeLanes<T, 16 / sizeof(T)>(v);
+  }
 }
 template <class T, class V>
 HWY_INLINE V gather(V v) {
-  if constexpr (kBlocks<hn::DFromV<V>> == 1) return v;
-  return transposeLanes<T, kBlocks<hn::DFromV<V>>>(v);
+  if constexpr (kBlocks<hn::DFromV<V>> == 1) {
+    return v;
+  } else {
+    return transposeLanes<T, kBlocks<hn::DFromV<V>>>(v);
+  }
 }
 
 // A constant pair of bytes in each 16-bit lane.

@@ -37,6 +37,15 @@ constexpr int lowPart(int c) {
   return c - 256 * highPart(c);
 }
 
+// Whether sums of bytes times low parts stay within 16 bits, so that mulAddPairs does not saturate.
+constexpr bool lowPartsFit(Weights w) {
+  int least = 0, most = 0;
+  for (const int extreme : {255 * lowPart(w.r), 255 * lowPart(w.g), 255 * lowPart(w.b), lowPart(w.round)}) {
+    (extreme < 0 ? least : most) += extreme;
+  }
+  return least >= -32768 && most <= 32767;
+}
+
 // kA0 * a[2i] + kA1 * a[2i+1] and the same of b, in 16 bits, without the products that are nothing.
 template <int kA0, int kA1, int kB0, int kB1, class V>
 HWY_INLINE auto sumOfPairs(V a, V b) {
@@ -51,10 +60,12 @@ HWY_INLINE auto sumOfPairs(V a, V b) {
 }
 
 // (r R + g G + b B + round) >> 8 of pairs (R, G) and (B, 1), exactly and in 16 bits: with each weight split into
-// 256 high + low, floor((256 H + L) / 256) = H + floor(L / 256).
+// 256 high + low, floor((256 H + L) / 256) = H + floor(L / 256). H takes 16 bits at most, as the high parts of a form
+// are 128 in sum.
 template <Weights kWeights, class V>
 HWY_INLINE auto weightedSum(Pairs<V> rgb1) {
   constexpr Weights w = kWeights;
+  static_assert(lowPartsFit(w));
   const auto high = sumOfPairs<highPart(w.r), highPart(w.g), highPart(w.b), highPart(w.round)>(rgb1.first, rgb1.second);
   const auto low = sumOfPairs<lowPart(w.r), lowPart(w.g), lowPart(w.b), lowPart(w.round)>(rgb1.first, rgb1.second);
   return hn::Add(high, hn::ShiftRight<8>(low));

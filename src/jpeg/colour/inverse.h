@@ -22,14 +22,15 @@ HWY_INLINE auto limited(Rgb<Halves<V16>> p) {
   return Rgb<decltype(narrowUnsigned(p.r))>{narrowUnsigned(p.r), narrowUnsigned(p.g), narrowUnsigned(p.b)};
 }
 
-// What is subtracted from Y for R, or B: a function of one chroma sample c, less 128, that
-// ((c * weight + 64 >> 7) + round + 64) >> 7 gives for all 256 of them.
+// What R or B adds to Y, a function of one chroma sample c, less 128: two rounding fixed-point products,
+// -((((c * weight + 64) >> 7) + round + 64) >> 7), give it for all 256 values of c (found by search, and with all of
+// them tested).
 struct Slope {
   int weight, round;
 };
 
-// In 16 bits, with the high and low bytes of weights w = 256 high + low: R and B by a slope; G subtracts
-// (H + ((L + round) >> 8) + 64) >> 7 with H and L the sums of Cb and Cr times the high and low bytes.
+// R and B add a slope to Y. G subtracts (gCb (Cb - 128) + gCr (Cr - 128) + 256 * 64 + gRound) >> 15, in 16 bits as
+// (H + ((L + gRound) >> 8) + 64) >> 7 with H and L the sums of products with the high and low bytes of the weights.
 struct InverseForm {
   Slope r, b;
   int gCb, gCr, gRound;
@@ -42,9 +43,9 @@ inline constexpr InverseForm kInterleavingInverse{{-22970, 0}, {-29032, 0}, 2 * 
 // B = Y + ((29032 Cb - 3708561) >> 14).
 inline constexpr InverseForm kPlanarInverse{{-22970, 0}, {-29033, 4}, 2 * 5638, 2 * 11700, -220};
 
-// Luma in 16 bits less the slope of 256 c.
+// Luma in 16 bits and the slope of 256 c.
 template <Slope kSlope, class V16, class V>
-HWY_INLINE V16 minusSlope(V16 luma, V chroma256) {
+HWY_INLINE V16 plusSlope(V16 luma, V chroma256) {
   const hn::DFromV<V16> d;
   auto t = hn::MulFixedPoint15(hn::BitCast(d, chroma256), hn::Set(d, static_cast<Zel16s>(kSlope.weight)));
   if constexpr (kSlope.round != 0) t = hn::Add(t, hn::Set(d, static_cast<Zel16s>(kSlope.round)));
@@ -65,16 +66,16 @@ HWY_INLINE auto inverse(V y, V cb, V cr) {
     const auto low = mulAddPairs(setPairs<(kForm.gCb & 0xFF), (kForm.gCr & 0xFF)>(d), chroma);
     const auto sum = hn::Add(high, hn::ShiftRight<8>(hn::Add(low, hn::Set(d16, kForm.gRound))));
     using V16 = hn::VFromD<decltype(d16)>;
-    return Rgb<V16>{minusSlope<kForm.r>(luma, pairsOf<kHalf>(zero, crSigned)),
+    return Rgb<V16>{plusSlope<kForm.r>(luma, pairsOf<kHalf>(zero, crSigned)),
                     hn::Sub(luma, hn::MulFixedPoint15(sum, hn::Set(d16, 256))),
-                    minusSlope<kForm.b>(luma, pairsOf<kHalf>(zero, cbSigned))};
+                    plusSlope<kForm.b>(luma, pairsOf<kHalf>(zero, cbSigned))};
   };
   return joinHalves(half(std::integral_constant<int, 0>()), half(std::integral_constant<int, 1>()));
 }
 
-// The lane inverse, in which products are cut to integers on their own. For R = (16 Y + floor(11485 Cr / 512) - 2863)
-// >> 4 and B = (16 Y + floor(14516 Cb / 512) - 3621) >> 4, each of one product, there are slopes: R's takes 256 (Cr -
-// 128) + 3 for its chroma. G = Y - ((floor(2819 Cb / 512) + floor(5850 Cr / 512) - 2160) >> 4).
+// The lane inverse, all products cut to integers on their own. R = (16 Y + floor(11485 Cr / 512) - 2863) >> 4 and
+// B = (16 Y + floor(14516 Cb / 512) - 3621) >> 4 are of one product and hence slopes, R's of 256 c + 3.
+// G = Y - ((floor(2819 Cb / 512) + floor(5850 Cr / 512) - 2160) >> 4).
 inline constexpr Slope kLaneR{-22970, 0}, kLaneB{-29031, 0};
 inline constexpr Zel8u kLaneRFraction = 3;
 
@@ -92,8 +93,8 @@ HWY_INLINE auto laneInverse(V y, V cb, V cr) {
     const auto cr256 = hn::BitCast(d16, pairsOf<kHalf>(zero, cr));
     const auto parts = hn::Add(hn::MulHigh(cb128, hn::Set(d16, 2819)), hn::MulHigh(cr256, hn::Set(d16, 5850 / 2)));
     const auto g = hn::ShiftRight<4>(hn::Sub(hn::BitCast(d16s, parts), hn::Set(d16s, 2160)));
-    return Rgb<V16>{minusSlope<kLaneR>(luma, pairsOf<kHalf>(fraction, crSigned)), hn::Sub(luma, g),
-                    minusSlope<kLaneB>(luma, pairsOf<kHalf>(zero, cbSigned))};
+    return Rgb<V16>{plusSlope<kLaneR>(luma, pairsOf<kHalf>(fraction, crSigned)), hn::Sub(luma, g),
+                    plusSlope<kLaneB>(luma, pairsOf<kHalf>(zero, cbSigned))};
   };
   return joinHalves(half(std::integral_constant<int, 0>()), half(std::integral_constant<int, 1>()));
 }

@@ -15,7 +15,7 @@ struct Pairs {
 };
 
 // Four pixels of each block as pairs (R, G), then (B, fourth); byte kFirst + kBytes * i of a block begins its pixel i.
-// The fourth is 0 without kFourth, or already the 1 of withOne, with three bytes where that takes no operation more.
+// Without kFourth the fourth is 0; with three bytes it is the 1 of withOne already where that takes no operation more.
 template <int kBytes, int kFirst, Order kOrder, bool kFourth = false, class D, class V = hn::VFromD<D>>
 HWY_INLINE auto pairsOfFour(D d, V bytes) {
   alignas(16) static constexpr std::array<Zel8u, 16> kFrom = [] {
@@ -101,10 +101,11 @@ HWY_INLINE void storeInterleaved3(D d, Halves<V16> first, Halves<V16> second, Ha
     }
     for (int n = 0; n < 48; ++n) {
       const int channel = n % 3, pixel = n / 3, table = n < 16 ? 0 : n >= 32 ? 2 : pixel < 8 ? 3 : 1;
-      if (channel == 2)
+      if (channel == 2) {
         t.third[n % 16] = static_cast<Zel8u>(pixel);
-      else
+      } else {
         t.others[table][n % 16] = static_cast<Zel8u>(8 * channel + pixel % 8);
+      }
     }
     return t;
   }();

@@ -44,20 +44,16 @@ template <int kPlanes, int kBytes>
 struct StagedBlock {
   Zel8u bytes[kPlanes][16 * kBytes] = {};
 
-  auto pixels() {
-    Destination<kPlanes, kBytes> pixels;
-    for (int i = 0; i < kPlanes; ++i) pixels.plane[i] = bytes[i];
-    return pixels;
-  }
-  auto source() const {
-    Source<kPlanes, kBytes> pixels;
+  template <class Byte>
+  Pixels<Byte, kPlanes, kBytes> pixels() {
+    Pixels<Byte, kPlanes, kBytes> pixels;
     for (int i = 0; i < kPlanes; ++i) pixels.plane[i] = bytes[i];
     return pixels;
   }
 };
 
-template <class From, int kPlanes, int kBytes>
-void copyPixels(Pixels<From, kPlanes, kBytes> from, Destination<kPlanes, kBytes> to, int first, int end) {
+template <int kPlanes, int kBytes>
+void copyPixels(Source<kPlanes, kBytes> from, Destination<kPlanes, kBytes> to, int first, int end) {
   for (int i = 0; i < kPlanes; ++i) {
     std::memcpy(to.plane[i] + first * kBytes, from.plane[i] + first * kBytes,
                 static_cast<size_t>((end - first) * kBytes));
@@ -90,14 +86,16 @@ HWY_INLINE void convertRow(int width, Source<kSourcePlanes, kSourceBytes> source
     convertVectors<hn::MaxLanes(hn::ScalableTag<Zel8u>())>(grouped, source, destination, groups);
     return;
   }
-  StagedBlock<kSourcePlanes, kSourceBytes> in;
-  StagedBlock<kPlanes, kBytes> out;
-  copyPixels(source, in.pixels(), 0, width);
-  groups(block, in.source(), out.pixels());
-  copyPixels(out.source(), destination, 0, grouped);
+  StagedBlock<kSourcePlanes, kSourceBytes> stagedIn;
+  StagedBlock<kPlanes, kBytes> stagedOut;
+  const auto in = stagedIn.template pixels<const Zel8u>();
+  const auto out = stagedOut.template pixels<Zel8u>();
+  copyPixels(source, stagedIn.template pixels<Zel8u>(), 0, width);
+  groups(block, in, out);
+  copyPixels(stagedOut.template pixels<const Zel8u>(), destination, 0, grouped);
   if (grouped < width) {
-    rest(block, in.source(), out.pixels());
-    copyPixels(out.source(), destination, grouped, width);
+    rest(block, in, out);
+    copyPixels(stagedOut.template pixels<const Zel8u>(), destination, grouped, width);
   }
 }
 

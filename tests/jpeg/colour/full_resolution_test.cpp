@@ -308,17 +308,17 @@ TEST_P(FullResolution, EveryWidthStepAndAlignment) {
   }
 }
 
-// All colours that an export can be given where they decide its result: of three channels all, of Y, Cb, Cr all pairs
-// of chroma with a few Y, of packed pixels all. A row has a rest in another form.
+// All packed pixels, all pairs of chroma with a few Y, and otherwise all pairs of two channels with every fifth value
+// of one. A row has a rest in another form.
 TEST_P(FullResolution, EveryColour) {
   const Export& e = GetParam();
   const bool packedSource = e.srcBytes == 2, inverse = e.srcPlanes > 1 && std::string(e.name).starts_with("Y");
-  const int planesOfFirst = packedSource ? 1 : inverse ? 6 : 256;
+  const int firsts = packedSource ? 1 : inverse ? 6 : 52;
   constexpr int kGroups = 1024, kRest = 7, kWidth = kGroups + kRest;
   Operand src(e.srcPlanes, e.srcBytes, kWidth, 64), dst(e.dstPlanes, e.dstBytes, kWidth, 64);
-  for (int first = 0; first < planesOfFirst; ++first) {
+  for (int first = 0; first < firsts; ++first) {
     constexpr int kLuma[] = {0, 1, 100, 150, 254, 255};
-    const int value = inverse ? kLuma[first] : first;
+    const int value = inverse ? kLuma[first] : 5 * first;
     for (int y = 0; y < 64; ++y) {
       for (int x = 0; x < kWidth; ++x) {
         // The rest repeats colours of the row, others in each row.
