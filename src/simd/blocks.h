@@ -4,6 +4,7 @@
 
 #include <array>
 
+#include "simd/bytes.h"
 #include "simd/simd.h"
 
 namespace zelj {
@@ -105,82 +106,30 @@ HWY_INLINE V gather(V v) {
   }
 }
 
-// A constant pair of bytes in each 16-bit lane.
-template <int kFirst, int kSecond, class D>
-HWY_INLINE hn::VFromD<D> setPairs(D d) {
-  const hn::Repartition<Zel16u, D> d16;
-  return hn::BitCast(d, hn::Set(d16, static_cast<Zel16u>((kSecond & 0xFF) * 256 + (kFirst & 0xFF))));
-}
-
-// Neighbouring products summed: the 16-bit lane i is u[2i] * s[2i] + u[2i+1] * s[2i+1], within 16 bits signed.
-template <class VU, class VS>
-HWY_INLINE auto mulAddPairs(VU u, VS s) {
-  const hn::Repartition<Zel16s, hn::DFromV<VU>> d16;
-  using V16 = hn::VFromD<decltype(d16)>;
-#if HWY_ARCH_X86
-  if constexpr (sizeof(u.raw) == 16) {
-    return V16{_mm_maddubs_epi16(u.raw, s.raw)};
-#if HWY_TARGET <= HWY_AVX2
-  } else if constexpr (sizeof(u.raw) == 32) {
-    return V16{_mm256_maddubs_epi16(u.raw, s.raw)};
-#endif
-#if HWY_TARGET <= HWY_AVX3
-  } else {
-    return V16{_mm512_maddubs_epi16(u.raw, s.raw)};
-#endif
-  }
-#else
-  const auto u16 = hn::BitCast(d16, u), s16 = hn::BitCast(d16, s); // little-endian
-  const auto first = hn::Mul(hn::And(u16, hn::Set(d16, 0xFF)), hn::ShiftRight<8>(hn::ShiftLeft<8>(s16)));
-  const hn::RebindToUnsigned<decltype(d16)> du16;
-  return hn::Add(first, hn::Mul(hn::BitCast(d16, hn::ShiftRight<8>(hn::BitCast(du16, u))), hn::ShiftRight<8>(s16)));
-#endif
-}
-
-// Signed 16-bit lanes of both halves limited to 0..255.
+// Signed 16-bit lanes limited to 0..255, those of `lower` and then those of `upper`.
 template <class V16>
-HWY_INLINE auto narrowUnsigned(V16 lower, V16 upper) {
-  const hn::Repartition<Zel8u, hn::DFromV<V16>> d8;
-  using V8 = hn::VFromD<decltype(d8)>;
-#if HWY_ARCH_X86
-  if constexpr (sizeof(lower.raw) == 16) {
-    return V8{_mm_packus_epi16(lower.raw, upper.raw)};
-#if HWY_TARGET <= HWY_AVX2
-  } else if constexpr (sizeof(lower.raw) == 32) {
-    return V8{_mm256_packus_epi16(lower.raw, upper.raw)};
-#endif
-#if HWY_TARGET <= HWY_AVX3
-  } else {
-    return V8{_mm512_packus_epi16(lower.raw, upper.raw)};
-#endif
-  }
-#else
-  const hn::Half<decltype(d8)> half;
-  return hn::Combine(d8, hn::DemoteTo(half, upper), hn::DemoteTo(half, lower));
-#endif
+HWY_INLINE auto packBytes(V16 lower, V16 upper) {
+  return gather<Zel64u>(narrowUnsigned(lower, upper));
 }
 
-// Signed 16-bit lanes of both halves limited to -128..127.
-template <class V16>
-HWY_INLINE auto narrowSigned(V16 lower, V16 upper) {
-  const hn::Repartition<Zel8s, hn::DFromV<V16>> d8;
-  using V8 = hn::VFromD<decltype(d8)>;
-#if HWY_ARCH_X86
-  if constexpr (sizeof(lower.raw) == 16) {
-    return V8{_mm_packs_epi16(lower.raw, upper.raw)};
-#if HWY_TARGET <= HWY_AVX2
-  } else if constexpr (sizeof(lower.raw) == 32) {
-    return V8{_mm256_packs_epi16(lower.raw, upper.raw)};
-#endif
-#if HWY_TARGET <= HWY_AVX3
+// Stores the two halves of a row that hn::InterleaveLower and hn::InterleaveUpper made from two vectors.
+template <class D, class V = hn::VFromD<D>>
+HWY_INLINE void storeInterleaved(V lower, V upper, D d, Zel8u* dst) {
+  constexpr size_t n = hn::MaxLanes(d);
+  if constexpr (n == 16) {
+    hn::StoreU(lower, d, dst);
+    hn::StoreU(upper, d, dst + n);
+  } else if constexpr (n == 32) {
+    hn::StoreU(hn::ConcatLowerLower(d, upper, lower), d, dst);
+    hn::StoreU(hn::ConcatUpperUpper(d, upper, lower), d, dst + n);
   } else {
-    return V8{_mm512_packs_epi16(lower.raw, upper.raw)};
+#if HWY_TARGET <= HWY_AVX3 // Highway's operations on two vectors' blocks would take twice as many.
+    const __m512i first = _mm512_setr_epi64(0, 1, 8, 9, 2, 3, 10, 11),
+                  second = _mm512_setr_epi64(4, 5, 12, 13, 6, 7, 14, 15);
+    hn::StoreU(V{_mm512_permutex2var_epi64(lower.raw, first, upper.raw)}, d, dst);
+    hn::StoreU(V{_mm512_permutex2var_epi64(lower.raw, second, upper.raw)}, d, dst + n);
 #endif
   }
-#else
-  const hn::Half<decltype(d8)> half;
-  return hn::Combine(d8, hn::DemoteTo(half, upper), hn::DemoteTo(half, lower));
-#endif
 }
 
 } // namespace zelj

@@ -1,79 +1,94 @@
-// Between vectors of bytes and of 16-bit lanes: weighted sums of pairs, packing, interleaved halves.
+// Between bytes and 16-bit lanes, within the 128-bit blocks of a vector: sums of products of pairs, and narrowing.
 #pragma once
 
 #include "simd/simd.h"
 
 namespace zelj {
 
-// kFirst * v[2i] + kSecond * v[2i+1] in the 16-bit lane i. The weights are signed bytes; sums stay within 16 bits
-// signed.
-template <int kFirst, int kSecond, class V>
-HWY_INLINE auto weightedPairs(V v) {
-  const hn::RepartitionToWide<hn::DFromV<V>> d16;
-#if HWY_ARCH_X86
-  const auto weights = hn::Set(d16, static_cast<Zel16u>((kSecond << 8) | (kFirst & 0xFF)));
+// A constant pair of bytes in each 16-bit lane.
+template <int kFirst, int kSecond, class D>
+HWY_INLINE hn::VFromD<D> setPairs(D d) {
+  const hn::Repartition<Zel16u, D> d16;
+  return hn::BitCast(d, hn::Set(d16, static_cast<Zel16u>((kSecond & 0xFF) * 256 + (kFirst & 0xFF))));
+}
+
+// Neighbouring products summed: the 16-bit lane i is u[2i] * s[2i] + u[2i+1] * s[2i+1], within 16 bits signed.
+template <class VU, class VS>
+HWY_INLINE auto mulAddPairs(VU u, VS s) {
+  const hn::Repartition<Zel16s, hn::DFromV<VU>> d16;
   using V16 = hn::VFromD<decltype(d16)>;
-  if constexpr (sizeof(v.raw) == 16) {
-    return V16{_mm_maddubs_epi16(v.raw, weights.raw)};
+#if HWY_ARCH_X86
+  if constexpr (sizeof(u.raw) == 16) {
+    return V16{_mm_maddubs_epi16(u.raw, s.raw)};
 #if HWY_TARGET <= HWY_AVX2
-  } else if constexpr (sizeof(v.raw) == 32) {
-    return V16{_mm256_maddubs_epi16(v.raw, weights.raw)};
+  } else if constexpr (sizeof(u.raw) == 32) {
+    return V16{_mm256_maddubs_epi16(u.raw, s.raw)};
 #endif
 #if HWY_TARGET <= HWY_AVX3
   } else {
-    return V16{_mm512_maddubs_epi16(v.raw, weights.raw)};
+    return V16{_mm512_maddubs_epi16(u.raw, s.raw)};
 #endif
   }
 #else
-  const auto pairs = hn::BitCast(d16, v); // little-endian
-  const auto first = hn::And(pairs, hn::Set(d16, 0xFF)), second = hn::ShiftRight<8>(pairs);
-  return hn::Add(hn::Mul(first, hn::Set(d16, kFirst)), hn::Mul(second, hn::Set(d16, kSecond)));
+  const auto u16 = hn::BitCast(d16, u), s16 = hn::BitCast(d16, s); // little-endian
+  const auto first = hn::Mul(hn::And(u16, hn::Set(d16, 0xFF)), hn::ShiftRight<8>(hn::ShiftLeft<8>(s16)));
+  const hn::RebindToUnsigned<decltype(d16)> du16;
+  return hn::Add(first, hn::Mul(hn::BitCast(d16, hn::ShiftRight<8>(hn::BitCast(du16, u))), hn::ShiftRight<8>(s16)));
 #endif
 }
 
-// The lanes of two vectors of 0..32767, limited to 255, in one vector of bytes.
-template <class V>
-HWY_INLINE auto packBytes(V lower, V upper) {
-  const hn::Repartition<Zel8u, hn::DFromV<V>> d8;
+// kFirst * v[2i] + kSecond * v[2i+1] in the 16-bit lane i, with weights from 0 to 127 and sums below 32768.
+template <int kFirst, int kSecond, class V>
+HWY_INLINE auto weightedPairs(V v) {
+  const hn::RepartitionToWide<hn::DFromV<V>> d16;
+  return hn::BitCast(d16, mulAddPairs(v, setPairs<kFirst, kSecond>(hn::DFromV<V>())));
+}
+
+// Signed 16-bit lanes limited to 0..255, block by block those of `lower` and then those of `upper`.
+template <class V16>
+HWY_INLINE auto narrowUnsigned(V16 lower, V16 upper) {
+  const hn::Repartition<Zel8u, hn::DFromV<V16>> d8;
   using V8 = hn::VFromD<decltype(d8)>;
 #if HWY_ARCH_X86
-  if constexpr (sizeof(V) == 16) {
+  if constexpr (sizeof(lower.raw) == 16) {
     return V8{_mm_packus_epi16(lower.raw, upper.raw)};
 #if HWY_TARGET <= HWY_AVX2
-  } else if constexpr (sizeof(V) == 32) {
-    return V8{_mm256_permute4x64_epi64(_mm256_packus_epi16(lower.raw, upper.raw), 0xD8)};
+  } else if constexpr (sizeof(lower.raw) == 32) {
+    return V8{_mm256_packus_epi16(lower.raw, upper.raw)};
 #endif
 #if HWY_TARGET <= HWY_AVX3
   } else {
-    const __m512i order = _mm512_setr_epi64(0, 2, 4, 6, 1, 3, 5, 7);
-    return V8{_mm512_permutexvar_epi64(order, _mm512_packus_epi16(lower.raw, upper.raw))};
+    return V8{_mm512_packus_epi16(lower.raw, upper.raw)};
 #endif
   }
 #else
-  const hn::Rebind<Zel16s, hn::DFromV<V>> d16;
+  const hn::RebindToSigned<hn::DFromV<V16>> d16;
   const hn::Half<decltype(d8)> half;
   return hn::Combine(d8, hn::DemoteTo(half, hn::BitCast(d16, upper)), hn::DemoteTo(half, hn::BitCast(d16, lower)));
 #endif
 }
 
-// Stores the two halves of a row that hn::InterleaveLower and hn::InterleaveUpper made from two vectors.
-template <class D, class V = hn::VFromD<D>>
-HWY_INLINE void storeInterleaved(V lower, V upper, D d, Zel8u* dst) {
-  constexpr size_t n = hn::MaxLanes(d);
-  if constexpr (n == 16) {
-    hn::StoreU(lower, d, dst);
-    hn::StoreU(upper, d, dst + n);
-  } else if constexpr (n == 32) {
-    hn::StoreU(hn::ConcatLowerLower(d, upper, lower), d, dst);
-    hn::StoreU(hn::ConcatUpperUpper(d, upper, lower), d, dst + n);
+// Signed 16-bit lanes limited to -128..127, block by block those of `lower` and then those of `upper`.
+template <class V16>
+HWY_INLINE auto narrowSigned(V16 lower, V16 upper) {
+  const hn::Repartition<Zel8s, hn::DFromV<V16>> d8;
+  using V8 = hn::VFromD<decltype(d8)>;
+#if HWY_ARCH_X86
+  if constexpr (sizeof(lower.raw) == 16) {
+    return V8{_mm_packs_epi16(lower.raw, upper.raw)};
+#if HWY_TARGET <= HWY_AVX2
+  } else if constexpr (sizeof(lower.raw) == 32) {
+    return V8{_mm256_packs_epi16(lower.raw, upper.raw)};
+#endif
+#if HWY_TARGET <= HWY_AVX3
   } else {
-#if HWY_TARGET <= HWY_AVX3 // Highway's operations on two vectors' blocks would take twice as many.
-    const __m512i first = _mm512_setr_epi64(0, 1, 8, 9, 2, 3, 10, 11),
-                  second = _mm512_setr_epi64(4, 5, 12, 13, 6, 7, 14, 15);
-    hn::StoreU(V{_mm512_permutex2var_epi64(lower.raw, first, upper.raw)}, d, dst);
-    hn::StoreU(V{_mm512_permutex2var_epi64(lower.raw, second, upper.raw)}, d, dst + n);
+    return V8{_mm512_packs_epi16(lower.raw, upper.raw)};
 #endif
   }
+#else
+  const hn::Half<decltype(d8)> half;
+  return hn::Combine(d8, hn::DemoteTo(half, upper), hn::DemoteTo(half, lower));
+#endif
 }
 
 } // namespace zelj

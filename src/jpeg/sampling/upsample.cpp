@@ -8,7 +8,7 @@
 #include "frame/checks.h"
 #include "frame/implementations.h"
 #include "frame/rows.h"
-#include "simd/bytes.h"
+#include "simd/blocks.h"
 #include "simd/simd.h"
 
 namespace zelj {
