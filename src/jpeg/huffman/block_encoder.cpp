@@ -137,15 +137,24 @@ HWY_INLINE bool putSymbols(const Zel16s* block, int difference, const ZeliEncode
     return true;
   };
 
-  // At most 7 bits are left of the last block. The DC term adds 32 at most, an ordinary coefficient 16 + 7, the end of
-  // the block 16: a flush for every two coefficients is enough.
+  // An ordinary coefficient takes 16 + 7 bits at most, and commonly much less: a flush for every three is enough if a
+  // look at the pending bits guards the second and the third. 7 bits are left of the last block at most, and the DC
+  // term adds 32.
+  constexpr Zel64u kFull = 64 - 16 - kMaxCategory;
   if (!putValue(dcTable.entries, difference)) return false;
   for (;;) {
     while (left) {
       if (!putOrdinary()) break;
-      writer.flush();
+      if (writer.pending > kFull) [[unlikely]]
+        writer.flush();
       if (!left || !putOrdinary()) break;
+      if (writer.pending > kFull) [[unlikely]]
+        writer.flush();
+      if (!left || !putOrdinary()) break;
+      writer.flush();
     }
+    if (writer.pending > kFull) [[unlikely]]
+      writer.flush();
     if (!left) break;
     const auto k = static_cast<size_t>(std::countr_zero(left));
     size_t run = k - last - 1;

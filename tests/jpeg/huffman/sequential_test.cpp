@@ -1,6 +1,7 @@
 // The sequential coders: streams against a plain model, every end of source and destination, markers, bad codes.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
 
 #include "model.h"
@@ -88,7 +89,7 @@ TEST(HuffmanSequential, EncodesAsTheModelInAnyRoom) {
 ZelStatus decodeFrom(Stream& stream, const std::vector<Zel8u>& bytes, Zel32s* position, Zel32s* marker) {
   static const auto order = zigzagOrder();
   GuardedMemory source(bytes.size());
-  std::memcpy(source.data(), bytes.data(), bytes.size());
+  std::copy(bytes.begin(), bytes.end(), source.data());
   DecoderState state;
   Zel16s lastDc = 0;
   ZelStatus status = zelStatusOk;
