@@ -296,7 +296,7 @@ TEST(HuffmanSequential, RunsPastTheEnd) {
       {{0xF0, 0xF0, 0xF0, 0xD1, 0xF0}, zelStatusOk, 79, 0},
       {{0xF1, 0x30}, zelStatusOk, 17, 0}, // any run below 15 without a coefficient ends it
   };
-  for (const size_t behind : {0, 100}) {
+  for (const size_t behind : {size_t{0}, size_t{100}}) {
     for (const auto& c : cases) {
       std::string bits = dc.codes[0];
       for (const int symbol : c.codes) bits += ac.codes[symbol] + (symbol & 15 ? "1" : "");
@@ -322,7 +322,7 @@ TEST(HuffmanSequential, RunsPastTheEnd) {
 
 TEST(HuffmanSequential, NoCodeFits) {
   Table dc({1}, {0}), ac({0, 1}, {0});
-  for (const size_t behind : {0, 100}) {
+  for (const size_t behind : {size_t{0}, size_t{100}}) {
     std::vector<Zel8u> bytes(4 + behind, 0x7A); // 0 1 1..., and no 0xFF
     DecoderState state;
     Block block;
