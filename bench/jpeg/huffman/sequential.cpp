@@ -1,14 +1,14 @@
 // The sequential block coders on the blocks of photographs, beside libjpeg-turbo: its encoder's kernel for one block,
 // and its decoder up to the coefficients. ZELJ_BENCH_IMAGES names a folder of PNG files to take instead of a made-up
 // picture.
-// clang-format off: the second needs what the first includes
+// clang-format off
+#include <cstdio> // jpeglib.h needs it in front
 #include <jpeglib.h>
-#include <png.h>
 // clang-format on
+#include <png.h>
 
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <memory>

@@ -63,8 +63,8 @@ struct ForEachBlock {
 };
 
 // The magnitude categories and additional bits of the AC coefficients of a block in zig-zag order. Coefficients beyond
-// -126..126 have kLarge for their category.
-constexpr Zel8u kLarge = 255, kMaxCategory = 7;
+// -126..126 have a category of 255.
+constexpr Zel8u kMaxCategory = 7;
 struct Coefficients {
   alignas(64) Zel8u category[64];
   alignas(64) Zel8u bits[64];
