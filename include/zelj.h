@@ -416,7 +416,7 @@ ZELJ_API ZelStatus zeliDecodeHuffman8x8_JPEG_1u16s_C1(const Zel8u* pSrc, Zel32s 
                                                       ZeliDecodeHuffmanState* pState);
 /** Appends a block at a position in bits, without a state record, a length and a flush: the bits in front of
  *  `*pDstBitsLen` in its byte are kept, and the last bits written stand at the top of the byte at the new position. The
- *  caller sees to room: up to 418 bytes a block. A symbol without a code is left out. Checks: null pointers (-8). */
+ *  caller sees to room: up to 514 bytes a block. A symbol without a code is left out. Checks: null pointers (-8). */
 ZELJ_API ZelStatus zeliEncodeHuffman8x8_Direct_JPEG_16s1u_C1(const Zel16s* pSrc, Zel8u* pDst, Zel32u* pDstBitsLen,
                                                              Zel16s* pLastDC, const ZeliEncodeHuffmanSpec* pDcTable,
                                                              const ZeliEncodeHuffmanSpec* pAcTable);

@@ -13,7 +13,7 @@ struct BitSource {
   Zel32s* position;
   Zel32s* marker;
   ZeliDecodeHuffmanState* state;
-  bool lenient = false; // a read succeeds where a single bit is left, and only there
+  bool lenient = false; // at a marker additional bits may fall short, if not altogether; codes never
 };
 
 // Refills the accumulator byte by byte, to between 25 and 32 bits unless the source or a marker ends it. Status -62:

@@ -33,7 +33,7 @@ ZelStatus flushBits(const BitSink& sink);
 // The number of bits of the magnitude of a difference or coefficient, 0 to 16 (T.81 Tables F.1 and F.2).
 inline int categoryOf(int value) {
   // The doubling spares a test for zero.
-  return std::bit_width(2 * static_cast<Zel32u>(value < 0 ? -value : value) + 1) - 1;
+  return static_cast<int>(std::bit_width(2 * static_cast<Zel32u>(value < 0 ? -value : value) + 1)) - 1;
 }
 
 // The additional bits of a value; only the low `category` bits of the result count.

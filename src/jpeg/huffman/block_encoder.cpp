@@ -63,8 +63,8 @@ struct ForEachBlock {
 };
 
 // The magnitude categories and additional bits of the AC coefficients of a block in zig-zag order. Coefficients beyond
-// -126..126 have kLarge for their category.
-constexpr Zel8u kLarge = 255, kMaxCategory = 7;
+// -126..126 have a category of 255.
+constexpr Zel8u kMaxCategory = 7;
 struct Coefficients {
   alignas(64) Zel8u category[64];
   alignas(64) Zel8u bits[64];
@@ -108,8 +108,8 @@ struct Coefficients {
 }
 
 // Codes a block; false: a symbol has no code. Needs kBlockBytes of room.
-HWY_INLINE bool putBlock(const Zel16s* block, int difference, const ZeliEncodeHuffmanSpec& dcTable,
-                         const ZeliEncodeHuffmanSpec& acTable, FastWriter& writer) {
+HWY_INLINE bool putSymbols(const Zel16s* block, int difference, const ZeliEncodeHuffmanSpec& dcTable,
+                           const ZeliEncodeHuffmanSpec& acTable, FastWriter& writer) {
   Coefficients coefficients;
   const Zel64u nonzero = split(block, coefficients);
   Zel64u left = nonzero, last = 0;
@@ -137,15 +137,24 @@ HWY_INLINE bool putBlock(const Zel16s* block, int difference, const ZeliEncodeHu
     return true;
   };
 
-  // At most 7 bits are left of the last block. The DC term adds 32 at most, an ordinary coefficient 16 + 7, the end of
-  // the block 16: a flush for every two coefficients is enough.
+  // An ordinary coefficient takes 16 + 7 bits at most, and commonly much less: a flush for every three is enough if a
+  // look at the pending bits guards the second and the third. 7 bits are left of the last block at most, and the DC
+  // term adds 32.
+  constexpr Zel64u kFull = 64 - 16 - kMaxCategory;
   if (!putValue(dcTable.entries, difference)) return false;
   for (;;) {
     while (left) {
       if (!putOrdinary()) break;
-      writer.flush();
+      if (writer.pending > kFull) [[unlikely]]
+        writer.flush();
       if (!left || !putOrdinary()) break;
+      if (writer.pending > kFull) [[unlikely]]
+        writer.flush();
+      if (!left || !putOrdinary()) break;
+      writer.flush();
     }
+    if (writer.pending > kFull) [[unlikely]]
+      writer.flush();
     if (!left) break;
     const auto k = static_cast<size_t>(std::countr_zero(left));
     size_t run = k - last - 1;
@@ -175,48 +184,65 @@ HWY_INLINE bool putBlock(const Zel16s* block, int difference, const ZeliEncodeHu
   return stuffed;
 }
 
-// What stands behind the last whole byte: up to 7 bits, right-aligned.
-struct Pending {
-  Zel32u bits, count;
-};
-
 // More bytes than a block takes: 7 bits pending, 32 for the DC term and 63 times 31 are 250 bytes, twice that with
 // stuffing, and 8 are written at once.
 constexpr int kBlockBytes = 512;
 
-// Codes a block into kBlockBytes of memory and returns the number of whole bytes, or -1 for blocks that are left to
-// writeBlock(): those that need a code that is not there.
-HWY_INLINE int putBlockFast(const Zel16s* block, int difference, const ZeliEncodeHuffmanSpec& dcTable,
-                            const ZeliEncodeHuffmanSpec& acTable, Pending& pending, Zel8u* to) {
+// What stands behind the last whole byte: up to 7 bits, right-aligned.
+struct Pending {
+  Zel32u bits, count;
+
+  explicit Pending(const ZeliEncodeHuffmanState& state)
+      : bits(static_cast<Zel32u>(state.accumulator) >> ((24 - state.validBits) & 31)),
+        count(static_cast<Zel32u>(state.validBits)) {}
+  Pending(Zel32u pendingBits, Zel32u pendingCount) : bits(pendingBits), count(pendingCount) {}
+
+  void save(ZeliEncodeHuffmanState& state) const {
+    state.accumulator = bits << (24 - count);
+    state.validBits = static_cast<Zel32s>(count);
+  }
+};
+
+// Codes a block into kBlockBytes of memory and returns the number of whole bytes, or -1 where a code is missing.
+HWY_INLINE int putBlock(const Zel16s* block, int difference, const ZeliEncodeHuffmanSpec& dcTable,
+                        const ZeliEncodeHuffmanSpec& acTable, Pending& pending, Zel8u* to) {
   FastWriter writer{pending.bits, pending.count, to};
-  if (!putBlock(block, difference, dcTable, acTable, writer)) return -1;
+  if (!putSymbols(block, difference, dcTable, acTable, writer)) return -1;
   pending.count = static_cast<Zel32u>(writer.pending);
   pending.bits = static_cast<Zel32u>(writer.accumulator) & ((1u << pending.count) - 1);
   const auto length = static_cast<int>(writer.at - to);
   return writer.any0xFF() ? stuff(to, length) : length;
 }
 
-// False: nothing has changed, but for bytes behind the position where there are kBlockBytes of room.
-HWY_INLINE bool encodeFast(const BitSink& sink, const Zel16s* block, int difference,
-                           const ZeliEncodeHuffmanSpec& dcTable, const ZeliEncodeHuffmanSpec& acTable) {
-  Pending pending{0, static_cast<Zel32u>(sink.state->validBits)};
-  if (pending.count > 7) return false;
-  pending.bits = static_cast<Zel32u>(sink.state->accumulator) >> (24 - pending.count);
-  const Zel64s room = Zel64s{sink.length} - *sink.position;
+// The same where there may be less memory: not a byte is written behind the last. Returns -1 also if `room` is short.
+[[gnu::noinline]] int putBlockInto(Zel64s room, const Zel16s* block, int difference,
+                                   const ZeliEncodeHuffmanSpec& dcTable, const ZeliEncodeHuffmanSpec& acTable,
+                                   Pending& pending, Zel8u* to) {
   Zel8u bytes[kBlockBytes];
-  Zel8u* const end = sink.bytes + *sink.position;
-  Zel8u* const to = room < kBlockBytes ? bytes : end;
-  const int length = putBlockFast(block, difference, dcTable, acTable, pending, to);
-  if (length < 0 || length > room) return false;
-  if (to != end) std::memcpy(end, to, static_cast<size_t>(length));
-  *sink.position += length;
-  sink.state->accumulator = pending.bits << (24 - pending.count);
-  sink.state->validBits = static_cast<Zel32s>(pending.count);
-  return true;
+  const int length = putBlock(block, difference, dcTable, acTable, pending, bytes);
+  if (length > room) return -1;
+  if (length > 0) std::memcpy(to, bytes, static_cast<size_t>(length));
+  return length;
+}
+
+// Where room may be short or a code missing.
+[[gnu::noinline]] ZelStatus encodeCarefully(const BitSink& sink, const Zel16s* block, int difference,
+                                            const ZeliEncodeHuffmanSpec& dcTable,
+                                            const ZeliEncodeHuffmanSpec& acTable) {
+  if (static_cast<Zel32u>(sink.state->validBits) < 8) {
+    Pending pending(*sink.state);
+    const int length = putBlockInto(Zel64s{sink.length} - *sink.position, block, difference, dcTable, acTable, pending,
+                                    sink.bytes + *sink.position);
+    if (length >= 0) {
+      pending.save(*sink.state);
+      *sink.position += length;
+      return zelStatusOk;
+    }
+  }
+  return writeBlock(sink, block, difference, dcTable, acTable, false);
 }
 
 } // namespace
-
 } // namespace zelj
 
 using namespace zelj;
@@ -226,14 +252,22 @@ ZelStatus ownEncodeHuffman8x8_JPEG_16s1u_C1(const Zel16s* pSrc, Zel8u* pDst, Zel
                                             const ZeliEncodeHuffmanSpec* pAcTable, ZeliEncodeHuffmanState* pState,
                                             Zel32s bFlushState) {
   if (ZelStatus bad = checkSink(pDst, dstLenBytes, present(pDstCurrPos, pState))) return bad;
-  const BitSink sink{pDst, dstLenBytes, pDstCurrPos, pState};
-  if (bFlushState) return flushBits(sink);
+  if (bFlushState) return flushBits({pDst, dstLenBytes, pDstCurrPos, pState});
   if (!present(pSrc, pLastDC, pDcTable, pAcTable)) return zelStatusNullPointer;
   const Zel16s dc = loadCoefficient(pSrc);
   const int difference = dc - *pLastDC;
   *pLastDC = dc;
-  if (encodeFast(sink, pSrc, difference, *pDcTable, *pAcTable)) return zelStatusOk;
-  return writeBlock(sink, pSrc, difference, *pDcTable, *pAcTable, false);
+  const Zel32s position = *pDstCurrPos;
+  if (Zel64s{dstLenBytes} - position >= kBlockBytes && static_cast<Zel32u>(pState->validBits) < 8) [[likely]] {
+    Pending pending(*pState);
+    const int length = putBlock(pSrc, difference, *pDcTable, *pAcTable, pending, pDst + position);
+    if (length >= 0) [[likely]] {
+      pending.save(*pState);
+      *pDstCurrPos = position + length;
+      return zelStatusOk;
+    }
+  }
+  return encodeCarefully({pDst, dstLenBytes, pDstCurrPos, pState}, pSrc, difference, *pDcTable, *pAcTable);
 }
 
 ZelStatus ownEncodeHuffman8x8_Direct_JPEG_16s1u_C1(const Zel16s* pSrc, Zel8u* pDst, Zel32u* pDstBitsLen,
@@ -245,21 +279,17 @@ ZelStatus ownEncodeHuffman8x8_Direct_JPEG_16s1u_C1(const Zel16s* pSrc, Zel8u* pD
   *pLastDC = dc;
 
   auto position = static_cast<Zel32s>(*pDstBitsLen >> 3);
-  Pending pending{0, *pDstBitsLen & 7};
+  Pending pending(0, *pDstBitsLen & 7);
   if (pending.count) pending.bits = pDst[position] >> (8 - pending.count);
-  // Nothing tells how much room there is, so that no byte too many may be written.
-  Zel8u bytes[kBlockBytes];
-  if (const int length = putBlockFast(pSrc, difference, *pDcTable, *pAcTable, pending, bytes); length >= 0) {
-    std::memcpy(pDst + position, bytes, static_cast<size_t>(length));
+  const auto noLimit = std::numeric_limits<Zel32s>::max();
+  const int length = putBlockInto(noLimit, pSrc, difference, *pDcTable, *pAcTable, pending, pDst + position);
+  if (length >= 0) {
     position += length;
   } else {
     ZeliEncodeHuffmanState state;
-    state.accumulator = pending.bits << (24 - pending.count);
-    state.validBits = static_cast<Zel32s>(pending.count);
-    writeBlock({pDst, std::numeric_limits<Zel32s>::max(), &position, &state}, pSrc, difference, *pDcTable, *pAcTable,
-               true);
-    pending.count = static_cast<Zel32u>(state.validBits);
-    pending.bits = static_cast<Zel32u>(state.accumulator >> (24 - pending.count));
+    pending.save(state);
+    writeBlock({pDst, noLimit, &position, &state}, pSrc, difference, *pDcTable, *pAcTable, true);
+    pending = Pending(state);
   }
   if (pending.count) pDst[position] = static_cast<Zel8u>(pending.bits << (8 - pending.count));
   *pDstBitsLen = static_cast<Zel32u>(position) * 8 + pending.count;
