@@ -56,7 +56,8 @@ constexpr ForwardTables forwardTables() {
   setBytes(t.differences16, 16, -16, 16, -16);
   setBytes(t.differencesOpposed16, 16, -16, -16, 16);
   for (int dword = 0; dword < 16; ++dword) {
-    const Factors f = kSets[setOf(dword / 2)]; // the row
+    constexpr int rowOf[8] = {0, 5, 2, 1, 4, 7, 6, 3};
+    const Factors f = kSets[setOf(rowOf[dword / 2])];
     const int even[4][4] = {{f.A, f.A, f.A, f.A}, {f.F, f.G, -f.G, -f.F}, {f.A, -f.A, -f.A, f.A}, {f.G, -f.F, f.F, -f.G}};
     const int odd[4][4] = {{f.B, f.C, f.D, f.E}, {f.C, -f.E, -f.B, -f.D}, {f.D, -f.B, f.E, f.C}, {f.E, -f.D, f.C, -f.B}};
     for (int i = 0; i < 4; ++i) { // outputs 0 2, 1 3, 4 6, 5 7

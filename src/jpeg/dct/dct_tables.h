@@ -19,8 +19,8 @@ struct ForwardTables {
   RowConstants2 firstOdd, secondOdd, levelShift;
   // Weights of two neighbouring bytes, for the first and for the second row.
   alignas(32) Zel8s sums8[32], sumDifference8[32], differences8[32], differences16[32], differencesOpposed16[32];
-  // Row transform, [rows 0 1, 2 3, 4 5, 6 7 or below][outputs j and j + 2, j = 0, 1, 4, 5][inputs as they stand, with
-  // neighbours exchanged]. Two rows share a lane: dwords 0 and 1 give outputs of the one, 2 and 3 of the other.
+  // Row transform, [outputs j and j + 2, j = 0, 1, 4, 5][inputs as they stand, with neighbours exchanged]. Two rows share
+  // a lane, 0 5, 2 1, 4 7 and 6 3: dwords 0 and 1 give outputs of the one, 2 and 3 of the other.
   alignas(64) Zel16s rows[4][2][4 * 8];
   alignas(64) Zel8u mirrored[64], bytePairs[64];
 };
