@@ -1,7 +1,7 @@
-// Two or four rows of an 8x8 block of 16-bit values, one in each 128-bit lane, two to a register where it holds 256 bits.
-// What stays within rows is done on all registers by each(); what moves rows between lanes is one shuffle where they
-// share a register, and only a renaming where they don't. (Four rows in 512 bits gain nothing: the transform of a block is
-// one long chain, and crossing to the upper half costs more than the instructions saved.)
+// Two or four rows of an 8x8 block of 16-bit values, one in each 128-bit lane, two to a register where it holds 256
+// bits. What stays within rows is done on all registers by each(); what moves rows between lanes is one shuffle where
+// they share a register, and only a renaming where they don't. (Four rows in 512 bits gain nothing: the transform of a
+// block is one long chain, and crossing to the upper half costs more than the instructions saved.)
 #pragma once
 
 #include <utility>
@@ -27,7 +27,8 @@ template <class R, class F>
 HWY_INLINE R makeRows(F make) {
   return [&]<int... i>(std::integer_sequence<int, i...>) {
     return R{{make(std::integral_constant<int, i>())...}};
-  }(std::make_integer_sequence<int, R::kVectors>());
+  }
+  (std::make_integer_sequence<int, R::kVectors>());
 }
 
 // f of all vectors of the operands.

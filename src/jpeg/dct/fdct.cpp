@@ -89,9 +89,9 @@ HWY_INLINE Rows8 transformRows(Columns y) {
 }
 
 // c t / 32768 to the nearest integer, ties to even; |c| <= 2048, so nothing overflows. With u = t - 32768, which is
-// signed, the quotient is c more than that of c u. Halves rounded up and halves rounded down, which is minus the rounded
-// product with -u, differ in their lowest bit for ties alone: the even one is the first with that bit cleared where the
-// second has it clear.
+// signed, the quotient is c more than that of c u. Halves rounded up and halves rounded down, which is minus the
+// rounded product with -u, differ in their lowest bit for ties alone: the even one is the first with that bit cleared
+// where the second has it clear.
 HWY_INLINE Rows2 quantised(Rows2 c, const Zel16u* table) {
   return each(
       [](auto x, auto t16) {

@@ -86,8 +86,8 @@ struct OutputRows {
   Rows2 r01, r32, r45, r76;
 };
 
-// The last steps of the column transform, from the halves a0, a3, a1, a2 of the even part in the first row and b0, T, U, V
-// of the odd part in the second.
+// The last steps of the column transform, from the halves a0, a3, a1, a2 of the even part in the first row and b0, T,
+// U, V of the odd part in the second.
 HWY_INLINE OutputRows outputRows(Rows2 a0b0, Rows2 a3t, Rows2 a1u, Rows2 a2v) {
   const Halves z2w2 = rotated45(a3t, a2v);
   const Rows2 b0a0 = exchanged(a0b0), ua1 = exchanged(a1u), va2 = exchanged(a2v); // while Z2 and W2 are under way
