@@ -1,6 +1,7 @@
-// Two or four rows of an 8x8 block of 16-bit values, one in each 128-bit lane, in as few registers as the level allows:
-// four rows are one register, two or four. What stays within rows is done on all registers by each(); what moves rows
-// between lanes is one shuffle where they share a register, and only a renaming where they don't.
+// Two or four rows of an 8x8 block of 16-bit values, one in each 128-bit lane, two to a register where it holds 256
+// bits. What stays within rows is done on all registers by each(); what moves rows between lanes is one shuffle where
+// they share a register, and only a renaming where they don't. (Four rows in 512 bits gain nothing: the transform of a
+// block is one long chain, and crossing to the upper half costs more than the instructions saved.)
 #pragma once
 
 #include <utility>
@@ -12,7 +13,7 @@ namespace zelj {
 
 template <class T, int kRowCount>
 struct Rows {
-  using Tag = hn::CappedTag<T, kRowCount * 16 / sizeof(T)>;
+  using Tag = hn::CappedTag<T, 32 / sizeof(T)>;
   static constexpr int kRows = kRowCount;
   static constexpr int kLanes = static_cast<int>(hn::MaxLanes(Tag()));
   static constexpr int kVectors = kRowCount * 16 / static_cast<int>(sizeof(T)) / kLanes;
@@ -26,7 +27,8 @@ template <class R, class F>
 HWY_INLINE R makeRows(F make) {
   return [&]<int... i>(std::integer_sequence<int, i...>) {
     return R{{make(std::integral_constant<int, i>())...}};
-  }(std::make_integer_sequence<int, R::kVectors>());
+  }
+  (std::make_integer_sequence<int, R::kVectors>());
 }
 
 // f of all vectors of the operands.
@@ -173,14 +175,22 @@ HWY_INLINE Rows<T, 2> secondRows(Rows<T, 2> a, Rows<T, 2> b) {
   }
 }
 
+// The second row of one and the first of the other.
+template <class T>
+HWY_INLINE Rows<T, 2> innerRows(Rows<T, 2> a, Rows<T, 2> b) {
+  if constexpr (a.kVectors == 1) {
+    return {{hn::ConcatLowerUpper(typename Rows<T, 2>::Tag(), b.v[0], a.v[0])}};
+  } else {
+    return {{a.v[1], b.v[0]}};
+  }
+}
+
 // Four rows.
 
 template <class T>
 HWY_INLINE Rows<T, 4> combined(Rows<T, 2> a, Rows<T, 2> b) {
   using R = Rows<T, 4>;
-  if constexpr (R::kVectors == 1) {
-    return {{hn::Combine(typename R::Tag(), b.v[0], a.v[0])}};
-  } else if constexpr (R::kVectors == 2) {
+  if constexpr (R::kVectors == 2) {
     return {{a.v[0], b.v[0]}};
   } else {
     return {{a.v[0], a.v[1], b.v[0], b.v[1]}};
@@ -189,9 +199,7 @@ HWY_INLINE Rows<T, 4> combined(Rows<T, 2> a, Rows<T, 2> b) {
 
 template <class T>
 HWY_INLINE Rows<T, 2> lowerRows(Rows<T, 4> x) {
-  if constexpr (x.kVectors == 1) {
-    return {{hn::LowerHalf(x.v[0])}};
-  } else if constexpr (x.kVectors == 2) {
+  if constexpr (x.kVectors == 2) {
     return {{x.v[0]}};
   } else {
     return {{x.v[0], x.v[1]}};
@@ -199,31 +207,20 @@ HWY_INLINE Rows<T, 2> lowerRows(Rows<T, 4> x) {
 }
 template <class T>
 HWY_INLINE Rows<T, 2> upperRows(Rows<T, 4> x) {
-  if constexpr (x.kVectors == 1) {
-    return {{hn::UpperHalf(typename Rows<T, 2>::Tag(), x.v[0])}};
-  } else if constexpr (x.kVectors == 2) {
+  if constexpr (x.kVectors == 2) {
     return {{x.v[1]}};
   } else {
     return {{x.v[2], x.v[3]}};
   }
 }
 
-// From the first halves of eight rows and their second halves, rows 2 i and 2 i + 1 sharing a lane, to eight rows.
-struct Rows8 {
-  Rows4 upper, lower;
-};
-HWY_INLINE Rows8 zippedRows(Rows4 first, Rows4 second) {
-#if HWY_ARCH_X86 && HWY_TARGET <= HWY_AVX3
-  const auto merged = [&](Zel64s i) {
-    const __m512i index = _mm512_setr_epi64(i, i + 8, i + 1, i + 9, i + 2, i + 10, i + 3, i + 11);
-    return Rows4{{{_mm512_permutex2var_epi64(first.v[0].raw, index, second.v[0].raw)}}};
-  };
-  return {merged(0), merged(4)};
-#else
-  const Rows4 even = each(firstHalves, first, second), odd = each(secondHalves, first, second);
-  const auto half = [](Rows2 a, Rows2 b) { return combined(firstRows(a, b), secondRows(a, b)); };
-  return {half(lowerRows(even), lowerRows(odd)), half(upperRows(even), upperRows(odd))};
+// Odd lanes of one with even lanes of another. (hn::OddEven needs a mask register from AVX-512 up.)
+template <class V>
+HWY_INLINE V oddEven16(V odd, V even) {
+#if HWY_ARCH_X86 && HWY_TARGET <= HWY_AVX2
+  if constexpr (sizeof(odd.raw) == 32) return V{_mm256_blend_epi16(even.raw, odd.raw, 0xAA)};
 #endif
+  return hn::OddEven(odd, even);
 }
 
 // Lane i: a[2i] b[2i] + a[2i+1] b[2i+1] of 16-bit lanes in 32 bits, wrapping.

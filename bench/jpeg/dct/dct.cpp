@@ -1,5 +1,5 @@
-// One block at a time, as codecs call: the fused forward transform beside the peer's three kernels for the same job, the
-// inverse ones beside the peer's.
+// One block at a time, as codecs call: the fused forward transform beside the peer's three kernels for the same job,
+// the inverse ones beside the peer's.
 #include <array>
 
 #include "support/measure.h"
@@ -72,9 +72,8 @@ void measureBlocks(const char* work, const char* who, F f) {
 
 using Inverse = ZelStatus (*)(const Zel16s*, Zel8u*, int, const Zel16u*);
 void measureInverse(const char* work, Inverse inverse) {
-  measureBlocks(work, "zelj", [inverse](Data& d, int b) {
-    inverse(d.coefficients[b], d.decoded[0] + 8 * b, kStep, d.inverse);
-  });
+  measureBlocks(work, "zelj",
+                [inverse](Data& d, int b) { inverse(d.coefficients[b], d.decoded[0] + 8 * b, kStep, d.inverse); });
 }
 
 void registerAll() {
@@ -90,9 +89,8 @@ void registerAll() {
     fdct(block);
     quantize(d.result[b], d.divisors, block);
   });
-  measureBlocks("dct/forward 16s", "zelj", [](Data& d, int b) {
-    zeliDCTQuantFwd8x8_JPEG_16s_C1(d.shifted[b], d.result[b], d.forward);
-  });
+  measureBlocks("dct/forward 16s", "zelj",
+                [](Data& d, int b) { zeliDCTQuantFwd8x8_JPEG_16s_C1(d.shifted[b], d.result[b], d.forward); });
   measureBlocks("dct/forward 12 bits", "zelj", [](Data& d, int b) {
     zeliDCTQuantFwd8x8LS_JPEG_16u16s_C1R(d.samples12[0] + 8 * b, 2 * kStep, d.result[b], d.floatForward);
   });
@@ -101,9 +99,8 @@ void registerAll() {
   measureBlocks("dct/inverse 8u", "libjpeg-turbo", [idct = turbo_idct_islow()](Data& d, int b) {
     idct(d.inverse, d.coefficients[b], d.outRows, static_cast<unsigned>(8 * b));
   });
-  measureBlocks("dct/inverse 16s", "zelj", [](Data& d, int b) {
-    zeliDCTQuantInv8x8_JPEG_16s_C1(d.coefficients[b], d.result[b], d.inverse);
-  });
+  measureBlocks("dct/inverse 16s", "zelj",
+                [](Data& d, int b) { zeliDCTQuantInv8x8_JPEG_16s_C1(d.coefficients[b], d.result[b], d.inverse); });
   measureInverse("dct/inverse of a 4x4 corner", zeliDCTQuantInv8x8LS_4x4_JPEG_16s8u_C1R);
   measureInverse("dct/inverse of a 2x2 corner", zeliDCTQuantInv8x8LS_2x2_JPEG_16s8u_C1R);
   measureInverse("dct/inverse of the DC term", zeliDCTQuantInv8x8LS_1x1_JPEG_16s8u_C1R);

@@ -56,9 +56,12 @@ constexpr ForwardTables forwardTables() {
   setBytes(t.differences16, 16, -16, 16, -16);
   setBytes(t.differencesOpposed16, 16, -16, -16, 16);
   for (int dword = 0; dword < 16; ++dword) {
-    const Factors f = kSets[setOf(dword / 2)]; // the row
-    const int even[4][4] = {{f.A, f.A, f.A, f.A}, {f.F, f.G, -f.G, -f.F}, {f.A, -f.A, -f.A, f.A}, {f.G, -f.F, f.F, -f.G}};
-    const int odd[4][4] = {{f.B, f.C, f.D, f.E}, {f.C, -f.E, -f.B, -f.D}, {f.D, -f.B, f.E, f.C}, {f.E, -f.D, f.C, -f.B}};
+    constexpr int rowOf[8] = {0, 5, 2, 1, 4, 7, 6, 3};
+    const Factors f = kSets[setOf(rowOf[dword / 2])];
+    const int even[4][4] = {
+        {f.A, f.A, f.A, f.A}, {f.F, f.G, -f.G, -f.F}, {f.A, -f.A, -f.A, f.A}, {f.G, -f.F, f.F, -f.G}};
+    const int odd[4][4] = {
+        {f.B, f.C, f.D, f.E}, {f.C, -f.E, -f.B, -f.D}, {f.D, -f.B, f.E, f.C}, {f.E, -f.D, f.C, -f.B}};
     for (int i = 0; i < 4; ++i) { // outputs 0 2, 1 3, 4 6, 5 7
       const int output = 2 * (i / 2) + dword % 2;
       for (int exchanged = 0; exchanged < 2; ++exchanged) {
@@ -104,8 +107,8 @@ constexpr InverseTables::RowFactors inverseRows(bool lower) {
   return t;
 }
 
-// Dwords S0 S1 S2 S3 from columns 0 2 4 6 1 3 5 7 as they stand (k[0]) and with neighbours exchanged (k[1]). Row 4 counts
-// for nothing.
+// Dwords S0 S1 S2 S3 from columns 0 2 4 6 1 3 5 7 as they stand (k[0]) and with neighbours exchanged (k[1]). Row 4
+// counts for nothing.
 constexpr InverseTables::RowFactors reducedRows(bool lower) {
   InverseTables::RowFactors t{};
   for (int dword = 0; dword < 16; ++dword) {
@@ -156,7 +159,6 @@ constexpr InverseTables inverseTables() {
   setIndex(t.evenOdd, {0, 1, 4, 5, 8, 9, 12, 13, 2, 3, 6, 7, 10, 11, 14, 15});
   setIndex(t.naturalBytes, {0, 1, 2, 3, 7, 6, 5, 4, 8, 9, 10, 11, 15, 14, 13, 12});
   setIndex(t.firstTwo, {0, 1, 2, 3, 128, 128, 128, 128, 128, 128, 128, 128, 128, 128, 128, 128});
-  setIndex(t.fourMeans, {0, 1, 2, 3, 10, 11, 8, 9, 0, 1, 2, 3, 10, 11, 8, 9});
   t.tangents = rowConstants<RowConstants4>({0, kTan1, kTan2, kTan3Less1});
   t.whole = rowConstants<RowConstants4>({-1, 0, 0, -1});
   t.cos4 = rows2(kCos4Less1, kCos4Less1);

@@ -19,8 +19,8 @@ struct ForwardTables {
   RowConstants2 firstOdd, secondOdd, levelShift;
   // Weights of two neighbouring bytes, for the first and for the second row.
   alignas(32) Zel8s sums8[32], sumDifference8[32], differences8[32], differences16[32], differencesOpposed16[32];
-  // Row transform, [rows 0 1, 2 3, 4 5, 6 7 or below][outputs j and j + 2, j = 0, 1, 4, 5][inputs as they stand, with
-  // neighbours exchanged]. Two rows share a lane: dwords 0 and 1 give outputs of the one, 2 and 3 of the other.
+  // Row transform, [outputs j and j + 2, j = 0, 1, 4, 5][inputs as they stand, with neighbours exchanged]. Two rows
+  // share a lane, 0 5, 2 1, 4 7 and 6 3: dwords 0 and 1 give outputs of the one, 2 and 3 of the other.
   alignas(64) Zel16s rows[4][2][4 * 8];
   alignas(64) Zel8u mirrored[64], bytePairs[64];
 };
@@ -33,9 +33,9 @@ struct InverseTables {
   } upper, lower, reducedUpper, reducedLower;
   alignas(64) Zel8u columns[4][64]; // pairs of columns, four times each
   alignas(64) Zel8u evenOdd[64];    // columns 0 2 4 6 1 3 5 7
-  alignas(64) Zel8u naturalBytes[64], firstTwo[64], fourMeans[64];
-  // Rows 0, 1, 2 and 3 times 1, tan(pi / 16), tan(2 pi / 16) and tan(3 pi / 16), as the high half of a product and, where
-  // `whole` is set, the row itself.
+  alignas(64) Zel8u naturalBytes[64], firstTwo[64];
+  // Rows 0, 1, 2 and 3 times 1, tan(pi / 16), tan(2 pi / 16) and tan(3 pi / 16), as the high half of a product and,
+  // where `whole` is set, the row itself.
   RowConstants4 tangents, whole;
   RowConstants2 cos4, tan1, tangents13, second, emptyRow2;
   // Row transform to two means: factors of columns 0..7 for the first and the second, of rows 1 3, 7 5 and 0 0.

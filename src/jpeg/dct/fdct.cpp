@@ -41,7 +41,7 @@ struct Butterflies {
 };
 
 struct Columns {
-  Rows2 r02, r13, r46, r57;
+  Rows2 r02, r46, r51, r73;
 };
 
 HWY_INLINE Rows2 constants(const RowConstants2& c) {
@@ -54,18 +54,21 @@ HWY_INLINE Columns transformColumns(Butterflies x) {
   const Rows2 firstOdd = constants(kForward.firstOdd), secondOdd = constants(kForward.secondOdd);
   const Rows2 ef = bitwiseOr(timesHigh(x.differences16and25, constants(kForward.cos4)), firstOdd);
   const Rows2 gi = Sum::add(x.differences07and34, ef), hj = Sum::sub(x.differences07and34, ef);
-  const Rows2 tan1 = timesHigh(exchanged(gi), constants(kForward.tan1));
+  const Rows2 tan1 = timesHigh(gi, constants(kForward.tan1)), ig = exchanged(gi);
   const Rows2 tan3 = plus(timesHigh(hj, constants(kForward.tan3)), hj), jh = exchanged(hj);
   return {bitwiseOr(Sum::add(ab, joined(cd, timesHigh(cd, tan2))), secondOdd),
-          joined(bitwiseOr(Sum::add(tan1, gi), firstOdd), Sum::sub(jh, tan3)),
           bitwiseOr(Sum::sub(joined(ab, timesHigh(ab, tan2)), cd), secondOdd),
-          joined(Sum::add(jh, tan3), Sum::sub(tan1, gi))};
+          bitwiseOr(joined(Sum::add(jh, tan3), Sum::add(tan1, ig)), secondOdd),
+          joined(Sum::sub(tan1, ig), Sum::sub(jh, tan3))};
 }
 
-// The coefficients, eight rows.
+// The coefficients.
+struct Rows8 {
+  Rows2 r01, r23, r45, r67;
+};
 template <class Sum>
 HWY_INLINE Rows8 transformRows(Columns y) {
-  const Rows4 even = combined(y.r02, y.r46), odd = combined(y.r13, y.r57);
+  const Rows4 even = combined(y.r02, y.r46), odd = combined(y.r51, y.r73);
   const Rows4 left = each(firstHalves, even, odd), right = each(secondHalves, even, odd);
   const Rows4 in[2] = {Sum::add(left, right), Sum::sub(left, right)};
   const Rows4 neighbours[2] = {each(neighbourDwords, in[0]), each(neighbourDwords, in[1])};
@@ -76,17 +79,20 @@ HWY_INLINE Rows8 transformRows(Columns y) {
   // (x + 2^19) >> 20 of each sum: its low 16 bits don't count.
   const auto rounded = [](auto evenOutputs, auto oddOutputs) {
     const hn::RepartitionToNarrow<hn::DFromV<decltype(evenOutputs)>> d;
-    const auto high = hn::OddEven(hn::BitCast(d, oddOutputs), hn::BitCast(d, hn::ShiftRight<16>(evenOutputs)));
+    const auto high = oddEven16(hn::BitCast(d, oddOutputs), hn::BitCast(d, hn::ShiftRight<16>(evenOutputs)));
     return hn::ShiftRight<4>(hn::Add(high, hn::Set(d, 8)));
   };
-  return zippedRows(each(rounded, outputs(0), outputs(1)), each(rounded, outputs(2), outputs(3)));
+  const Rows4 first = each(rounded, outputs(0), outputs(1)), second = each(rounded, outputs(2), outputs(3));
+  const Rows4 evenRows = each(firstHalves, first, second), oddRows = each(secondHalves, first, second);
+  const Rows2 r02 = lowerRows(evenRows), r46 = upperRows(evenRows), r51 = lowerRows(oddRows), r73 = upperRows(oddRows);
+  return {joined(r02, r51), secondRows(r02, r73), firstRows(r46, r51), innerRows(r46, r73)};
 }
 
 // c t / 32768 to the nearest integer, ties to even; |c| <= 2048, so nothing overflows. With u = t - 32768, which is
-// signed, the quotient is c more than that of c u. Halves rounded up and halves rounded down, which is minus the rounded
-// product with -u, differ in their lowest bit for ties alone: the even one is the first with that bit cleared where the
-// second has it clear.
-HWY_INLINE Rows4 quantised(Rows4 c, Rows<Zel16u, 4> table) {
+// signed, the quotient is c more than that of c u. Halves rounded up and halves rounded down, which is minus the
+// rounded product with -u, differ in their lowest bit for ties alone: the even one is the first with that bit cleared
+// where the second has it clear.
+HWY_INLINE Rows2 quantised(Rows2 c, const Zel16u* table) {
   return each(
       [](auto x, auto t16) {
         const hn::DFromV<decltype(x)> d;
@@ -95,14 +101,14 @@ HWY_INLINE Rows4 quantised(Rows4 c, Rows<Zel16u, 4> table) {
         const auto halfDown = hn::Xor(hn::MulFixedPoint15(x, hn::Sub(offset, t)), x); // its lowest bit
         return hn::And(halfUp, hn::Or(halfDown, hn::Set(d, -2)));
       },
-      c, table);
+      c, loadRows<Rows<Zel16u, 2>>(table));
 }
 
 template <class Sum>
 HWY_INLINE void finish(Columns y, Zel16s* dst, const Zel16u* table) {
   const Rows8 c = transformRows<Sum>(y);
-  storeRows(quantised(c.upper, loadRows<Rows<Zel16u, 4>>(table)), dst);
-  storeRows(quantised(c.lower, loadRows<Rows<Zel16u, 4>>(table + 32)), dst + 32);
+  const Rows2 rows[4] = {c.r01, c.r23, c.r45, c.r67};
+  for (int i = 0; i < 4; ++i) storeRows(quantised(rows[i], table + 16 * i), dst + 16 * i);
 }
 
 // Rows a and b of samples, byte by byte in turn, in both rows.

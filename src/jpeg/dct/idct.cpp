@@ -1,5 +1,5 @@
-// Dequantisation with inverse DCT in 16-bit fixed point: along the rows by sums of products on four rows at a time, then
-// down the columns, all in registers. No step depends on the data.
+// Dequantisation with inverse DCT in 16-bit fixed point: along the rows by sums of products on four rows at a time,
+// then down the columns, all in registers. No step depends on the data.
 #include "frame/checks.h"
 #include "frame/implementations.h"
 #include "jpeg/dct/idct_steps.h"
@@ -22,8 +22,8 @@ HWY_INLINE OutputRows transformColumns(Rows4 upper, Rows4 lower) {
 }
 
 HWY_INLINE OutputRows transform(const Zel16s* src, const Zel16u* table) {
-  return transformColumns(transformRows(dequantised<Rows4>(src, table), kInverse.upper),
-                          transformRows(dequantisedLower(src, table), kInverse.lower));
+  const Rows4 lower = transformRows(dequantisedLower(src, table), kInverse.lower); // first: more waits for these
+  return transformColumns(transformRows(dequantised<Rows4>(src, table), kInverse.upper), lower);
 }
 
 HWY_INLINE void storeBlock(OutputRows x, Zel16s* dst) {

@@ -7,14 +7,13 @@
 namespace zelj {
 namespace {
 
-// Rows of four means, twice in each row.
+// Rows of means 0 1 . . 3 2 . .
 HWY_INLINE Rows4 transformRows4(Rows4 x, const InverseTables::RowFactors& factors) {
   const Rows4 evenOdd = bytesByIndex(x, kInverse.evenOdd);
   const auto s = plus(plus(products(evenOdd, factors.k[0]), loadRows<Rows<Zel32s, 4>>(factors.rounding)),
                       products(each(neighbourDwords, evenOdd), factors.k[1]));
   const auto swapped = each(halvesSwapped, s);
-  // 0 1 . . 3 2 . .
-  return bytesByIndex(packedRows<12>(plus(s, swapped), minus(s, swapped)), kInverse.fourMeans);
+  return packedRows<12>(plus(s, swapped), minus(s, swapped));
 }
 
 HWY_INLINE void store4x4(const Zel16s* src, const Zel16u* table, Zel8u* dst, int step) {
@@ -24,22 +23,25 @@ HWY_INLINE void store4x4(const Zel16s* src, const Zel16u* table, Zel8u* dst, int
   const Halves b0t = butterfly(lowerRows(spem), upperRows(spem)), uv = butterfly(lowerRows(dqen), upperRows(dqen));
   const Halves z2w2 = rotated45(b0t.difference, uv.difference);
   // Row 4 is zero, so S and D are both row 0.
-  const Halves a = butterfly(plusSaturated(lowerRows(spem), lowerRows(dqen)), plusSaturated(upperRows(spem), upperRows(dqen)));
+  const Halves a =
+      butterfly(plusSaturated(lowerRows(spem), lowerRows(dqen)), plusSaturated(upperRows(spem), upperRows(dqen)));
   const Halves out = butterfly(firstRows(a.sum, a.difference),
                                secondRows(plusSaturated(z2w2.sum, b0t.sum), plusSaturated(uv.sum, z2w2.difference)));
   const auto bytes = samples(shiftedRight<6>(out.sum), shiftedRight<6>(out.difference)); // rows 0 3 1 2
   alignas(32) Zel8u rows[32];
   storeRows(bytes, rows);
   constexpr int kPlaces[4] = {0, 16, 24, 8};
-  for (int y = 0; y < 4; ++y) hwy::CopyBytes<4>(rows + kPlaces[y], row(dst, step, y));
+  for (int y = 0; y < 4; ++y) { // 0 1 . . . . 2 3
+    hwy::CopyBytes<2>(rows + kPlaces[y], row(dst, step, y));
+    hwy::CopyBytes<2>(rows + kPlaces[y] + 6, row(dst, step, y) + 2);
+  }
 }
 
 // Two rows of two means, four times each.
 HWY_INLINE Rows2 meansOf(Rows2 x, const InverseTables::MeanFactors& factors) {
   const auto first = products(x, factors.k[0]), second = products(x, factors.k[1]);
   const auto halfSums = plus(each(firstHalves, first, second), each(secondHalves, first, second));
-  const auto sums =
-      plus(plus(halfSums, each(neighbourDwords, halfSums)), loadRows<Rows<Zel32s, 2>>(factors.rounding));
+  const auto sums = plus(plus(halfSums, each(neighbourDwords, halfSums)), loadRows<Rows<Zel32s, 2>>(factors.rounding));
   return packedRows<12>(sums, sums); // 0 0 1 1
 }
 
@@ -53,7 +55,8 @@ HWY_INLINE void store2x2(const Zel16s* src, const Zel16u* table, Zel8u* dst, int
               r75 = meansOf(dequantisedRows(src, table, 7, 5), kInverse.means75),
               r0 = meansOf(dequantisedRows(src, table, 0, 0), kInverse.means0);
   const auto tangents = [](Rows2 x) {
-    return plus(timesHigh(x, loadRows<Rows2>(kInverse.tangents13.k)), bitwiseAnd(x, loadRows<Rows2>(kInverse.second.k)));
+    return plus(timesHigh(x, loadRows<Rows2>(kInverse.tangents13.k)),
+                bitwiseAnd(x, loadRows<Rows2>(kInverse.second.k)));
   };
   const Rows2 pm = plusSaturated(r13, tangents(r75)), tangents13 = tangents(r13);
   const Rows2 qn = joined(minusSaturated(tangents13, r75), minusSaturated(r75, tangents13));

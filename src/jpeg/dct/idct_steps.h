@@ -60,9 +60,7 @@ template <class R>
 HWY_INLINE R differences(R a, R b) {
   R r = minusSaturated(a, b);
   using Tag = typename R::Tag;
-  if constexpr (R::kVectors == 1) {
-    r.v[0] = hn::IfThenElse(hn::FirstN(Tag(), 24), r.v[0], hn::SaturatedSub(b.v[0], a.v[0]));
-  } else if constexpr (R::kVectors == 2) {
+  if constexpr (R::kVectors == 2) {
     r.v[1] = hn::ConcatUpperLower(Tag(), hn::SaturatedSub(b.v[1], a.v[1]), r.v[1]);
   } else {
     r.v[3] = hn::SaturatedSub(b.v[3], a.v[3]);
@@ -88,12 +86,13 @@ struct OutputRows {
   Rows2 r01, r32, r45, r76;
 };
 
-// The last steps of the column transform, from the halves a0, a3, a1, a2 of the even part in the first row and b0, T, U, V
-// of the odd part in the second.
+// The last steps of the column transform, from the halves a0, a3, a1, a2 of the even part in the first row and b0, T,
+// U, V of the odd part in the second.
 HWY_INLINE OutputRows outputRows(Rows2 a0b0, Rows2 a3t, Rows2 a1u, Rows2 a2v) {
   const Halves z2w2 = rotated45(a3t, a2v);
-  const Halves outer = butterfly(firstRows(a0b0, a1u), secondRows(a0b0, z2w2.sum));
-  const Halves inner = butterfly(firstRows(a3t, a2v), secondRows(a1u, z2w2.difference));
+  const Rows2 b0a0 = exchanged(a0b0), ua1 = exchanged(a1u), va2 = exchanged(a2v); // while Z2 and W2 are under way
+  const Halves outer = butterfly(joined(a0b0, ua1), joined(b0a0, z2w2.sum));
+  const Halves inner = butterfly(joined(a3t, va2), joined(ua1, z2w2.difference));
   return {shiftedRight<6>(outer.sum), shiftedRight<6>(inner.sum), shiftedRight<6>(inner.difference),
           shiftedRight<6>(outer.difference)};
 }

@@ -115,7 +115,8 @@ TEST(ForwardDct, TwelveBitSamples) {
     Region<Zel32f> table(8, 8);
     Region<Zel16s> result(8, 8);
     samples.fill([&](int, int) { return random.in(0, trial % 4 ? 4095 : 65535); });
-    table.fill([&](int, int) { return 1.0f / static_cast<float>(random.in(1, trial % 2 ? 4 : 4000)) * (trial % 7 ? 1 : 99); });
+    table.fill(
+        [&](int, int) { return 1.0f / static_cast<float>(random.in(1, trial % 2 ? 4 : 4000)) * (trial % 7 ? 1 : 99); });
     float x[8][8];
     for (int i = 0; i < 64; ++i) x[i / 8][i % 8] = static_cast<float>(wrap16(samples.get(i % 8, i / 8))) - 2048.0f;
     for (auto& row : x) forwardFloat(row);
@@ -127,10 +128,12 @@ TEST(ForwardDct, TwelveBitSamples) {
     }
     ASSERT_EQ(zeliDCTQuantFwd8x8LS_JPEG_16u16s_C1R(samples.data(), samples.step(), result.data(), table.data()),
               zelStatusOk);
-    ASSERT_TRUE(equals(result, [&](int u, int v) {
-      const float scaled = x[v][u] * static_cast<float>(f[v] * f[u] / 8);
-      return sat(static_cast<int64_t>(std::nearbyint(scaled * table.get(u, v))));
-    })) << "trial " << trial;
+    ASSERT_TRUE(equals(result,
+                       [&](int u, int v) {
+                         const float scaled = x[v][u] * static_cast<float>(f[v] * f[u] / 8);
+                         return sat(static_cast<int64_t>(std::nearbyint(scaled * table.get(u, v))));
+                       }))
+        << "trial " << trial;
   }
 }
 

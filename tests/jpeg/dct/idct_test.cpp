@@ -63,9 +63,9 @@ TEST(InverseDct, AgreesWithTheModel) {
 TEST(InverseDct, DcTermAlone) {
   const struct {
     int c, q, expected;
-  } cases[] = {{0, 1, 128},     {4, 1, 128},     {7, 1, 128},   {8, 1, 129},   {-1, 1, 127},   {-4, 1, 127}, {1008, 1, 254},
-               {1024, 1, 255},  {-1024, 1, 0},   {-3, 100, 90}, {-32768, 1, 0}, {32639, 8, 255},
-               {32640, 8, 0},   {32767, 9, 0},   {-32768, 65535, 255}}; // the last three leave 16 bits
+  } cases[] = {{0, 1, 128},    {4, 1, 128},    {7, 1, 128},         {8, 1, 129},   {-1, 1, 127},   {-4, 1, 127},
+               {1008, 1, 254}, {1024, 1, 255}, {-1024, 1, 0},       {-3, 100, 90}, {-32768, 1, 0}, {32639, 8, 255},
+               {32640, 8, 0},  {32767, 9, 0},  {-32768, 65535, 255}}; // the last three leave 16 bits
   for (const auto& c : cases) {
     Region<Zel16s> block(1, 1);
     Region<Zel16u> table(1, 1);
@@ -158,9 +158,8 @@ TEST(InverseDct, TwelveBitSamples) {
     }
     ASSERT_EQ(zeliDCTQuantInv8x8LS_JPEG_16s16u_C1R(block.data(), samples.data(), samples.step(), table.data()),
               zelStatusOk);
-    ASSERT_TRUE(equals(samples, [&](int u, int v) {
-      return std::clamp(std::trunc(x[v][u] + 2048.0f), 0.0f, 4095.0f);
-    })) << "trial " << trial;
+    ASSERT_TRUE(equals(samples, [&](int u, int v) { return std::clamp(std::trunc(x[v][u] + 2048.0f), 0.0f, 4095.0f); }))
+        << "trial " << trial;
   }
 }
 

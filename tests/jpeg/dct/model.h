@@ -90,7 +90,8 @@ inline int quantised(int c, int t) {
 inline void inverseRow(int* x, int row) {
   constexpr int rounding[8] = {65536, 2901, 2260, 1704, 1024, 455, 512, 373};
   const Factors k = factorsOf(row);
-  const int64_t n = rounding[row], x0 = x[0], x1 = x[1], x2 = x[2], x3 = x[3], x4 = x[4], x5 = x[5], x6 = x[6], x7 = x[7];
+  const int64_t n = rounding[row], x0 = x[0], x1 = x[1], x2 = x[2], x3 = x[3], x4 = x[4], x5 = x[5], x6 = x[6],
+                x7 = x[7];
   const int64_t a[4] = {k.A * x0 + k.F * x2 + k.A * x4 + k.G * x6 + n, k.A * x0 + k.G * x2 - k.A * x4 - k.F * x6 + n,
                         k.A * x0 - k.G * x2 - k.A * x4 + k.F * x6 + n, k.A * x0 - k.F * x2 + k.A * x4 - k.G * x6 + n};
   const int64_t b[4] = {k.B * x1 + k.C * x3 + k.D * x5 + k.E * x7, k.C * x1 - k.E * x3 - k.B * x5 - k.D * x7,
@@ -156,7 +157,8 @@ inline Block inverseTo4x4(const Block& x) {
   for (size_t u = 0; u < 4; ++u) {
     const Column c = columnParts(&y[u]);
     const int e = sat(c.e0 + c.e1), twice = sat(2 * y[u]), a = sat(twice + e), a2 = sat(twice - e);
-    const int r0 = sat(c.z2 + c.b0), r1 = sat(c.u + c.w2), rows[4] = {sat(a + r0), sat(a2 + r1), sat(a2 - r1), sat(a - r0)};
+    const int r0 = sat(c.z2 + c.b0), r1 = sat(c.u + c.w2),
+              rows[4] = {sat(a + r0), sat(a2 + r1), sat(a2 - r1), sat(a - r0)};
     for (size_t v = 0; v < 4; ++v) out[8 * v + u] = rows[v] >> 6;
   }
   return out;
@@ -200,10 +202,14 @@ inline std::array<double, 64> idealInverse(const Block& f) {
 // Values of a block: small ones, those of any size, or only extremes.
 inline int blockValue(Random& random, int trial, int small) {
   switch (trial % 4) {
-    case 0: return random.in(-small, small);
-    case 1: return random.in(-32768, 32767);
-    case 2: return random.oneOf({-32768, -32767, -1, 0, 1, 32766, 32767});
-    default: return random.in(0, 5) ? 0 : random.in(-small, small);
+    case 0:
+      return random.in(-small, small);
+    case 1:
+      return random.in(-32768, 32767);
+    case 2:
+      return random.oneOf({-32768, -32767, -1, 0, 1, 32766, 32767});
+    default:
+      return random.in(0, 5) ? 0 : random.in(-small, small);
   }
 }
 
