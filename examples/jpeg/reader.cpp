@@ -1,0 +1,192 @@
+#include "jpeg/reader.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace jpeg {
+namespace {
+
+int wordAt(ByteSpan bytes, size_t i) {
+  return bytes[i] << 8 | bytes[i + 1];
+}
+
+bool startsWith(ByteSpan bytes, const char* text, size_t length) {
+  return bytes.size() >= length && std::memcmp(bytes.data(), text, length) == 0;
+}
+
+// Whether the codes of a list fit their lengths (T.81 Annex C), and for DC tables whether the symbols are categories.
+bool isSound(const HuffmanList& list, bool dc) {
+  int code = 0;
+  for (int length = 1; length <= 16; ++length) {
+    code = 2 * code + list.bits[length - 1];
+    if (code > 1 << length) return false;
+  }
+  return !dc || std::all_of(list.values, list.values + symbolCount(list), [](int v) { return v < 16; });
+}
+
+} // namespace
+
+int MarkerReader::next(size_t& skipped) {
+  skipped = 0;
+  while (position_ + 1 < file_.size()) {
+    const int code = file_[position_ + 1];
+    if (file_[position_] != 0xFF || code == 0) {
+      ++position_;
+      ++skipped;
+    } else if (code == 0xFF) {
+      ++position_; // a fill byte
+    } else {
+      position_ += 2;
+      return code;
+    }
+  }
+  skipped += file_.size() - position_;
+  position_ = file_.size();
+  return 0;
+}
+
+ByteSpan MarkerReader::segment(bool& ok) {
+  ok = position_ + 2 <= file_.size();
+  if (!ok) return {};
+  const auto length = static_cast<size_t>(wordAt(file_, position_));
+  ok = length >= 2 && length <= file_.size() - position_;
+  if (!ok) return {};
+  const ByteSpan body = file_.subspan(position_ + 2, length - 2);
+  position_ += length;
+  return body;
+}
+
+Error readQuantTables(ByteSpan segment, Header& header) {
+  while (!segment.empty()) {
+    const int precision = segment[0] >> 4, id = segment[0] & 15;
+    const size_t size = precision ? 128 : 64;
+    if (precision > 1 || id > 3 || segment.size() < 1 + size) return fail("bad quantisation table");
+    const ByteSpan steps = segment.subspan(1, size);
+    if (precision == 0) {
+      zeliQuantInvTableInit_JPEG_8u16u(steps.data(), header.quantTables[id]);
+    } else {
+      for (size_t k = 0; k < 64; ++k) {
+        header.quantTables[id][kNaturalOrder[k]] = static_cast<uint16_t>(wordAt(steps, 2 * k));
+      }
+    }
+    const uint16_t* table = header.quantTables[id];
+    if (std::count(table, table + 64, 0)) return fail("a quantisation table holds a zero");
+    header.quantDefined[id] = true;
+    header.quantIs16Bit[id] = precision == 1;
+    segment = segment.subspan(1 + size);
+  }
+  return {};
+}
+
+Error readHuffmanTables(ByteSpan segment, Header& header) {
+  while (!segment.empty()) {
+    const int tableClass = segment[0] >> 4, id = segment[0] & 15;
+    if (tableClass > 1 || id > 3 || segment.size() < 17) return fail("bad Huffman table");
+    HuffmanList list{};
+    std::copy_n(segment.begin() + 1, 16, list.bits);
+    const auto count = static_cast<size_t>(symbolCount(list));
+    if (count > 256 || segment.size() < 17 + count) return fail("bad Huffman table");
+    std::copy_n(segment.begin() + 17, count, list.values);
+    if (!isSound(list, tableClass == 0)) return fail("bad Huffman table");
+
+    ZeliDecodeHuffmanSpec* spec = nullptr;
+    if (zeliDecodeHuffmanSpecInitAlloc_JPEG_8u(list.bits, list.values, &spec) != zelStatusOk) {
+      return fail("bad Huffman table");
+    }
+    (tableClass ? header.ac : header.dc)[id].reset(spec);
+    segment = segment.subspan(17 + count);
+  }
+  return {};
+}
+
+Error readRestartInterval(ByteSpan segment, Header& header) {
+  if (segment.size() != 2) return fail("bad restart interval");
+  header.restartInterval = wordAt(segment, 0);
+  return {};
+}
+
+Error readFrame(int process, ByteSpan segment, Header& header) {
+  if (header.process) return fail("a second frame; hierarchical files are not supported");
+  if (segment.size() < 6) return fail("bad frame header");
+  Frame& frame = header.frame;
+  frame.bits = segment[0];
+  frame.height = wordAt(segment, 1);
+  frame.width = wordAt(segment, 3);
+  const size_t count = segment[5];
+  if (segment.size() != 6 + 3 * count || count == 0 || count > 4) return fail("bad frame header");
+  for (size_t i = 0; i < count; ++i) {
+    const ByteSpan entry = segment.subspan(6 + 3 * i, 3);
+    Component c;
+    c.id = entry[0];
+    c.h = entry[1] >> 4;
+    c.v = entry[1] & 15;
+    c.quantTable = entry[2];
+    if (c.h < 1 || c.h > 4 || c.v < 1 || c.v > 4 || c.quantTable > 3) return fail("bad frame header");
+    for (const Component& other : frame.components) {
+      if (other.id == c.id) return fail("two components have one name");
+    }
+    frame.components.push_back(c);
+  }
+  header.process = process;
+  if (frame.width == 0) return fail("the image is empty");
+  if (frame.height == 0) return fail("the number of lines comes behind the first scan (DNL), which is not supported");
+  layOut(frame);
+  return {};
+}
+
+Error readScan(ByteSpan segment, const Header& header, ScanHeader& scan) {
+  if (!header.process) return fail("a scan without a frame");
+  const size_t count = segment.empty() ? 0 : segment[0];
+  if (count < 1 || count > 4 || segment.size() != 4 + 2 * count) return fail("bad scan header");
+  int blocks = 0;
+  for (size_t i = 0; i < count; ++i) {
+    const int id = segment[1 + 2 * i], tables = segment[2 + 2 * i];
+    const auto& all = header.frame.components;
+    const auto found = std::find_if(all.begin(), all.end(), [=](const Component& c) { return c.id == id; });
+    if (found == all.end()) return fail("a scan of an unknown component");
+    const int c = static_cast<int>(found - all.begin());
+    if (!scan.components.empty() && scan.components.back() >= c) return fail("components out of order in a scan");
+    if (tables >> 4 > 3 || (tables & 15) > 3) return fail("bad scan header");
+    scan.components.push_back(c);
+    scan.dcTable[c] = tables >> 4;
+    scan.acTable[c] = tables & 15;
+    blocks += found->h * found->v;
+    if (!header.quantDefined[found->quantTable]) return fail("a quantisation table is missing");
+    if (!header.dc[scan.dcTable[c]] || !header.ac[scan.acTable[c]]) return fail("a Huffman table is missing");
+  }
+  if (count > 1 && blocks > 10) return fail("more than 10 blocks in an MCU");
+  return {};
+}
+
+void readApplication(int marker, ByteSpan segment, Header& header) {
+  if (marker == kApp0 && startsWith(segment, "JFIF", 5)) header.jfif = true;
+  if (marker == kApp14 && segment.size() >= 12 && startsWith(segment, "Adobe", 5)) header.adobeTransform = segment[11];
+}
+
+const char* processName(int marker) {
+  switch (marker) {
+    case 0xC0: return "baseline";
+    case 0xC1: return "extended sequential";
+    case 0xC2: return "progressive";
+    case 0xC3: return "lossless";
+    case 0xC5: return "differential sequential";
+    case 0xC6: return "differential progressive";
+    case 0xC7: return "differential lossless";
+    case 0xC9: return "sequential arithmetic-coded";
+    case 0xCA: return "progressive arithmetic-coded";
+    case 0xCB: return "lossless arithmetic-coded";
+    case 0xCD: return "differential sequential arithmetic-coded";
+    case 0xCE: return "differential progressive arithmetic-coded";
+    case 0xCF: return "differential lossless arithmetic-coded";
+    default: return nullptr;
+  }
+}
+
+bool isYCbCr(const Header& header) {
+  if (header.adobeTransform) return *header.adobeTransform != 0;
+  if (header.jfif) return true;
+  const auto& c = header.frame.components;
+  return !(c[0].id == 'R' && c[1].id == 'G' && c[2].id == 'B');
+}
+
+} // namespace jpeg

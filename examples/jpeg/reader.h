@@ -1,0 +1,64 @@
+// Marker segments of a file, read and checked (T.81 Annex B).
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "jpeg/frame.h"
+#include "jpeg/huffman.h"
+#include "jpeg/jpeg.h"
+#include "jpeg/tables.h"
+
+namespace jpeg {
+
+// What the marker segments in front of a scan have told.
+struct Header {
+  int process = 0; // the SOF marker, 0 before it
+  Frame frame;
+  int restartInterval = 0;
+  std::optional<int> adobeTransform; // of the APP14 segment: 0 means that components are not converted
+  bool jfif = false;
+  uint16_t quantTables[4][64] = {}; // in natural order
+  bool quantDefined[4] = {}, quantIs16Bit[4] = {};
+  DecodeSpec dc[4], ac[4];
+};
+
+// The components of a scan with their tables.
+struct ScanHeader {
+  std::vector<int> components; // in the frame
+  int dcTable[4] = {}, acTable[4] = {}; // by component in the frame
+};
+
+// Walks through the markers of a file.
+class MarkerReader {
+ public:
+  explicit MarkerReader(ByteSpan file) : file_(file) {}
+
+  // The next marker, wherever it is: 0 at the end of the file. `skipped` tells of bytes that were passed over.
+  int next(size_t& skipped);
+
+  // The body of the marker segment that begins here, empty and `ok` false if it leads out of the file.
+  ByteSpan segment(bool& ok);
+
+  size_t position() const { return position_; }
+  void moveTo(size_t position) { position_ = position; }
+
+ private:
+  ByteSpan file_;
+  size_t position_ = 0;
+};
+
+Error readQuantTables(ByteSpan segment, Header& header);
+Error readHuffmanTables(ByteSpan segment, Header& header);
+Error readRestartInterval(ByteSpan segment, Header& header);
+Error readFrame(int process, ByteSpan segment, Header& header);
+Error readScan(ByteSpan segment, const Header& header, ScanHeader& scan);
+void readApplication(int marker, ByteSpan segment, Header& header);
+
+// The name of the coding process of a SOF marker, null for other markers.
+const char* processName(int marker);
+
+// Whether the three components are Y, Cb, Cr rather than R, G, B.
+bool isYCbCr(const Header& header);
+
+} // namespace jpeg

@@ -1,0 +1,62 @@
+// What the codec does with samples and blocks, in one overload for 8 bits and one for 12. The 8-bit ones are the library's
+// functions; for 12 bits the library has the transforms, and the rest is plain code. The transforms, colour conversions and
+// sampling functions fail by wrong arguments only, so their statuses are not looked at.
+#pragma once
+
+#include <algorithm>
+#include <cstdint>
+
+#include "jpeg/jpeg.h"
+#include "zelj.h"
+
+namespace jpeg {
+
+// Entries of the tables that the forward and the inverse transform take.
+template <class Sample>
+struct TransformTable;
+template <>
+struct TransformTable<Zel8u> {
+  using Entry = Zel16u;
+};
+template <>
+struct TransformTable<Zel16u> {
+  using Entry = Zel32f;
+};
+
+// Forward transform of 8 rows of 8 samples.
+inline void transformForward(const Zel8u* samples, int step, Zel16s* block, const Zel16u* table) {
+  zeliDCTQuantFwd8x8LS_JPEG_8u16s_C1R(samples, step, block, table);
+}
+inline void transformForward(const Zel16u* samples, int step, Zel16s* block, const Zel32f* table) {
+  zeliDCTQuantFwd8x8LS_JPEG_16u16s_C1R(samples, step, block, table);
+}
+
+// Inverse transform to size x size samples, size 8, 4, 2 or 1.
+void transformInverse(const Zel16s* block, Zel8u* samples, int step, const Zel16u* table, int size);
+void transformInverse(const Zel16s* block, Zel16u* samples, int step, const Zel32f* table, int size);
+
+// A row of R, G, B to three rows of Y, Cb, Cr and back.
+void convertForward(const Zel8u* rgb, Zel8u* const rows[3], int width);
+void convertForward(const Zel16u* rgb, Zel16u* const rows[3], int width);
+void convertInverse(const Zel8u* const rows[3], Zel8u* rgb, int width);
+void convertInverse(const Zel16u* const rows[3], Zel16u* rgb, int width);
+
+// Rows of `width` samples, an even number, to half the width. Two rows give one in halve2x2.
+void halve2x1(const Zel8u* row, int width, Zel8u* half);
+void halve2x1(const Zel16u* row, int width, Zel16u* half);
+void halve2x2(const Zel8u* row1, const Zel8u* row2, int width, Zel8u* half);
+void halve2x2(const Zel16u* row1, const Zel16u* row2, int width, Zel16u* half);
+
+// Rows of `width` samples, 2 at least, to twice the width by the triangle filter; double2x2 is given the row that the
+// result lies nearer to and the row on its other side, double1x2 too, which keeps the width.
+void double2x1(const Zel8u* row, int width, Zel8u* wide);
+void double2x1(const Zel16u* row, int width, Zel16u* wide);
+void double2x2(const Zel8u* near, const Zel8u* far, int width, Zel8u* wide);
+void double2x2(const Zel16u* near, const Zel16u* far, int width, Zel16u* wide);
+template <class Sample>
+void double1x2(const Sample* near, const Sample* far, int width, bool farIsAbove, Sample* row) {
+  const unsigned bias = farIsAbove ? 1 : 2;
+  for (int x = 0; x < width; ++x) row[x] = static_cast<Sample>((3u * near[x] + far[x] + bias) >> 2);
+}
+
+} // namespace jpeg
