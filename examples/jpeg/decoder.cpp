@@ -329,7 +329,7 @@ std::vector<Interval> findIntervals(ByteSpan file, size_t begin, int64_t count, 
     size_t code = at + 1;
     while (code < file.size() && file[code] == 0xFF) ++code; // fill bytes
     position = code + 1;
-    const int marker = code < file.size() ? file[code] : kEoi;
+    const int marker = code < file.size() ? int{file[code]} : int{kEoi};
     if (marker == 0) continue;
     if (index < count) intervals[static_cast<size_t>(index)] = {begin, at};
     else damage.note("more restart intervals than the image has");
@@ -440,11 +440,13 @@ Error decodeSamples(ByteSpan file, MarkerReader& reader, Header& header, const S
   return {};
 }
 
+void append(std::string& text, const char* format, auto... arguments) {
+  text += fail(format, arguments...).message;
+}
+
 std::string samplingName(const Frame& frame) {
   std::string factors;
-  for (const Component& c : frame.components) {
-    factors += (factors.empty() ? "" : ",") + std::to_string(c.h) + "x" + std::to_string(c.v);
-  }
+  for (const Component& c : frame.components) append(factors, factors.empty() ? "%dx%d" : ",%dx%d", c.h, c.v);
   if (factors == "1x1,1x1,1x1") factors += " (4:4:4)";
   if (factors == "2x1,1x1,1x1") factors += " (4:2:2)";
   if (factors == "2x2,1x1,1x1") factors += " (4:2:0)";
@@ -510,16 +512,14 @@ Error describe(ByteSpan file, std::string& text) {
   const Error error = readToScan(reader, header, scan, damage);
   if (!header.process) return error ? error : fail("the file holds no image");
   const Frame& frame = header.frame;
-  text = "JPEG, " + std::string(processName(header.process)) + ", " + std::to_string(frame.width) + " x " +
-         std::to_string(frame.height) + ", " + std::to_string(frame.bits) + " bits\n";
-  text += "components: " + std::to_string(frame.components.size());
-  if (frame.components.size() == 3) text += isYCbCr(header) ? " (Y, Cb, Cr)" : " (R, G, B)";
-  text += ", sampling " + samplingName(frame) + "\n";
-  const int quality = qualityOf(header.quantTables[frame.components[0].quantTable & 3]);
-  if (quality) text += "quantisation: as by quality " + std::to_string(quality) + "\n";
-  if (header.restartInterval) text += "restart interval: " + std::to_string(header.restartInterval) + " MCUs\n";
-  const bool oneScan = scan.components.size() == frame.components.size();
-  if (!scan.components.empty()) text += oneScan ? "scans: one\n" : "scans: several\n";
+  const size_t count = frame.components.size();
+  append(text, "JPEG, %s, %d x %d, %d bits\n", processName(header.process), frame.width, frame.height, frame.bits);
+  append(text, "components: %zu%s, sampling %s\n", count,
+         count != 3 ? "" : isYCbCr(header) ? " (Y, Cb, Cr)" : " (R, G, B)", samplingName(frame).c_str());
+  const int quality = qualityOf(header.quantTables[frame.components[0].quantTable]);
+  if (quality) append(text, "quantisation: as by quality %d\n", quality);
+  if (header.restartInterval) append(text, "restart interval: %d MCUs\n", header.restartInterval);
+  if (!scan.components.empty()) append(text, "scans: %s\n", scan.components.size() == count ? "one" : "several");
   return {};
 }
 

@@ -17,7 +17,8 @@ class SegmentWriter {
   }
   void jfif() {
     segment(kApp0, 14);
-    for (const int value : {'J', 'F', 'I', 'F', 0, 1, 1, 0, 0, 1, 0, 1, 0, 0}) byte(value); // version 1.1, square pixels
+    for (const char letter : {'J', 'F', 'I', 'F', '\0'}) byte(letter);
+    for (const int value : {1, 1, 0, 0, 1, 0, 1, 0, 0}) byte(value); // version 1.1, square pixels, no thumbnail
   }
   void quantTable(int id, const uint8_t* table) {
     segment(kDqt, 65);

@@ -1,4 +1,6 @@
 // zelimg: converts images by the extensions of their names, and tells what a file holds.
+#include <algorithm>
+#include <cctype>
 #include <charconv>
 #include <cstring>
 #include <exception>
