@@ -1,0 +1,164 @@
+// The codec of the examples, whole images in memory, beside libjpeg-turbo's own codec: accurate integer transform, smooth
+// chroma, the same quality and sampling, one thread. The image is a rendered scene, or a mosaic of the PNG photographs in
+// the folder that the environment variable ZELJ_BENCH_IMAGES names.
+#include <cstdio>
+#include <cstdlib>
+
+#include <algorithm>
+#include <filesystem>
+
+#include <jpeglib.h>
+
+#include "common/file.h"
+#include "common/png_file.h"
+#include "common/scene.h"
+#include "jpeg/jpeg.h"
+#include "support/measure.h"
+
+namespace zelj::bench {
+namespace {
+
+constexpr int kSize = 2048;
+
+// Photographs in rows of three, as they come by name, lying ones only, repeated until the square is full.
+img::Image mosaic(const char* folder) {
+  std::vector<std::filesystem::path> paths;
+  for (const auto& entry : std::filesystem::directory_iterator(folder)) paths.push_back(entry.path());
+  std::sort(paths.begin(), paths.end());
+  std::vector<img::Image> photographs;
+  for (const auto& path : paths) {
+    img::Bytes file;
+    img::Image image;
+    bool alpha = false;
+    if (img::readFile(path, file) || img::readPng(file, img::kDefaultMaxPixels, image, alpha)) continue;
+    if (image.channels == 3 && image.bits == 8 && image.width == 768 && image.height == 512) photographs.push_back(image);
+  }
+  img::Image result;
+  if (photographs.empty()) return result;
+  img::shape(result, kSize, kSize, 3, 8);
+  for (int y = 0; y < kSize; ++y) {
+    for (int x = 0; x < kSize; x += 768) {
+      const size_t tile = static_cast<size_t>(y / 512 * 3 + x / 768);
+      const uint8_t* from = photographs[tile % photographs.size()].row<uint8_t>(y % 512);
+      std::copy_n(from, 3 * std::min(768, kSize - x), result.row<uint8_t>(y) + 3 * x);
+    }
+  }
+  return result;
+}
+
+const img::Image& picture() {
+  static const img::Image image = [] {
+    const char* folder = std::getenv("ZELJ_BENCH_IMAGES");
+    img::Image photographs = folder ? mosaic(folder) : img::Image{};
+    return photographs.bytes.empty() ? img::renderScene(kSize, kSize) : photographs;
+  }();
+  return image;
+}
+
+// The peer's encoder and decoder. Memory is given, as to the library's codec.
+void peerEncode(const img::Image& image, int quality, bool halve, std::vector<uint8_t>& file, size_t& size) {
+  jpeg_compress_struct codec;
+  jpeg_error_mgr errors;
+  codec.err = jpeg_std_error(&errors);
+  jpeg_create_compress(&codec);
+  unsigned char* memory = file.data();
+  unsigned long length = file.size();
+  jpeg_mem_dest(&codec, &memory, &length);
+  codec.image_width = static_cast<JDIMENSION>(image.width);
+  codec.image_height = static_cast<JDIMENSION>(image.height);
+  codec.input_components = 3;
+  codec.in_color_space = JCS_RGB;
+  jpeg_set_defaults(&codec);
+  jpeg_set_quality(&codec, quality, TRUE);
+  codec.comp_info[0].h_samp_factor = codec.comp_info[0].v_samp_factor = halve ? 2 : 1;
+  codec.dct_method = JDCT_ISLOW;
+  jpeg_start_compress(&codec, TRUE);
+  while (codec.next_scanline < codec.image_height) {
+    auto* row = const_cast<JSAMPLE*>(image.row<uint8_t>(static_cast<int>(codec.next_scanline)));
+    jpeg_write_scanlines(&codec, &row, 1);
+  }
+  jpeg_finish_compress(&codec);
+  jpeg_destroy_compress(&codec);
+  size = length;
+}
+
+void peerDecode(const std::vector<uint8_t>& file, img::Image& image) {
+  jpeg_decompress_struct codec;
+  jpeg_error_mgr errors;
+  codec.err = jpeg_std_error(&errors);
+  jpeg_create_decompress(&codec);
+  jpeg_mem_src(&codec, file.data(), file.size());
+  jpeg_read_header(&codec, TRUE);
+  codec.dct_method = JDCT_ISLOW;
+  jpeg_start_decompress(&codec);
+  while (codec.output_scanline < codec.output_height) {
+    auto* row = image.row<uint8_t>(static_cast<int>(codec.output_scanline));
+    jpeg_read_scanlines(&codec, &row, 1);
+  }
+  jpeg_finish_decompress(&codec);
+  jpeg_destroy_decompress(&codec);
+}
+
+// What the benchmarks of one quality and sampling work on, made when the first of them runs.
+struct Work {
+  int quality;
+  bool halve;
+  std::vector<uint8_t> file, peerFile;
+  img::Image decoded;
+
+  jpeg::EncodeOptions options() const {
+    jpeg::EncodeOptions options;
+    options.quality = quality;
+    options.sampling = halve ? jpeg::Sampling::s420 : jpeg::Sampling::s444;
+    return options;
+  }
+  void prepare() {
+    if (!peerFile.empty()) return;
+    peerFile.resize(size_t{4} * kSize * kSize);
+    size_t size = 0;
+    peerEncode(picture(), quality, halve, peerFile, size);
+    peerFile.resize(size);
+    img::shape(decoded, kSize, kSize, 3, 8);
+    file.resize(size_t{4} * kSize * kSize);
+  }
+};
+
+void check(const img::Error& error) {
+  if (!error) return;
+  std::fprintf(stderr, "codec: %s\n", error.message.c_str());
+  std::exit(1);
+}
+
+void registerAll() {
+  for (const bool halve : {false, true}) {
+    for (const int quality : {75, 90}) {
+      const auto work = std::make_shared<Work>(Work{quality, halve, {}, {}, {}});
+      const std::string name = std::string(halve ? " 4:2:0" : " 4:4:4") + " q" + std::to_string(quality);
+      constexpr double kPixels = double{kSize} * kSize;
+      measure("codec/encode" + name, "zelj", "pixels", kPixels, [work] {
+        work->prepare();
+        check(jpeg::encode(picture(), work->options(), work->file));
+      });
+      measure("codec/encode" + name, "libjpeg-turbo", "pixels", kPixels, [work] {
+        work->prepare();
+        size_t size = 0;
+        work->file.resize(size_t{4} * kSize * kSize);
+        peerEncode(picture(), work->quality, work->halve, work->file, size);
+      });
+      measure("codec/decode" + name, "zelj", "pixels", kPixels, [work] {
+        work->prepare();
+        std::string damage;
+        check(jpeg::decode(work->peerFile, {}, work->decoded, damage));
+      });
+      measure("codec/decode" + name, "libjpeg-turbo", "pixels", kPixels, [work] {
+        work->prepare();
+        peerDecode(work->peerFile, work->decoded);
+      });
+    }
+  }
+}
+
+[[maybe_unused]] const bool registered = (registerAll(), true);
+
+} // namespace
+} // namespace zelj::bench
