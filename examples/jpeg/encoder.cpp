@@ -2,6 +2,7 @@
 // coding. The samples and coefficients of a run stay in the first-level cache on their way through these steps.
 #include <atomic>
 #include <cstring>
+#include <type_traits>
 
 #include "common/aligned.h"
 #include "jpeg/frame.h"
@@ -24,25 +25,33 @@ constexpr int kBytesOfBlock = 576;
 template <class Sample>
 struct Tables {
   uint8_t raw[2][64];
+  bool fine = false; // see transformForward
   alignas(64) typename TransformTable<Sample>::Entry forward[2][64];
   HuffmanList dcList[2], acList[2];
   EncodeSpec dc[2], ac[2];
 };
 
-void makeForwardTable(const uint8_t* raw, Zel16u* table) {
+// From this quality on most steps are 1, 2 and 3.
+constexpr int kFineQuality = 88;
+
+void makeForwardTable(const uint8_t* raw, bool fine, Zel16u* table) {
   zeliQuantFwdTableInit_JPEG_8u16u(raw, table);
+  if (!fine) return;
+  constexpr int kOne = 32768 / kFineScale;
+  for (int k = 0; k < 64; ++k) table[kNaturalOrder[k]] = static_cast<Zel16u>((kOne + raw[k] / 2) / raw[k]);
 }
 
-void makeForwardTable(const uint8_t* raw, Zel32f* table) {
+void makeForwardTable(const uint8_t* raw, bool, Zel32f* table) {
   for (int k = 0; k < 64; ++k) table[kNaturalOrder[k]] = 1.0f / raw[k];
 }
 
 template <class Sample>
 Error makeQuantTables(int quality, Tables<Sample>& tables) {
+  tables.fine = std::is_same_v<Sample, Zel8u> && quality >= kFineQuality;
   for (int i = 0; i < 2; ++i) {
     std::memcpy(tables.raw[i], kQuantTables[i], 64);
     if (zeliQuantFwdRawTableInit_JPEG_8u(tables.raw[i], quality) < 0) return fail("the quality must be 1 to 100");
-    makeForwardTable(tables.raw[i], tables.forward[i]);
+    makeForwardTable(tables.raw[i], tables.fine, tables.forward[i]);
   }
   return {};
 }
@@ -149,7 +158,7 @@ void transformBlocks(const Frame& frame, const Scan& scan, const Run& run, const
         const bool halved = component.h < frame.hMax;
         const Sample* plane = (halved ? strip.half : strip.full)[b.component].data();
         transformForward(plane + 8 * b.y * strip.step + 8 * column, strip.step * static_cast<int>(sizeof(Sample)),
-                         block->coefficients, tables.forward[component.quantTable]);
+                         block->coefficients, tables.forward[component.quantTable], tables.fine);
       } else {
         *block = Block{{block[-1].coefficients[0]}};
       }

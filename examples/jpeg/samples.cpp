@@ -16,6 +16,21 @@ Zel16u clamp12(float value) {
 
 } // namespace
 
+void transformForward(const Zel8u* samples, int step, Zel16s* block, const Zel16u* table, bool fine) {
+  if (!fine) {
+    zeliDCTQuantFwd8x8LS_JPEG_8u16s_C1R(samples, step, block, table);
+    return;
+  }
+  for (int y = 0; y < 8; ++y, samples += step) {
+    for (int x = 0; x < 8; ++x) block[8 * y + x] = static_cast<Zel16s>((samples[x] - 128) * kFineScale);
+  }
+  zeliDCTQuantFwd8x8_JPEG_16s_C1I(block, table);
+}
+
+void transformForward(const Zel16u* samples, int step, Zel16s* block, const Zel32f* table, bool) {
+  zeliDCTQuantFwd8x8LS_JPEG_16u16s_C1R(samples, step, block, table);
+}
+
 void transformInverse(const Zel16s* block, Zel8u* samples, int step, const Zel16u* table, int size) {
   switch (size) {
     case 8: zeliDCTQuantInv8x8LS_JPEG_16s8u_C1R(block, samples, step, table); return;

@@ -37,7 +37,9 @@ TEST(HostileFile, CutOffAnywhere) {
       ASSERT_TRUE(decodeQuietly(cut, false, image, damage, 1 + length % 2)) << length;
       const bool kept = !decodeQuietly(cut, true, image, damage, 1 + length % 2);
       ASSERT_EQ(kept, length >= scan + 10) << length;
-      if (kept) ASSERT_TRUE(image.width == 70 && image.height == 50 && !damage.empty());
+      if (kept) {
+        ASSERT_TRUE(image.width == 70 && image.height == 50 && !damage.empty());
+      }
     }
   }
 }
