@@ -25,24 +25,22 @@ constexpr int kBytesOfBlock = 576;
 template <class Sample>
 struct Tables {
   uint8_t raw[2][64];
-  bool fine = false; // see transformForward
   alignas(64) typename TransformTable<Sample>::Entry forward[2][64];
+  bool fine = false; // 8-bit samples are transformed by the finer tables
+  alignas(64) Zel32f fineForward[2][64];
   HuffmanList dcList[2], acList[2];
   EncodeSpec dc[2], ac[2];
 };
 
-// From this quality on most steps are 1, 2 and 3.
-constexpr int kFineQuality = 88;
+// From this quality on many steps are 2.
+constexpr int kFineQuality = 91;
 
-void makeForwardTable(const uint8_t* raw, bool fine, Zel16u* table) {
+void makeForwardTable(const uint8_t* raw, Zel16u* table) {
   zeliQuantFwdTableInit_JPEG_8u16u(raw, table);
-  if (!fine) return;
-  constexpr int kOne = 32768 / kFineScale;
-  for (int k = 0; k < 64; ++k) table[kNaturalOrder[k]] = static_cast<Zel16u>((kOne + raw[k] / 2) / raw[k]);
 }
 
-void makeForwardTable(const uint8_t* raw, bool, Zel32f* table) {
-  for (int k = 0; k < 64; ++k) table[kNaturalOrder[k]] = 1.0f / raw[k];
+void makeForwardTable(const uint8_t* raw, Zel32f* table, int scale = 1) {
+  for (int k = 0; k < 64; ++k) table[kNaturalOrder[k]] = 1.0f / static_cast<float>(raw[k] * scale);
 }
 
 template <class Sample>
@@ -51,7 +49,8 @@ Error makeQuantTables(int quality, Tables<Sample>& tables) {
   for (int i = 0; i < 2; ++i) {
     std::memcpy(tables.raw[i], kQuantTables[i], 64);
     if (zeliQuantFwdRawTableInit_JPEG_8u(tables.raw[i], quality) < 0) return fail("the quality must be 1 to 100");
-    makeForwardTable(tables.raw[i], tables.fine, tables.forward[i]);
+    makeForwardTable(tables.raw[i], tables.forward[i]);
+    makeForwardTable(tables.raw[i], tables.fineForward[i], kFineScale);
   }
   return {};
 }
@@ -157,8 +156,10 @@ void transformBlocks(const Frame& frame, const Scan& scan, const Run& run, const
       if (run.x * b.across + column < component.blocksWide && run.y * b.down + b.y < component.blocksHigh) {
         const bool halved = component.h < frame.hMax;
         const Sample* plane = (halved ? strip.half : strip.full)[b.component].data();
-        transformForward(plane + 8 * b.y * strip.step + 8 * column, strip.step * static_cast<int>(sizeof(Sample)),
-                         block->coefficients, tables.forward[component.quantTable], tables.fine);
+        const Sample* samples = plane + 8 * b.y * strip.step + 8 * column;
+        const int step = strip.step * static_cast<int>(sizeof(Sample)), table = component.quantTable;
+        if (tables.fine) transformForward(samples, step, block->coefficients, tables.fineForward[table]);
+        else transformForward(samples, step, block->coefficients, tables.forward[table]);
       } else {
         *block = Block{{block[-1].coefficients[0]}};
       }

@@ -16,19 +16,12 @@ Zel16u clamp12(float value) {
 
 } // namespace
 
-void transformForward(const Zel8u* samples, int step, Zel16s* block, const Zel16u* table, bool fine) {
-  if (!fine) {
-    zeliDCTQuantFwd8x8LS_JPEG_8u16s_C1R(samples, step, block, table);
-    return;
-  }
+void transformForward(const Zel8u* samples, int step, Zel16s* block, const Zel32f* fineTable) {
+  Zel16u fine[64];
   for (int y = 0; y < 8; ++y, samples += step) {
-    for (int x = 0; x < 8; ++x) block[8 * y + x] = static_cast<Zel16s>((samples[x] - 128) * kFineScale);
+    for (int x = 0; x < 8; ++x) fine[8 * y + x] = static_cast<Zel16u>(samples[x] * kFineScale);
   }
-  zeliDCTQuantFwd8x8_JPEG_16s_C1I(block, table);
-}
-
-void transformForward(const Zel16u* samples, int step, Zel16s* block, const Zel32f* table, bool) {
-  zeliDCTQuantFwd8x8LS_JPEG_16u16s_C1R(samples, step, block, table);
+  zeliDCTQuantFwd8x8LS_JPEG_16u16s_C1R(fine, 8 * sizeof(Zel16u), block, fineTable);
 }
 
 void transformInverse(const Zel16s* block, Zel8u* samples, int step, const Zel16u* table, int size) {

@@ -23,11 +23,18 @@ struct TransformTable<Zel16u> {
   using Entry = Zel32f;
 };
 
-// Forward transform of 8 rows of 8 samples. The one for 8 bits rounds its coefficients to integers before it divides them,
-// which shows at steps of 2 and 3: `fine` scales samples up, as far as 16 bits hold them, for a table that is scaled down.
-constexpr int kFineScale = 4;
-void transformForward(const Zel8u* samples, int step, Zel16s* block, const Zel16u* table, bool fine);
-void transformForward(const Zel16u* samples, int step, Zel16s* block, const Zel32f* table, bool fine);
+// Forward transform of 8 rows of 8 samples.
+inline void transformForward(const Zel8u* samples, int step, Zel16s* block, const Zel16u* table) {
+  zeliDCTQuantFwd8x8LS_JPEG_8u16s_C1R(samples, step, block, table);
+}
+inline void transformForward(const Zel16u* samples, int step, Zel16s* block, const Zel32f* table) {
+  zeliDCTQuantFwd8x8LS_JPEG_16u16s_C1R(samples, step, block, table);
+}
+
+// The transform for 8 bits rounds its coefficients to integers before it divides them, which shows at steps of 2. Where
+// that counts, the one for 12 bits does the work on samples that are scaled up, with a table that is scaled down.
+constexpr int kFineScale = 16;
+void transformForward(const Zel8u* samples, int step, Zel16s* block, const Zel32f* fineTable);
 
 // Inverse transform to size x size samples, size 8, 4, 2 or 1.
 void transformInverse(const Zel16s* block, Zel8u* samples, int step, const Zel16u* table, int size);
