@@ -110,13 +110,14 @@ void placeStrip(const Frame& frame, const Run& run, Strip<Sample>& strip) {
 // Step 2, first half: pixels to planes. Outside the image the last column and the last row go on.
 template <class Sample>
 void convertColour(const Image& image, const Strip<Sample>& strip) {
-  for (int y = 0; y < strip.insideHeight; ++y) {
-    const Sample* pixels = image.row<Sample>(strip.imageY + y) + static_cast<ptrdiff_t>(strip.imageX) * image.channels;
-    if (image.channels == 3) {
-      Sample* const rows[3] = {strip.row(0, y), strip.row(1, y), strip.row(2, y)};
-      convertForward(pixels, rows, strip.insideWidth);
-    } else {
-      std::memcpy(strip.row(0, y), pixels, static_cast<size_t>(strip.insideWidth) * sizeof(Sample));
+  const Sample* pixels = image.row<Sample>(strip.imageY) + static_cast<ptrdiff_t>(strip.imageX) * image.channels;
+  if (image.channels == 3) {
+    Sample* const planes[3] = {strip.row(0, 0), strip.row(1, 0), strip.row(2, 0)};
+    convertForward(pixels, static_cast<int>(image.rowBytes()), planes, strip.step * static_cast<int>(sizeof(Sample)),
+                   {strip.insideWidth, strip.insideHeight});
+  } else {
+    for (int y = 0; y < strip.insideHeight; ++y) {
+      std::copy_n(pixels + static_cast<ptrdiff_t>(y) * image.width, strip.insideWidth, strip.row(0, y));
     }
   }
   for (int c = 0; c < image.channels; ++c) {
@@ -210,19 +211,31 @@ template <class Sample>
 Error codeBlocks(const Frame& frame, const Scan& scan, const Tables<Sample>& tables, const Strip<Sample>& strip,
                  Segment& segment) {
   if (Error error = makeRoom(segment, strip.blockCount)) return error;
+  struct Coder {
+    Zel16s* lastDc;
+    const ZeliEncodeHuffmanSpec *dc, *ac;
+  } coders[10];
+  const size_t blocksOfMcu = scan.mcu.size();
+  for (size_t i = 0; i < blocksOfMcu; ++i) {
+    const int component = scan.mcu[i].component;
+    const int table = frame.components[static_cast<size_t>(component)].quantTable;
+    coders[i] = {&segment.lastDc[component], tables.dc[table].get(), tables.ac[table].get()};
+  }
   Zel8u* const bytes = segment.bytes->data();
   const auto length = static_cast<Zel32s>(segment.bytes->size());
+  ZeliEncodeHuffmanState* const state = segment.state.get();
+  Zel32s position = segment.position;
   const Block* block = strip.blocks.data();
   const Block* const end = block + strip.blockCount;
   while (block != end) {
-    for (const ScanBlock& b : scan.mcu) {
-      const int table = frame.components[static_cast<size_t>(b.component)].quantTable;
-      const ZelStatus status = zeliEncodeHuffman8x8_JPEG_16s1u_C1(
-          block++->coefficients, bytes, length, &segment.position, &segment.lastDc[b.component], tables.dc[table].get(),
-          tables.ac[table].get(), segment.state.get(), 0);
+    for (size_t i = 0; i < blocksOfMcu; ++i, ++block) {
+      const Coder& c = coders[i];
+      const ZelStatus status = zeliEncodeHuffman8x8_JPEG_16s1u_C1(block->coefficients, bytes, length, &position,
+                                                                  c.lastDc, c.dc, c.ac, state, 0);
       if (status != zelStatusOk) return fail("the entropy coder failed (status %d)", status);
     }
   }
+  segment.position = position;
   return {};
 }
 

@@ -90,8 +90,8 @@ struct Run {
   int x, y, count; // in MCUs
 };
 
-// The coefficients of a run, 24 KB, stay in the cache between transform and entropy coder.
-constexpr int kBlocksOfRun = 192;
+// The coefficients of a run, 12 KB, stay in the cache between transform and entropy coder.
+constexpr int kBlocksOfRun = 96;
 
 inline int mcusOfRun(const Scan& scan) {
   return kBlocksOfRun / static_cast<int>(scan.mcu.size());

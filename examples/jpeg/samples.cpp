@@ -5,9 +5,6 @@
 namespace jpeg {
 namespace {
 
-// The library spreads the rows of a call over threads if it has more pixels than this. The codec has threads of its own.
-constexpr int kPixelsOfOneThread = 8192;
-
 constexpr int kMiddle12 = 2048, kMax12 = 4095;
 
 Zel16u clamp12(float value) {
@@ -55,21 +52,21 @@ void transformInverse(const Zel16s* block, Zel16u* samples, int step, const Zel3
   }
 }
 
-void convertForward(const Zel8u* rgb, Zel8u* const rows[3], int width) {
-  for (int x = 0; x < width; x += kPixelsOfOneThread) {
-    const int count = std::min(width - x, kPixelsOfOneThread);
-    Zel8u* const planes[3] = {rows[0] + x, rows[1] + x, rows[2] + x};
-    zeliRGBToYCbCr_JPEG_8u_C3P3R(rgb + 3 * x, 3 * count, planes, count, {count, 1});
-  }
+void convertForward(const Zel8u* rgb, int rgbStep, Zel8u* const planes[3], int planeStep, ZeliSize size) {
+  zeliRGBToYCbCr_JPEG_8u_C3P3R(rgb, rgbStep, planes, planeStep, size);
 }
 
-void convertForward(const Zel16u* rgb, Zel16u* const rows[3], int width) {
-  for (int x = 0; x < width; ++x, rgb += 3) {
-    const float r = rgb[0], g = rgb[1], b = rgb[2];
-    const float y = 0.299f * r + 0.587f * g + 0.114f * b;
-    rows[0][x] = clamp12(y);
-    rows[1][x] = clamp12((b - y) / 1.772f + kMiddle12);
-    rows[2][x] = clamp12((r - y) / 1.402f + kMiddle12);
+void convertForward(const Zel16u* rgb, int rgbStep, Zel16u* const planes[3], int planeStep, ZeliSize size) {
+  for (int row = 0; row < size.height; ++row) {
+    const Zel16u* pixel = rgb + static_cast<ptrdiff_t>(row) * rgbStep / 2;
+    const ptrdiff_t begin = static_cast<ptrdiff_t>(row) * planeStep / 2;
+    for (int x = 0; x < size.width; ++x, pixel += 3) {
+      const float r = pixel[0], g = pixel[1], b = pixel[2];
+      const float y = 0.299f * r + 0.587f * g + 0.114f * b;
+      planes[0][begin + x] = clamp12(y);
+      planes[1][begin + x] = clamp12((b - y) / 1.772f + kMiddle12);
+      planes[2][begin + x] = clamp12((r - y) / 1.402f + kMiddle12);
+    }
   }
 }
 

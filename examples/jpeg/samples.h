@@ -40,9 +40,15 @@ void transformForward(const Zel8u* samples, int step, Zel16s* block, const Zel32
 void transformInverse(const Zel16s* block, Zel8u* samples, int step, const Zel16u* table, int size);
 void transformInverse(const Zel16s* block, Zel16u* samples, int step, const Zel32f* table, int size);
 
-// A row of R, G, B to three rows of Y, Cb, Cr and back.
-void convertForward(const Zel8u* rgb, Zel8u* const rows[3], int width);
-void convertForward(const Zel16u* rgb, Zel16u* const rows[3], int width);
+// The library spreads the rows of a call over threads if it has more pixels than this. The codec has threads of its own
+// and makes smaller calls.
+constexpr int kPixelsOfOneThread = 8192;
+
+// A region of R, G, B of at most kPixelsOfOneThread pixels to planes Y, Cb, Cr. Steps are in bytes.
+void convertForward(const Zel8u* rgb, int rgbStep, Zel8u* const planes[3], int planeStep, ZeliSize size);
+void convertForward(const Zel16u* rgb, int rgbStep, Zel16u* const planes[3], int planeStep, ZeliSize size);
+
+// Rows of Y, Cb, Cr to a row of R, G, B.
 void convertInverse(const Zel8u* const rows[3], Zel8u* rgb, int width);
 void convertInverse(const Zel16u* const rows[3], Zel16u* rgb, int width);
 

@@ -13,6 +13,7 @@
 #include "common/png_file.h"
 #include "common/pnm.h"
 #include "jpeg/jpeg.h"
+#include "zelimg/formats.h"
 
 namespace {
 
@@ -20,6 +21,8 @@ using img::Bytes;
 using img::Error;
 using img::fail;
 using img::Image;
+using zelimg::Format;
+using zelimg::formatOf;
 
 const char kHelp[] =
     R"(zelimg IN OUT [options]   converts by file extension: .png .pgm .ppm .jpg .jpeg
@@ -44,24 +47,12 @@ A .pgm file gets luminance, a .ppm file three equal channels of a grey image. An
 alpha channel is dropped. Exit code: 0, 1 for files, 2 for the command line.
 )";
 
-enum class Format { png, pgm, ppm, jpeg, unknown };
-
 struct Options {
   jpeg::EncodeOptions encode;
   jpeg::DecodeOptions decode;
   std::optional<int> bits;
   std::vector<std::string> names;
 };
-
-Format formatOf(const std::string& name) {
-  std::string extension = name.substr(std::min(name.size(), name.rfind('.')));
-  for (char& c : extension) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-  if (extension == ".png") return Format::png;
-  if (extension == ".pgm") return Format::pgm;
-  if (extension == ".ppm") return Format::ppm;
-  if (extension == ".jpg" || extension == ".jpeg") return Format::jpeg;
-  return Format::unknown;
-}
 
 template <class T>
 bool parseNumber(const std::string& text, int64_t low, int64_t high, T& number) {
@@ -126,47 +117,6 @@ Error parseArguments(const std::vector<std::string>& arguments, Options& options
   return {};
 }
 
-void note(const std::string& name, const std::string& text) {
-  std::fprintf(stderr, "zelimg: %s: %s\n", name.c_str(), text.c_str());
-}
-
-Error readImage(const std::string& name, const jpeg::DecodeOptions& options, Image& image) {
-  Bytes file;
-  if (Error error = img::readFile(name, file)) return error;
-  Error error;
-  switch (formatOf(name)) {
-    case Format::png: {
-      bool alphaDropped = false;
-      error = img::readPng(file, options.maxPixels, image, alphaDropped);
-      if (!error && alphaDropped) note(name, "the alpha channel is dropped");
-      break;
-    }
-    case Format::jpeg: {
-      std::string damage;
-      error = jpeg::decode(file, options, image, damage);
-      if (!damage.empty()) note(name, "warning: " + damage);
-      break;
-    }
-    default: error = img::readPnm(file, options.maxPixels, image);
-  }
-  return error ? fail("%s: %s", name.c_str(), error.message.c_str()) : error;
-}
-
-Error writeImage(const std::string& name, const Options& options, const Image& image) {
-  Bytes file;
-  Error error;
-  switch (formatOf(name)) {
-    case Format::png: error = img::writePng(image, file); break;
-    case Format::jpeg: {
-      const int bits = options.bits.value_or(image.bits == 12 ? 12 : 8);
-      error = jpeg::encode(img::withBits(image, bits), options.encode, file);
-      break;
-    }
-    default: img::writePnm(img::withChannels(image, formatOf(name) == Format::pgm ? 1 : 3), file);
-  }
-  return error ? fail("%s: %s", name.c_str(), error.message.c_str()) : img::writeFile(name, file);
-}
-
 Error info(const std::string& name) {
   Bytes file;
   if (Error error = img::readFile(name, file)) return error;
@@ -205,8 +155,10 @@ int run(const std::vector<std::string>& arguments) {
       return 2;
     }
     Image image;
-    error = readImage(options.names[0], options.decode, image);
-    if (!error) error = writeImage(options.names[1], options, image);
+    std::string remark;
+    error = zelimg::readImage(options.names[0], options.decode, image, remark);
+    if (!remark.empty()) std::fprintf(stderr, "zelimg: %s\n", remark.c_str());
+    if (!error) error = zelimg::writeImage(options.names[1], options.encode, options.bits, image);
   }
   if (error) std::fprintf(stderr, "zelimg: %s\n", error.message.c_str());
   return error ? 1 : 0;
