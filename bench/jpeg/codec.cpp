@@ -1,13 +1,12 @@
-// The codec of the examples, whole images in memory, beside libjpeg-turbo's own codec: accurate integer transform, smooth
-// chroma, the same quality and sampling, one thread. The image is a rendered scene, or a mosaic of the PNG photographs in
-// the folder that the environment variable ZELJ_BENCH_IMAGES names.
-#include <cstdio>
-#include <cstdlib>
+// The codec of the examples, whole images in memory, beside libjpeg-turbo's own codec: accurate integer transform,
+// smooth chroma, the same quality and sampling, one thread. The image is a rendered scene, or a mosaic of the PNG
+// photographs in the folder that the environment variable ZELJ_BENCH_IMAGES names.
+#include <jpeglib.h>
 
 #include <algorithm>
+#include <cstdio>
+#include <cstdlib>
 #include <filesystem>
-
-#include <jpeglib.h>
 
 #include "common/file.h"
 #include "common/png_file.h"
@@ -31,7 +30,8 @@ img::Image mosaic(const char* folder) {
     img::Image image;
     bool alpha = false;
     if (img::readFile(path, file) || img::readPng(file, img::kDefaultMaxPixels, image, alpha)) continue;
-    if (image.channels == 3 && image.bits == 8 && image.width == 768 && image.height == 512) photographs.push_back(image);
+    if (image.channels == 3 && image.bits == 8 && image.width == 768 && image.height == 512)
+      photographs.push_back(image);
   }
   img::Image result;
   if (photographs.empty()) return result;

@@ -26,7 +26,7 @@ bool writeAll(int file, ByteSpan content) {
 
 // Devices and pipes cannot be replaced by renaming.
 bool isSpecial(const std::string& path) {
-  struct stat status{};
+  struct stat status {};
   return ::stat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode);
 }
 
@@ -57,8 +57,10 @@ Error readFile(const std::string& path, Bytes& content) {
   while (got > 0) {
     if (content.size() - size < 65536) content.resize(2 * content.size() + (1u << 20));
     got = ::read(file, content.data() + size, content.size() - size);
-    if (got < 0 && errno == EINTR) got = 1;
-    else if (got > 0) size += static_cast<size_t>(got);
+    if (got < 0 && errno == EINTR)
+      got = 1;
+    else if (got > 0)
+      size += static_cast<size_t>(got);
   }
   const Error error = got < 0 ? failure(path) : Error{};
   ::close(file);

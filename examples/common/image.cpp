@@ -29,7 +29,8 @@ void luminance16(const Image& from, Image& to) {
   for (int y = 0; y < from.height; ++y) {
     const uint16_t* pixel = from.row<uint16_t>(y);
     for (int x = 0; x < from.width; ++x, pixel += 3) {
-      to.row<uint16_t>(y)[x] = static_cast<uint16_t>((19595u * pixel[0] + 38470u * pixel[1] + 7471u * pixel[2] + 32768u) >> 16);
+      to.row<uint16_t>(y)[x] =
+          static_cast<uint16_t>((19595u * pixel[0] + 38470u * pixel[1] + 7471u * pixel[2] + 32768u) >> 16);
     }
   }
 }
@@ -69,9 +70,12 @@ Image withBits(const Image& image, int bits) {
   if (image.bits == bits) return image;
   Image result;
   shape(result, image.width, image.height, image.channels, bits);
-  if (image.bits == 8) rescale<uint8_t, uint16_t>(image, result);
-  else if (bits == 8) rescale<uint16_t, uint8_t>(image, result);
-  else rescale<uint16_t, uint16_t>(image, result);
+  if (image.bits == 8)
+    rescale<uint8_t, uint16_t>(image, result);
+  else if (bits == 8)
+    rescale<uint16_t, uint8_t>(image, result);
+  else
+    rescale<uint16_t, uint16_t>(image, result);
   return result;
 }
 

@@ -11,8 +11,8 @@ namespace img {
 
 struct Image {
   int width = 0, height = 0;
-  int channels = 0; // 1: grey; 3: R, G, B
-  int bits = 8;     // of a sample: 8, or 12 or 16 in two bytes in the machine's order
+  int channels = 0;           // 1: grey; 3: R, G, B
+  int bits = 8;               // of a sample: 8, or 12 or 16 in two bytes in the machine's order
   std::vector<uint8_t> bytes; // rows without gaps
 
   int maxValue() const { return (1 << bits) - 1; }

@@ -53,10 +53,15 @@ Error readPnm(ByteSpan file, int64_t maxPixels, Image& image) {
   if (static_cast<int64_t>(file.size() - position) < width * height * channels * sampleBytes) {
     return fail("the file ends before its last sample");
   }
-  shape(image, static_cast<int>(width), static_cast<int>(height), channels, maximum > 4095 ? 16 : maximum > 255 ? 12 : 8);
+  shape(image, static_cast<int>(width), static_cast<int>(height), channels,
+        maximum > 4095  ? 16
+        : maximum > 255 ? 12
+                        : 8);
   const uint8_t* samples = file.data() + position;
-  if (sampleBytes == 1) readSamples<uint8_t>(samples, static_cast<unsigned>(maximum), image);
-  else readSamples<uint16_t>(samples, static_cast<unsigned>(maximum), image);
+  if (sampleBytes == 1)
+    readSamples<uint8_t>(samples, static_cast<unsigned>(maximum), image);
+  else
+    readSamples<uint16_t>(samples, static_cast<unsigned>(maximum), image);
   return {};
 }
 

@@ -105,7 +105,8 @@ Colour board(float u, float v) {
   const int dotX = static_cast<int>((column - static_cast<float>(i)) * 6.5f);
   const int dotY = static_cast<int>((line - static_cast<float>(j)) * 10);
   if (dotX > 4 || dotY > 6) return kPaper;
-  const bool set = dotX == 0 || dotY == 0 ? hash(7 * i + dotX, 31 * j + dotY) < 0.75f : hash(7 * i + dotX, 31 * j + dotY) < 0.38f;
+  const bool set =
+      dotX == 0 || dotY == 0 ? hash(7 * i + dotX, 31 * j + dotY) < 0.75f : hash(7 * i + dotX, 31 * j + dotY) < 0.38f;
   return set ? (j == 0 ? kRed : kInk) : kPaper;
 }
 
@@ -133,7 +134,8 @@ Colour scene(float x, float y, float width, int px, int py) {
 }
 
 uint8_t sample(float value, float noise) {
-  return static_cast<uint8_t>(std::clamp(255 * std::pow(std::clamp(value, 0.0f, 1.0f), 0.9f) + noise + 0.5f, 0.0f, 255.0f));
+  return static_cast<uint8_t>(
+      std::clamp(255 * std::pow(std::clamp(value, 0.0f, 1.0f), 0.9f) + noise + 0.5f, 0.0f, 255.0f));
 }
 
 } // namespace
@@ -145,8 +147,8 @@ Image renderScene(int width, int height) {
   for (int y = 0; y < height; ++y) {
     uint8_t* pixel = image.row<uint8_t>(y);
     for (int x = 0; x < width; ++x, pixel += 3) {
-      const Colour c = scene(static_cast<float>(x) * unit, static_cast<float>(y) * unit,
-                             static_cast<float>(width) * unit, x, y);
+      const Colour c =
+          scene(static_cast<float>(x) * unit, static_cast<float>(y) * unit, static_cast<float>(width) * unit, x, y);
       const float noise = 7 * (hash(x, y + 70001) + hash(x + 50021, y) - 1); // of the sensor: the same in all channels
       pixel[0] = sample(c.r, noise);
       pixel[1] = sample(c.g, noise);

@@ -89,7 +89,8 @@ Image makeSheet(const Image& image, const std::vector<Result>& results, bool isS
   int top = kTop;
   for (const Result& r : results) {
     if (std::find(std::begin(kShown), std::end(kShown), r.quality) == std::end(kShown)) continue;
-    sheet.write(kGap, top, format("quality %d: %.2f bits/pixel, %.1f dB", r.quality, bitsPerPixel(image, r), r.psnr), true);
+    sheet.write(kGap, top, format("quality %d: %.2f bits/pixel, %.1f dB", r.quality, bitsPerPixel(image, r), r.psnr),
+                true);
     const Image decoded = cutOut(r.decoded, x, y, width, height);
     sheet.place(kGap, top + kCaption - 8, original);
     sheet.place(2 * kGap + width, top + kCaption - 8, decoded);
@@ -167,11 +168,12 @@ td:first-child, th:first-child { text-align: left; } img { max-width: 100%; } a 
 </style></head><body>
 <h1>zelj: baseline JPEG, 4:2:0</h1>
 )";
-  text += format("<p>%s, %d x %d pixels, one thread, processor time, version %s of the library.</p>\n", name.c_str(), image.width,
-                 image.height, zeljGetLibVersion()->versionText);
+  text += format("<p>%s, %d x %d pixels, one thread, processor time, version %s of the library.</p>\n", name.c_str(),
+                 image.width, image.height, zeljGetLibVersion()->versionText);
   text += html(results) + "<h2>Stages</h2>\n" + html(stages);
   text += "<h2>Original, decoded, difference</h2>\n<p>A part of the image, pixel by pixel.</p>\n";
-  text += "<img src=\"comparison.png\" alt=\"original, decoded and amplified difference at several qualities\">\n<p>Files:";
+  text +=
+      "<img src=\"comparison.png\" alt=\"original, decoded and amplified difference at several qualities\">\n<p>Files:";
   for (const int quality : kQualities) text += format(" <a href=\"quality-%d.jpg\">%d</a>", quality, quality);
   return text + "</p>\n</body></html>\n";
 }
@@ -179,8 +181,10 @@ td:first-child, th:first-child { text-align: left; } img { max-width: 100%; } a 
 Error run(const std::string& folder, const std::string& name) {
   Image image;
   std::string remark;
-  if (name.empty()) image = img::renderScene(1536, 1024);
-  else if (Error error = zelimg::readImage(name, {}, image, remark)) return error;
+  if (name.empty())
+    image = img::renderScene(1536, 1024);
+  else if (Error error = zelimg::readImage(name, {}, image, remark))
+    return error;
   image = img::withChannels(img::withBits(image, 8), 3);
 
   std::vector<Result> results(std::size(kQualities));

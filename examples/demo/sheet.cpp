@@ -50,7 +50,8 @@ void Sheet::write(int x, int y, const std::string& text, bool dim) {
   const int level = dim ? 150 : 235;
   for (const char letter : text) {
     const int wanted = std::toupper(static_cast<unsigned char>(letter));
-    const auto* glyph = std::find_if(std::begin(kGlyphs), std::end(kGlyphs), [=](const Glyph& g) { return g.character == wanted; });
+    const auto* glyph =
+        std::find_if(std::begin(kGlyphs), std::end(kGlyphs), [=](const Glyph& g) { return g.character == wanted; });
     for (int i = 0; glyph != std::end(kGlyphs) && i < 10 * 14; ++i) { // each dot is two by two pixels
       const int column = i % 10, line = i / 10;
       if (glyph->columns[column / 2] >> (line / 2) & 1) set(x + column, y + line, level, level, level);

@@ -2,10 +2,9 @@
 // examples/jpeg goes the same road a few MCUs at a time, which keeps the data in the cache.)
 #include "demo/stages.h"
 
-#include <ctime>
-
 #include <algorithm>
 #include <cstring>
+#include <ctime>
 
 #include "common/aligned.h"
 #include "jpeg/frame.h"
@@ -40,10 +39,14 @@ struct Plane {
   img::AlignedArray<Block> blocks;
 
   Plane(int w, int h)
-      : width(w), height(h), samples(static_cast<size_t>(w) * static_cast<size_t>(h)),
+      : width(w),
+        height(h),
+        samples(static_cast<size_t>(w) * static_cast<size_t>(h)),
         blocks(static_cast<size_t>(w) * static_cast<size_t>(h) / 64) {}
   Zel8u* row(int y) const { return samples.data() + static_cast<ptrdiff_t>(y) * width; }
-  Block& block(int x, int y) const { return blocks[static_cast<size_t>(y) * static_cast<size_t>(width / 8) + static_cast<size_t>(x)]; }
+  Block& block(int x, int y) const {
+    return blocks[static_cast<size_t>(y) * static_cast<size_t>(width / 8) + static_cast<size_t>(x)];
+  }
 };
 
 template <class F>
@@ -105,7 +108,8 @@ std::vector<Stage> timeStages(const img::Image& image, int quality) {
   time("halving of chroma", [&] {
     for (int c = 0; c < 2; ++c) {
       for (int y = 0; y < height / 2; ++y) {
-        zeliSampleDownRowH2V2_Box_JPEG_8u_C1(full[c + 1].row(2 * y), full[c + 1].row(2 * y + 1), width, chroma[c].row(y));
+        zeliSampleDownRowH2V2_Box_JPEG_8u_C1(full[c + 1].row(2 * y), full[c + 1].row(2 * y + 1), width,
+                                             chroma[c].row(y));
       }
     }
   });
@@ -133,7 +137,8 @@ std::vector<Stage> timeStages(const img::Image& image, int quality) {
       zeliEncodeHuffman8x8_JPEG_16s1u_C1(block.coefficients, segment.data(), length, &size, &lastDc[c],
                                          encodeDc[table].get(), encodeAc[table].get(), encodeState, 0);
     });
-    zeliEncodeHuffman8x8_JPEG_16s1u_C1(nullptr, segment.data(), length, &size, nullptr, nullptr, nullptr, encodeState, 1);
+    zeliEncodeHuffman8x8_JPEG_16s1u_C1(nullptr, segment.data(), length, &size, nullptr, nullptr, nullptr, encodeState,
+                                       1);
   });
 
   auto* decodeState = reinterpret_cast<ZeliDecodeHuffmanState*>(stateMemory.data());
@@ -160,7 +165,8 @@ std::vector<Stage> timeStages(const img::Image& image, int quality) {
     for (int c = 0; c < 2; ++c) {
       for (int y = 0; y < height; ++y) {
         const int far = std::clamp(y % 2 ? y / 2 + 1 : y / 2 - 1, 0, height / 2 - 1);
-        zeliSampleUpRowH2V2_Triangle_JPEG_8u_C1(chroma[c].row(y / 2), chroma[c].row(far), width / 2, full[c + 1].row(y));
+        zeliSampleUpRowH2V2_Triangle_JPEG_8u_C1(chroma[c].row(y / 2), chroma[c].row(far), width / 2,
+                                                full[c + 1].row(y));
       }
     }
   });

@@ -54,12 +54,18 @@ Error readToScan(MarkerReader& reader, Header& header, ScanHeader& scan, Damage&
     const ByteSpan segment = reader.segment(ok);
     if (!ok) return fail("a marker segment leads out of the file");
     Error error;
-    if (marker == kSos) error = readScan(segment, header, scan);
-    else if (marker == kDqt) error = readQuantTables(segment, header);
-    else if (marker == kDht) error = readHuffmanTables(segment, header);
-    else if (marker == kDri) error = readRestartInterval(segment, header);
-    else if (processName(marker)) error = readFrame(marker, segment, header);
-    else readApplication(marker, segment, header);
+    if (marker == kSos)
+      error = readScan(segment, header, scan);
+    else if (marker == kDqt)
+      error = readQuantTables(segment, header);
+    else if (marker == kDht)
+      error = readHuffmanTables(segment, header);
+    else if (marker == kDri)
+      error = readRestartInterval(segment, header);
+    else if (processName(marker))
+      error = readFrame(marker, segment, header);
+    else
+      readApplication(marker, segment, header);
     if (error || marker == kSos) return error;
   }
 }
@@ -107,9 +113,9 @@ class BlockReader {
 
   void read(const ScanBlock& b, const ZeliDecodeHuffmanSpec* dc, const ZeliDecodeHuffmanSpec* ac, Block& block) {
     if (!failed_) {
-      const ZelStatus status = zeliDecodeHuffman8x8_JPEG_1u16s_C1(
-          file_.data(), static_cast<Zel32s>(file_.size()), &position_, block.coefficients, &lastDc_[b.component],
-          &marker_, dc, ac, state_.get());
+      const ZelStatus status =
+          zeliDecodeHuffman8x8_JPEG_1u16s_C1(file_.data(), static_cast<Zel32s>(file_.size()), &position_,
+                                             block.coefficients, &lastDc_[b.component], &marker_, dc, ac, state_.get());
       failed_ = status != zelStatusOk;
     }
     if (failed_) block = Block{};
@@ -159,9 +165,9 @@ struct Decoding {
   DecodeOptions options;
   Image* image = nullptr;
   Damage* damage = nullptr;
-  bool rolling = false;    // rows are put out while the one scan goes on, and the planes keep a few rows only
-  int rowsOfMcuRow = 0;    // rows of the image
-  int rowsDone = 0;        // already put out
+  bool rolling = false; // rows are put out while the one scan goes on, and the planes keep a few rows only
+  int rowsOfMcuRow = 0; // rows of the image
+  int rowsDone = 0;     // already put out
   std::vector<Plane<Sample>> planes;
   std::vector<Upsampler<Sample>> upsamplers;
   bool looksAround = false;
@@ -331,8 +337,10 @@ std::vector<Interval> findIntervals(ByteSpan file, size_t begin, int64_t count, 
     position = code + 1;
     const int marker = code < file.size() ? int{file[code]} : int{kEoi};
     if (marker == 0) continue;
-    if (index < count) intervals[static_cast<size_t>(index)] = {begin, at};
-    else damage.note("more restart intervals than the image has");
+    if (index < count)
+      intervals[static_cast<size_t>(index)] = {begin, at};
+    else
+      damage.note("more restart intervals than the image has");
     if (!isRestart(marker)) {
       if (index + 1 < count) damage.note("restart intervals are missing");
       end = at;
@@ -352,8 +360,7 @@ size_t decodeIntervals(Decoding<Sample>& d, const ScanDecoding<Sample>& s, size_
                        const std::vector<AlignedArray<Block>>& blocks) {
   const int64_t mcus = s.scan.mcuCount(), length = d.header->restartInterval;
   size_t end = begin;
-  const std::vector<Interval> intervals =
-      findIntervals(d.file, begin, (mcus + length - 1) / length, end, *d.damage);
+  const std::vector<Interval> intervals = findIntervals(d.file, begin, (mcus + length - 1) / length, end, *d.damage);
   if (d.damage->stops()) return end;
   std::vector<BlockReader> readers;
   for (int i = 0; i < d.options.threads; ++i) readers.emplace_back(d.file);
@@ -369,8 +376,10 @@ size_t decodeIntervals(Decoding<Sample>& d, const ScanDecoding<Sample>& s, size_
       finishRun(d, s, run, runBlocks);
       mcu += run.count;
     }
-    if (reader.failed()) d.damage->note(kDamagedData);
-    else if (reader.end() < interval.end) d.damage->note("bytes that belong to no segment or block");
+    if (reader.failed())
+      d.damage->note(kDamagedData);
+    else if (reader.end() < interval.end)
+      d.damage->note("bytes that belong to no segment or block");
     return !d.damage->stops();
   });
   return end;
@@ -421,8 +430,10 @@ Error decodeScans(MarkerReader& reader, Header& header, ScanHeader scanHeader, D
 // Behind the last scan nothing but the end of the image, and perhaps segments of no use, should follow.
 void checkEnd(MarkerReader& reader, Damage& damage) {
   size_t skipped = 0;
-  if (reader.next(skipped) == 0) damage.note("the file ends too early");
-  else if (skipped) damage.note("bytes that belong to no segment or block");
+  if (reader.next(skipped) == 0)
+    damage.note("the file ends too early");
+  else if (skipped)
+    damage.note("bytes that belong to no segment or block");
 }
 
 template <class Sample>
@@ -515,7 +526,10 @@ Error describe(ByteSpan file, std::string& text) {
   const size_t count = frame.components.size();
   append(text, "JPEG, %s, %d x %d, %d bits\n", processName(header.process), frame.width, frame.height, frame.bits);
   append(text, "components: %zu%s, sampling %s\n", count,
-         count != 3 ? "" : isYCbCr(header) ? " (Y, Cb, Cr)" : " (R, G, B)", samplingName(frame).c_str());
+         count != 3        ? ""
+         : isYCbCr(header) ? " (Y, Cb, Cr)"
+                           : " (R, G, B)",
+         samplingName(frame).c_str());
   const int quality = qualityOf(header.quantTables[frame.components[0].quantTable]);
   if (quality) append(text, "quantisation: as by quality %d\n", quality);
   if (header.restartInterval) append(text, "restart interval: %d MCUs\n", header.restartInterval);

@@ -74,11 +74,11 @@ Error makeHuffmanTables(const HuffmanList dcLists[2], const HuffmanList acLists[
 // The pixels of a run, the part of it that lies in the image, and scratch memory for one thread.
 template <class Sample>
 struct Strip {
-  int width = 0, height = 0;                 // of the run, in pixels
-  int imageX = 0, imageY = 0;                // where it begins in the image
-  int insideWidth = 0, insideHeight = 0;     // what of it lies in the image
-  int step = 0;                              // of the planes, in samples
-  AlignedArray<Sample> full[3], half[3];     // planes at full size; chroma halved
+  int width = 0, height = 0;             // of the run, in pixels
+  int imageX = 0, imageY = 0;            // where it begins in the image
+  int insideWidth = 0, insideHeight = 0; // what of it lies in the image
+  int step = 0;                          // of the planes, in samples
+  AlignedArray<Sample> full[3], half[3]; // planes at full size; chroma halved
   AlignedArray<Block> blocks;
   int blockCount = 0;
 
@@ -126,7 +126,8 @@ void convertColour(const Image& image, const Strip<Sample>& strip) {
       std::fill(row + strip.insideWidth, row + strip.width, row[strip.insideWidth - 1]);
     }
     for (int y = strip.insideHeight; y < strip.height; ++y) {
-      std::memcpy(strip.row(c, y), strip.row(c, strip.insideHeight - 1), static_cast<size_t>(strip.width) * sizeof(Sample));
+      std::memcpy(strip.row(c, y), strip.row(c, strip.insideHeight - 1),
+                  static_cast<size_t>(strip.width) * sizeof(Sample));
     }
   }
 }
@@ -138,14 +139,16 @@ void halveChroma(const Frame& frame, const Strip<Sample>& strip) {
   for (size_t c = 1; c < frame.components.size(); ++c) {
     for (int y = 0; y < 8; ++y) {
       Sample* half = strip.half[c].data() + y * strip.step;
-      if (frame.vMax == 1) halve2x1(strip.row(static_cast<int>(c), y), strip.width, half);
-      else halve2x2(strip.row(static_cast<int>(c), 2 * y), strip.row(static_cast<int>(c), 2 * y + 1), strip.width, half);
+      if (frame.vMax == 1)
+        halve2x1(strip.row(static_cast<int>(c), y), strip.width, half);
+      else
+        halve2x2(strip.row(static_cast<int>(c), 2 * y), strip.row(static_cast<int>(c), 2 * y + 1), strip.width, half);
     }
   }
 }
 
-// Step 3: samples to quantised coefficients, in coding order. A block that lies wholly outside the image costs the fewest
-// bits if it repeats the DC term of its component's block before.
+// Step 3: samples to quantised coefficients, in coding order. A block that lies wholly outside the image costs the
+// fewest bits if it repeats the DC term of its component's block before.
 template <class Sample>
 void transformBlocks(const Frame& frame, const Scan& scan, const Run& run, const Tables<Sample>& tables,
                      Strip<Sample>& strip) {
@@ -159,8 +162,10 @@ void transformBlocks(const Frame& frame, const Scan& scan, const Run& run, const
         const Sample* plane = (halved ? strip.half : strip.full)[b.component].data();
         const Sample* samples = plane + 8 * b.y * strip.step + 8 * column;
         const int step = strip.step * static_cast<int>(sizeof(Sample)), table = component.quantTable;
-        if (tables.fine) transformForward(samples, step, block->coefficients, tables.fineForward[table]);
-        else transformForward(samples, step, block->coefficients, tables.forward[table]);
+        if (tables.fine)
+          transformForward(samples, step, block->coefficients, tables.fineForward[table]);
+        else
+          transformForward(samples, step, block->coefficients, tables.forward[table]);
       } else {
         *block = Block{{block[-1].coefficients[0]}};
       }
@@ -242,9 +247,9 @@ Error codeBlocks(const Frame& frame, const Scan& scan, const Tables<Sample>& tab
 // Pads the last byte of the segment.
 Error flush(Segment& segment) {
   if (Error error = makeRoom(segment, 1)) return error;
-  const ZelStatus status = zeliEncodeHuffman8x8_JPEG_16s1u_C1(
-      nullptr, segment.bytes->data(), static_cast<Zel32s>(segment.bytes->size()), &segment.position, nullptr, nullptr,
-      nullptr, segment.state.get(), 1);
+  const ZelStatus status =
+      zeliEncodeHuffman8x8_JPEG_16s1u_C1(nullptr, segment.bytes->data(), static_cast<Zel32s>(segment.bytes->size()),
+                                         &segment.position, nullptr, nullptr, nullptr, segment.state.get(), 1);
   return status == zelStatusOk ? Error{} : fail("the entropy coder failed (status %d)", status);
 }
 
@@ -310,8 +315,8 @@ Error encodeIntervals(const Image& image, const Frame& frame, const Scan& scan, 
 // For 12 bits the tables of Annex K have no codes for the highest categories: a pass over the image counts the symbols,
 // restarts included, and tables are made of the counts.
 template <class Sample>
-Error measureHuffmanTables(const Image& image, const Frame& frame, const Scan& scan, int interval,
-                           Strip<Sample>& strip, Tables<Sample>& tables) {
+Error measureHuffmanTables(const Image& image, const Frame& frame, const Scan& scan, int interval, Strip<Sample>& strip,
+                           Tables<Sample>& tables) {
   SymbolCounts dc[2], ac[2];
   Zel16s lastDc[3] = {};
   int64_t end = interval ? interval : scan.mcuCount();
@@ -380,13 +385,17 @@ Error encodeSamples(const Image& image, const EncodeOptions& options, Bytes& fil
   Tables<Sample> tables;
   Error error = makeQuantTables(options.quality, tables);
   if (error) return error;
-  if (image.bits == 8) error = makeHuffmanTables(kDcLists, kAcLists, tables);
-  else error = measureHuffmanTables(image, frame, scan, options.restartInterval, strips[0], tables);
+  if (image.bits == 8)
+    error = makeHuffmanTables(kDcLists, kAcLists, tables);
+  else
+    error = measureHuffmanTables(image, frame, scan, options.restartInterval, strips[0], tables);
   if (error) return error;
 
   writeHeaders(frame, tables, options.restartInterval, file);
-  if (options.restartInterval) error = encodeIntervals(image, frame, scan, tables, options.restartInterval, strips, file);
-  else error = encodeInOnePiece(image, frame, scan, tables, strips, file);
+  if (options.restartInterval)
+    error = encodeIntervals(image, frame, scan, tables, options.restartInterval, strips, file);
+  else
+    error = encodeInOnePiece(image, frame, scan, tables, strips, file);
   SegmentWriter(file).marker(kEoi);
   return error;
 }
@@ -396,7 +405,8 @@ Error encodeSamples(const Image& image, const EncodeOptions& options, Bytes& fil
 Error encode(const Image& image, const EncodeOptions& options, Bytes& file) {
   file.clear();
   if (image.width > 65535 || image.height > 65535) return fail("a JPEG file holds 65535 x 65535 pixels at most");
-  if (options.restartInterval < 0 || options.restartInterval > 65535) return fail("the restart interval must be 0 to 65535");
+  if (options.restartInterval < 0 || options.restartInterval > 65535)
+    return fail("the restart interval must be 0 to 65535");
   if (image.bits == 8) return encodeSamples<Zel8u>(image, options, file);
   if (image.bits == 12) return encodeSamples<Zel16u>(image, options, file);
   return fail("a JPEG file holds samples of 8 or 12 bits, not %d", image.bits);

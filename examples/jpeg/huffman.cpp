@@ -12,9 +12,9 @@ int category(int value) {
   return std::bit_width(static_cast<unsigned>(std::abs(value)));
 }
 
-// Lengths of the codes of 257 symbols (figures K.1 and K.2): the two rarest groups of symbols are joined, which makes all
-// their codes one bit longer, until one group is left. The last symbol stands for the code of ones only, which must not
-// be used.
+// Lengths of the codes of 257 symbols (figures K.1 and K.2): the two rarest groups of symbols are joined, which makes
+// all their codes one bit longer, until one group is left. The last symbol stands for the code of ones only, which must
+// not be used.
 void findCodeLengths(const SymbolCounts& counts, int lengths[257]) {
   struct Group {
     uint64_t count;
@@ -24,7 +24,8 @@ void findCodeLengths(const SymbolCounts& counts, int lengths[257]) {
   for (int symbol = 255; symbol >= 0; --symbol) {
     if (counts.count[symbol]) groups.push_back({counts.count[symbol], {symbol}});
   }
-  // A least count in front of its equals: of two equally rare groups the one with the reserved symbol gets the long code.
+  // A least count in front of its equals: of two equally rare groups the one with the reserved symbol gets the long
+  // code.
   const auto rarer = [](const Group& a, const Group& b) { return a.count < b.count; };
   while (groups.size() > 1) {
     std::stable_sort(groups.begin(), groups.end(), rarer);
@@ -37,8 +38,8 @@ void findCodeLengths(const SymbolCounts& counts, int lengths[257]) {
   }
 }
 
-// Codes longer than 16 bits are taken in pairs (figure K.3): one of the pair goes to the place of their common prefix, and
-// the other becomes the sibling of a shorter code. Then the reserved code, one of the longest, is taken out.
+// Codes longer than 16 bits are taken in pairs (figure K.3): one of the pair goes to the place of their common prefix,
+// and the other becomes the sibling of a shorter code. Then the reserved code, one of the longest, is taken out.
 void limitTo16Bits(int codesOfLength[258]) {
   for (int length = 257; length > 16; --length) {
     while (codesOfLength[length] > 0) {

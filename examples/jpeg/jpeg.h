@@ -1,6 +1,6 @@
-// A codec for JPEG files (ITU T.81) of the sequential Huffman processes, on top of zelj: baseline and extended, 8 and 12
-// bits, grey and three components. It owns the file format and the loops; every sample and coefficient goes through the
-// library.
+// A codec for JPEG files (ITU T.81) of the sequential Huffman processes, on top of zelj: baseline and extended, 8 and
+// 12 bits, grey and three components. It owns the file format and the loops; every sample and coefficient goes through
+// the library.
 #pragma once
 
 #include "common/file.h"
@@ -8,8 +8,8 @@
 
 namespace jpeg {
 
-using img::ByteSpan;
 using img::Bytes;
+using img::ByteSpan;
 using img::Error;
 using img::fail;
 using img::Image;

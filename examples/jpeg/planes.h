@@ -26,17 +26,23 @@ template <class Sample>
 class Upsampler {
  public:
   // The image has `across` and `down` times as many samples as the plane, as fractions.
-  Upsampler(const Plane<Sample>& plane, int acrossN, int acrossD, int downN, int downD, Upsampling method, int imageWidth)
+  Upsampler(const Plane<Sample>& plane, int acrossN, int acrossD, int downN, int downD, Upsampling method,
+            int imageWidth)
       : plane_(plane), acrossN_(acrossN), acrossD_(acrossD), downN_(downN), downD_(downD), width_(imageWidth) {
     const bool twiceAcross = acrossN == 2 * acrossD, twiceDown = downN == 2 * downD;
     const bool sameAcross = acrossN == acrossD, sameDown = downN == downD;
     // A triangle needs neighbours.
     const bool smooth = method == Upsampling::triangle && plane.width > 2;
-    if (sameAcross && sameDown) kind_ = Kind::same;
-    else if (smooth && twiceAcross && sameDown) kind_ = Kind::double2x1;
-    else if (smooth && twiceAcross && twiceDown) kind_ = Kind::double2x2;
-    else if (method == Upsampling::triangle && sameAcross && twiceDown) kind_ = Kind::double1x2;
-    else kind_ = Kind::nearest;
+    if (sameAcross && sameDown)
+      kind_ = Kind::same;
+    else if (smooth && twiceAcross && sameDown)
+      kind_ = Kind::double2x1;
+    else if (smooth && twiceAcross && twiceDown)
+      kind_ = Kind::double2x2;
+    else if (method == Upsampling::triangle && sameAcross && twiceDown)
+      kind_ = Kind::double1x2;
+    else
+      kind_ = Kind::nearest;
   }
 
   // Whether rows of the plane beyond those that a row lies in are looked at.
@@ -48,11 +54,20 @@ class Upsampler {
     const int far = y % 2 ? near + 1 : near - 1;
     const Sample* source = plane_.rowInside(near);
     switch (kind_) {
-      case Kind::same: return source;
-      case Kind::double2x1: double2x1(source, plane_.width, scratch); break;
-      case Kind::double2x2: double2x2(source, plane_.rowInside(far), plane_.width, scratch); break;
-      case Kind::double1x2: double1x2(source, plane_.rowInside(far), plane_.width, far < near, scratch); break;
-      case Kind::nearest: replicate(source, scratch); break;
+      case Kind::same:
+        return source;
+      case Kind::double2x1:
+        double2x1(source, plane_.width, scratch);
+        break;
+      case Kind::double2x2:
+        double2x2(source, plane_.rowInside(far), plane_.width, scratch);
+        break;
+      case Kind::double1x2:
+        double1x2(source, plane_.rowInside(far), plane_.width, far < near, scratch);
+        break;
+      case Kind::nearest:
+        replicate(source, scratch);
+        break;
     }
     return scratch;
   }

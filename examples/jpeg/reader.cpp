@@ -165,20 +165,34 @@ void readApplication(int marker, ByteSpan segment, Header& header) {
 
 const char* processName(int marker) {
   switch (marker) {
-    case 0xC0: return "baseline";
-    case 0xC1: return "extended sequential";
-    case 0xC2: return "progressive";
-    case 0xC3: return "lossless";
-    case 0xC5: return "differential sequential";
-    case 0xC6: return "differential progressive";
-    case 0xC7: return "differential lossless";
-    case 0xC9: return "sequential arithmetic-coded";
-    case 0xCA: return "progressive arithmetic-coded";
-    case 0xCB: return "lossless arithmetic-coded";
-    case 0xCD: return "differential sequential arithmetic-coded";
-    case 0xCE: return "differential progressive arithmetic-coded";
-    case 0xCF: return "differential lossless arithmetic-coded";
-    default: return nullptr;
+    case 0xC0:
+      return "baseline";
+    case 0xC1:
+      return "extended sequential";
+    case 0xC2:
+      return "progressive";
+    case 0xC3:
+      return "lossless";
+    case 0xC5:
+      return "differential sequential";
+    case 0xC6:
+      return "differential progressive";
+    case 0xC7:
+      return "differential lossless";
+    case 0xC9:
+      return "sequential arithmetic-coded";
+    case 0xCA:
+      return "progressive arithmetic-coded";
+    case 0xCB:
+      return "lossless arithmetic-coded";
+    case 0xCD:
+      return "differential sequential arithmetic-coded";
+    case 0xCE:
+      return "differential progressive arithmetic-coded";
+    case 0xCF:
+      return "differential lossless arithmetic-coded";
+    default:
+      return nullptr;
   }
 }
 

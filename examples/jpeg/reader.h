@@ -25,7 +25,7 @@ struct Header {
 
 // The components of a scan with their tables.
 struct ScanHeader {
-  std::vector<int> components; // in the frame
+  std::vector<int> components;          // in the frame
   int dcTable[4] = {}, acTable[4] = {}; // by component in the frame
 };
 

@@ -23,9 +23,15 @@ void transformForward(const Zel8u* samples, int step, Zel16s* block, const Zel32
 
 void transformInverse(const Zel16s* block, Zel8u* samples, int step, const Zel16u* table, int size) {
   switch (size) {
-    case 8: zeliDCTQuantInv8x8LS_JPEG_16s8u_C1R(block, samples, step, table); return;
-    case 4: zeliDCTQuantInv8x8To4x4LS_JPEG_16s8u_C1R(block, samples, step, table); return;
-    case 2: zeliDCTQuantInv8x8To2x2LS_JPEG_16s8u_C1R(block, samples, step, table); return;
+    case 8:
+      zeliDCTQuantInv8x8LS_JPEG_16s8u_C1R(block, samples, step, table);
+      return;
+    case 4:
+      zeliDCTQuantInv8x8To4x4LS_JPEG_16s8u_C1R(block, samples, step, table);
+      return;
+    case 2:
+      zeliDCTQuantInv8x8To2x2LS_JPEG_16s8u_C1R(block, samples, step, table);
+      return;
     default: {
       Zel8u flat[64];
       zeliDCTQuantInv8x8LS_1x1_JPEG_16s8u_C1R(block, flat, 8, table);

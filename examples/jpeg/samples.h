@@ -1,6 +1,6 @@
-// What the codec does with samples and blocks, in one overload for 8 bits and one for 12. The 8-bit ones are the library's
-// functions; for 12 bits the library has the transforms, and the rest is plain code. The transforms, colour conversions and
-// sampling functions fail by wrong arguments only, so their statuses are not looked at.
+// What the codec does with samples and blocks, in one overload for 8 bits and one for 12. The 8-bit ones are the
+// library's functions; for 12 bits the library has the transforms, and the rest is plain code. The transforms, colour
+// conversions and sampling functions fail by wrong arguments only, so their statuses are not looked at.
 #pragma once
 
 #include <algorithm>

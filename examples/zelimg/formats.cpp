@@ -40,7 +40,8 @@ Error readImage(const std::string& name, const jpeg::DecodeOptions& options, Ima
       if (!damage.empty()) remark = name + ": warning: " + damage;
       break;
     }
-    default: error = img::readPnm(file, options.maxPixels, image);
+    default:
+      error = img::readPnm(file, options.maxPixels, image);
   }
   return error ? fail("%s: %s", name.c_str(), error.message.c_str()) : error;
 }
@@ -50,11 +51,14 @@ Error writeImage(const std::string& name, const jpeg::EncodeOptions& options, st
   Bytes file;
   Error error;
   switch (formatOf(name)) {
-    case Format::png: error = img::writePng(image, file); break;
+    case Format::png:
+      error = img::writePng(image, file);
+      break;
     case Format::jpeg:
       error = jpeg::encode(img::withBits(image, bits.value_or(image.bits == 12 ? 12 : 8)), options, file);
       break;
-    default: img::writePnm(img::withChannels(image, formatOf(name) == Format::pgm ? 1 : 3), file);
+    default:
+      img::writePnm(img::withChannels(image, formatOf(name) == Format::pgm ? 1 : 3), file);
   }
   return error ? fail("%s: %s", name.c_str(), error.message.c_str()) : img::writeFile(name, file);
 }

@@ -96,7 +96,8 @@ bool takeOption(const std::string& name, const std::string& value, Options& opti
 }
 
 Error parseArguments(const std::vector<std::string>& arguments, Options& options) {
-  const auto known = {"--quality", "--sampling", "--restart", "--bits", "--scale", "--upsample", "--threads", "--max-pixels"};
+  const auto known = {"--quality", "--sampling", "--restart", "--bits",
+                      "--scale",   "--upsample", "--threads", "--max-pixels"};
   for (size_t i = 0; i < arguments.size(); ++i) {
     const std::string& argument = arguments[i];
     if (argument == "--keep-going") {
@@ -112,7 +113,8 @@ Error parseArguments(const std::vector<std::string>& arguments, Options& options
   }
   if (options.names.size() != 2) return fail("two file names are needed");
   for (const std::string& name : options.names) {
-    if (formatOf(name) == Format::unknown) return fail("%s: the extension must be png, pgm, ppm, jpg or jpeg", name.c_str());
+    if (formatOf(name) == Format::unknown)
+      return fail("%s: the extension must be png, pgm, ppm, jpg or jpeg", name.c_str());
   }
   return {};
 }
@@ -130,9 +132,12 @@ Error info(const std::string& name) {
     const bool png = formatOf(name) == Format::png;
     error = png ? img::readPng(file, img::kDefaultMaxPixels, image, alphaDropped)
                 : img::readPnm(file, img::kDefaultMaxPixels, image);
-    text = std::string(png ? "PNG" : image.channels == 1 ? "PGM" : "PPM") + ", " + std::to_string(image.width) + " x " +
-           std::to_string(image.height) + ", " + std::to_string(image.bits) + " bits\n" +
-           (image.channels == 1 ? "grey" : "R, G, B") + (alphaDropped ? " and alpha\n" : "\n");
+    text = std::string(png                   ? "PNG"
+                       : image.channels == 1 ? "PGM"
+                                             : "PPM") +
+           ", " + std::to_string(image.width) + " x " + std::to_string(image.height) + ", " +
+           std::to_string(image.bits) + " bits\n" + (image.channels == 1 ? "grey" : "R, G, B") +
+           (alphaDropped ? " and alpha\n" : "\n");
   }
   if (error) return fail("%s: %s", name.c_str(), error.message.c_str());
   std::fputs(text.c_str(), stdout);

@@ -50,7 +50,8 @@ TEST(HostileFile, DamagedAnywhere) {
   for (int round = 0; round < 4000; ++round) {
     Bytes file = round % 3 == 0 ? inOnePiece : inIntervals;
     for (int i = random.in(1, 4); i > 0; --i) {
-      file[static_cast<size_t>(random.in(0, static_cast<int>(file.size()) - 1))] = static_cast<uint8_t>(random.oneOf({0, 0xFF, 0xD3, 0xD9, random.in(0, 255)}));
+      file[static_cast<size_t>(random.in(0, static_cast<int>(file.size()) - 1))] =
+          static_cast<uint8_t>(random.oneOf({0, 0xFF, 0xD3, 0xD9, random.in(0, 255)}));
     }
     Image image;
     std::string damage;
@@ -79,7 +80,8 @@ TEST(HostileFile, DamageStaysInItsRestartInterval) {
   Bytes lostInterval(whole.begin(), position(restarts[0]));
   lostInterval.insert(lostInterval.end(), position(restarts[1]), whole.end());
   Bytes garbage = whole;
-  std::fill(garbage.begin() + static_cast<ptrdiff_t>(restarts[0]) + 2, garbage.begin() + static_cast<ptrdiff_t>(restarts[1]), 0xFE);
+  std::fill(garbage.begin() + static_cast<ptrdiff_t>(restarts[0]) + 2,
+            garbage.begin() + static_cast<ptrdiff_t>(restarts[1]), 0xFE);
   Bytes wrongNumber = whole;
   wrongNumber[restarts[1] + 1] = 0xD6;
 
@@ -120,7 +122,7 @@ TEST(HostileFile, BadHeadersAreNamed) {
       {{{frame + 3, 0}, {frame + 4, 0}}, "empty"},
       {{{frame + 1, 0xFF}, {frame + 2, 0xFF}, {frame + 3, 0xFF}, {frame + 4, 0xFF}}, "more than the limit"},
       {{{frame + 1, 2}, {frame + 3, 2}}, "too short for"},
-      {{{frame + 5, 4}}, "bad frame header"},  // a component more than the segment holds
+      {{{frame + 5, 4}}, "bad frame header"},    // a component more than the segment holds
       {{{frame + 7, 0x52}}, "bad frame header"}, // a sampling factor of 5
       {{{frame + 7, 0x20}}, "bad frame header"},
       {{{frame + 7, 0x44}}, "more than 10 blocks"},
@@ -133,7 +135,7 @@ TEST(HostileFile, BadHeadersAreNamed) {
       {{{dqt, 0x14}}, "bad quantisation table"},
       {{{dqt + 5, 0}}, "holds a zero"},
       {{{dht, 0x20}}, "bad Huffman table"},
-      {{{dht + 1, 3}}, "bad Huffman table"},  // three codes of one bit
+      {{{dht + 1, 3}}, "bad Huffman table"},   // three codes of one bit
       {{{dht + 20, 99}}, "bad Huffman table"}, // a DC category above 15
       {{{dht - 2, 0xFF}}, "leads out of the file"},
       {{{scan - 3, 0xD9}}, "holds no image"},

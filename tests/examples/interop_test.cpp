@@ -32,10 +32,13 @@ TEST_F(Interop, TheyReadOurFiles) {
         const Bytes ours = encoded(image, options);
         folder_.write("ours.jpg", ours);
         ASSERT_EQ(folder_.run("cjpeg -dct int -baseline -quality " + std::to_string(quality) + " -sample " + factors +
-                              " -outfile theirs.jpg in.pnm"), 0);
-        const std::string name = std::to_string(image.width) + " wide, quality " + std::to_string(quality) + ", " + factors;
+                              " -outfile theirs.jpg in.pnm"),
+                  0);
+        const std::string name =
+            std::to_string(image.width) + " wide, quality " + std::to_string(quality) + ", " + factors;
         EXPECT_GT(img::psnr(image, djpeg("ours.jpg")), img::psnr(image, djpeg("theirs.jpg")) - 0.1) << name;
-        EXPECT_LE(static_cast<double>(ours.size()), 1.02 * static_cast<double>(folder_.read("theirs.jpg").size())) << name;
+        EXPECT_LE(static_cast<double>(ours.size()), 1.02 * static_cast<double>(folder_.read("theirs.jpg").size()))
+            << name;
       }
     }
   }
@@ -60,9 +63,22 @@ TEST_F(Interop, TheyReadOddSizesAndRestarts) {
 TEST_F(Interop, WeReadTheirFiles) {
   folder_.write("separate", std::vector<uint8_t>{'0', ';', '1', ';', '2', ';'});
   folder_.write("partly", std::vector<uint8_t>{'0', ';', '1', ' ', '2', ';'});
-  const char* const kinds[] = {"-sample 1x1", "-sample 2x1 -optimize", "-sample 2x2", "-sample 1x2 -restart 1", "-grayscale -restart 2B",
-                               "-sample 2x2 -restart 1 -optimize", "-sample 1x1 -restart 3B", "-sample 4x1", "-sample 1x4", "-sample 4x2 -restart 1B",
-                               "-sample 2x2,2x1,1x2", "-sample 1x1,2x2,1x1", "-sample 2x2 -scans separate -restart 1", "-sample 2x1 -scans partly", "-rgb", "-sample 2x2 -quality 98"};
+  const char* const kinds[] = {"-sample 1x1",
+                               "-sample 2x1 -optimize",
+                               "-sample 2x2",
+                               "-sample 1x2 -restart 1",
+                               "-grayscale -restart 2B",
+                               "-sample 2x2 -restart 1 -optimize",
+                               "-sample 1x1 -restart 3B",
+                               "-sample 4x1",
+                               "-sample 1x4",
+                               "-sample 4x2 -restart 1B",
+                               "-sample 2x2,2x1,1x2",
+                               "-sample 1x1,2x2,1x1",
+                               "-sample 2x2 -scans separate -restart 1",
+                               "-sample 2x1 -scans partly",
+                               "-rgb",
+                               "-sample 2x2 -quality 98"};
   double sum = 0, samples = 0;
   for (const auto& [width, height] : {std::pair{1, 1}, {2, 2}, {3, 5}, {16, 16}, {31, 17}, {33, 70}, {201, 150}}) {
     folder_.writePnm("in.ppm", img::renderScene(width, height));
@@ -74,7 +90,8 @@ TEST_F(Interop, WeReadTheirFiles) {
         options.upsampling = plain ? jpeg::Upsampling::plain : jpeg::Upsampling::triangle;
         const Image ours = decoded(folder_.read("theirs.jpg"), options);
         // The average of a handful of samples says little by itself.
-        EXPECT_TRUE(near(ours, theirs, 3, ours.bytes.size() > 1000 ? 0.3 : 1)) << width << "x" << height << " " << kind << (plain ? " plain" : "");
+        EXPECT_TRUE(near(ours, theirs, 3, ours.bytes.size() > 1000 ? 0.3 : 1))
+            << width << "x" << height << " " << kind << (plain ? " plain" : "");
         for (size_t i = 0; i < ours.bytes.size(); ++i) sum += std::abs(ours.bytes[i] - theirs.bytes[i]);
         samples += static_cast<double>(ours.bytes.size());
       }
@@ -91,7 +108,9 @@ TEST_F(Interop, ReducedImagesAgree) {
       jpeg::DecodeOptions options;
       options.scale = scale;
       // At 1/8 the transform truncates. Elsewhere theirs drops high frequencies, ours averages.
-      EXPECT_GT(img::psnr(decoded(folder_.read("theirs.jpg"), options), djpeg("theirs.jpg", "-scale 1/" + std::to_string(scale))), scale == 8 ? 44 : 35);
+      EXPECT_GT(img::psnr(decoded(folder_.read("theirs.jpg"), options),
+                          djpeg("theirs.jpg", "-scale 1/" + std::to_string(scale))),
+                scale == 8 ? 44 : 35);
     }
   }
 }

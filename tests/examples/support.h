@@ -48,9 +48,7 @@ class Folder {
     EXPECT_FALSE(img::readFile(at(name), content));
     return content;
   }
-  void write(const std::string& name, img::ByteSpan content) const {
-    EXPECT_FALSE(img::writeFile(at(name), content));
-  }
+  void write(const std::string& name, img::ByteSpan content) const { EXPECT_FALSE(img::writeFile(at(name), content)); }
   void writePnm(const std::string& name, const Image& image) const {
     Bytes file;
     img::writePnm(image, file);
