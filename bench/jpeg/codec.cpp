@@ -1,18 +1,21 @@
 // The codec of the examples, whole images in memory, beside libjpeg-turbo's own codec: accurate integer transform,
 // smooth chroma, the same quality and sampling, one thread. The image is a rendered scene, or a mosaic of the PNG
 // photographs in the folder that the environment variable ZELJ_BENCH_IMAGES names.
-#include <jpeglib.h>
-
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <memory>
 
 #include "common/file.h"
 #include "common/png_file.h"
 #include "common/scene.h"
 #include "jpeg/jpeg.h"
 #include "support/measure.h"
+
+// clang-format off
+#include <jpeglib.h> // needs what <cstdio> declares
+// clang-format on
 
 namespace zelj::bench {
 namespace {
