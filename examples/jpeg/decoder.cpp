@@ -93,6 +93,12 @@ struct Interval {
   size_t begin = 0, end = 0;
 };
 
+// The Huffman tables of a scan, by component.
+struct TablesOfScan {
+  const ZeliDecodeHuffmanSpec* dc[4];
+  const ZeliDecodeHuffmanSpec* ac[4];
+};
+
 // Reads blocks of an entropy-coded segment. Blocks behind damage come out as zeros, that is grey.
 class BlockReader {
  public:
@@ -111,14 +117,30 @@ class BlockReader {
     if (state_) zeliDecodeHuffmanStateInit_JPEG_8u(state_.get());
   }
 
-  void read(const ScanBlock& b, const ZeliDecodeHuffmanSpec* dc, const ZeliDecodeHuffmanSpec* ac, Block& block) {
-    if (!failed_) {
-      const ZelStatus status =
-          zeliDecodeHuffman8x8_JPEG_1u16s_C1(file_.data(), static_cast<Zel32s>(file_.size()), &position_,
-                                             block.coefficients, &lastDc_[b.component], &marker_, dc, ac, state_.get());
-      failed_ = status != zelStatusOk;
+  // Reads the blocks of some MCUs.
+  void read(const std::vector<ScanBlock>& mcu, int count, const TablesOfScan& tables, Block* block) {
+    struct Coder {
+      Zel16s* lastDc;
+      const ZeliDecodeHuffmanSpec *dc, *ac;
+    } coders[10];
+    for (size_t i = 0; i < mcu.size(); ++i) {
+      const int c = mcu[i].component;
+      coders[i] = {&lastDc_[c], tables.dc[c], tables.ac[c]};
     }
-    if (failed_) block = Block{};
+    const Zel8u* const bytes = file_.data();
+    const auto length = static_cast<Zel32s>(file_.size());
+    ZeliDecodeHuffmanState* const state = state_.get();
+    Block* const end = block + static_cast<size_t>(count) * mcu.size();
+    while (block != end && !failed_) {
+      for (size_t i = 0; i < mcu.size() && !failed_; ++i) {
+        const ZelStatus status =
+            zeliDecodeHuffman8x8_JPEG_1u16s_C1(bytes, length, &position_, block->coefficients, coders[i].lastDc,
+                                               &marker_, coders[i].dc, coders[i].ac, state);
+        failed_ = status != zelStatusOk;
+        if (!failed_) ++block;
+      }
+    }
+    std::fill(block, end, Block{});
   }
 
   bool failed() const { return failed_; }
@@ -179,8 +201,7 @@ template <class Sample>
 struct ScanDecoding {
   Scan scan;
   alignas(64) typename TransformTable<Sample>::Entry inverse[4][64]; // by component
-  const ZeliDecodeHuffmanSpec* dc[4];
-  const ZeliDecodeHuffmanSpec* ac[4];
+  TablesOfScan tables;
 };
 
 // How many samples a block gives on a side. A component with fewer samples than others is reduced less if that saves
@@ -273,13 +294,6 @@ void putOutImage(const Decoding<Sample>& d) {
 }
 
 template <class Sample>
-void readRun(const ScanDecoding<Sample>& s, const Run& run, BlockReader& reader, Block* block) {
-  for (int m = 0; m < run.count; ++m) {
-    for (const ScanBlock& b : s.scan.mcu) reader.read(b, s.dc[b.component], s.ac[b.component], *block++);
-  }
-}
-
-template <class Sample>
 void transformRun(const Decoding<Sample>& d, const ScanDecoding<Sample>& s, const Run& run, const Block* block) {
   for (int m = 0; m < run.count; ++m) {
     for (const ScanBlock& b : s.scan.mcu) {
@@ -315,7 +329,7 @@ size_t decodeInOnePiece(Decoding<Sample>& d, const ScanDecoding<Sample>& s, size
     const Run run = runAt(scan, row * scan.mcusWide + item % runsOfRow * mcusOfRun(scan), (row + 1) * scan.mcusWide);
     Block* runBlocks = blocks[static_cast<size_t>(thread)].data();
     turns.await(item);
-    readRun(s, run, reader, runBlocks);
+    reader.read(s.scan.mcu, run.count, s.tables, runBlocks);
     if (reader.failed()) d.damage->note(kDamagedData);
     turns.pass();
     finishRun(d, s, run, runBlocks);
@@ -372,7 +386,7 @@ size_t decodeIntervals(Decoding<Sample>& d, const ScanDecoding<Sample>& s, size_
     const int64_t last = std::min((item + 1) * length, mcus);
     for (int64_t mcu = item * length; mcu < last;) {
       const Run run = runAt(s.scan, mcu, last);
-      readRun(s, run, reader, runBlocks);
+      reader.read(s.scan.mcu, run.count, s.tables, runBlocks);
       finishRun(d, s, run, runBlocks);
       mcu += run.count;
     }
@@ -391,8 +405,8 @@ ScanDecoding<Sample> prepareScan(const Header& header, const ScanHeader& scanHea
   s.scan = layOutScan(header.frame, scanHeader.components);
   for (const int c : scanHeader.components) {
     makeInverseTable(header.quantTables[header.frame.components[static_cast<size_t>(c)].quantTable], s.inverse[c]);
-    s.dc[c] = header.dc[scanHeader.dcTable[c]].get();
-    s.ac[c] = header.ac[scanHeader.acTable[c]].get();
+    s.tables.dc[c] = header.dc[scanHeader.dcTable[c]].get();
+    s.tables.ac[c] = header.ac[scanHeader.acTable[c]].get();
   }
   return s;
 }
