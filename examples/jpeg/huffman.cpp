@@ -9,7 +9,7 @@ namespace jpeg {
 namespace {
 
 int category(int value) {
-  return std::bit_width(static_cast<unsigned>(std::abs(value)));
+  return static_cast<int>(std::bit_width(static_cast<unsigned>(std::abs(value))));
 }
 
 // Lengths of the codes of 257 symbols (figures K.1 and K.2): the two rarest groups of symbols are joined, which makes

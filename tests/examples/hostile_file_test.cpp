@@ -22,7 +22,7 @@ Bytes smallFile(int restartInterval) {
 // The position of the body of the first segment of a kind.
 size_t segmentOf(const Bytes& file, int marker) {
   size_t at = 2;
-  while (file[at + 1] != marker) at += 2u + (file[at + 2] << 8 | file[at + 3]);
+  while (file[at + 1] != marker) at += 2 + static_cast<size_t>(file[at + 2] << 8 | file[at + 3]);
   return at + 4;
 }
 
