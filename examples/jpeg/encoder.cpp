@@ -147,13 +147,31 @@ void halveChroma(const Frame& frame, const Strip<Sample>& strip) {
   }
 }
 
+// Starts to load the pixels that MCU m of the next run will need: the rows of a run are too short for the processor to
+// see them coming, and memory is far. (Inline, since compilers take a function that only prefetches for one without
+// effect, and drop its calls.)
+template <class Sample>
+[[gnu::always_inline]] inline void fetchAhead(const Image& image, const Frame& frame, const Strip<Sample>& strip,
+                                              int m) {
+  int x = strip.imageX + strip.width + m * 8 * frame.hMax, y = strip.imageY;
+  if (x >= image.width) {
+    x = m * 8 * frame.hMax;
+    y += strip.height;
+  }
+  const int end = std::min(y + strip.height, image.height);
+  for (; y < end && x < image.width; ++y) {
+    __builtin_prefetch(image.row<Sample>(y) + static_cast<ptrdiff_t>(x) * image.channels);
+  }
+}
+
 // Step 3: samples to quantised coefficients, in coding order. A block that lies wholly outside the image costs the
 // fewest bits if it repeats the DC term of its component's block before.
 template <class Sample>
-void transformBlocks(const Frame& frame, const Scan& scan, const Run& run, const Tables<Sample>& tables,
-                     Strip<Sample>& strip) {
+void transformBlocks(const Image& image, const Frame& frame, const Scan& scan, const Run& run,
+                     const Tables<Sample>& tables, Strip<Sample>& strip) {
   Block* block = strip.blocks.data();
   for (int m = 0; m < run.count; ++m) {
+    fetchAhead(image, frame, strip, m);
     for (const ScanBlock& b : scan.mcu) {
       const Component& component = frame.components[static_cast<size_t>(b.component)];
       const int column = m * b.across + b.x;
@@ -182,7 +200,7 @@ void transformRun(const Image& image, const Frame& frame, const Scan& scan, cons
   placeStrip(frame, run, strip);
   convertColour(image, strip);
   halveChroma(frame, strip);
-  transformBlocks(frame, scan, run, tables, strip);
+  transformBlocks(image, frame, scan, run, tables, strip);
 }
 
 // An entropy-coded segment that is being written: the bytes so far, and what the coder carries from block to block.
