@@ -132,4 +132,12 @@ HWY_INLINE void storeInterleaved(V lower, V upper, D d, Zel8u* dst) {
   }
 }
 
+#if HWY_TARGET <= HWY_AVX3
+// Lane i is lane indices[i] of the 64 16-bit lanes of a and b.
+template <class V>
+HWY_INLINE V permuteTwo(V a, V b, const Zel16u* indices) {
+  return V{_mm512_permutex2var_epi16(a.raw, _mm512_loadu_si512(indices), b.raw)};
+}
+#endif
+
 } // namespace zelj

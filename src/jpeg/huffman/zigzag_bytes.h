@@ -4,7 +4,7 @@
 #include <utility>
 
 #include "jpeg/zigzag.h"
-#include "simd/permute.h"
+#include "simd/blocks.h"
 #include "simd/simd.h"
 
 namespace zelj {
@@ -33,7 +33,7 @@ HWY_INLINE ZigzagBytes::ZigzagBytes(const Zel16s* block) {
   }();
   const hn::CappedTag<Zel16s, 32> d;
   const auto top = hn::LoadU(d, block), bottom = hn::LoadU(d, block + 32);
-  v[0] = packSignedInBlocks(permuteTwo(top, bottom, kIndices.half[0]), permuteTwo(top, bottom, kIndices.half[1]));
+  v[0] = narrowSigned(permuteTwo(top, bottom, kIndices.half[0]), permuteTwo(top, bottom, kIndices.half[1]));
 }
 
 #else
@@ -79,11 +79,11 @@ HWY_INLINE ZigzagBytes::ZigzagBytes(const Zel16s* block) {
   if constexpr (kLanes == 16) {
     for (size_t i = 0; i < 4; ++i) {
       const Zel16s* rows = block + i / 2 * 32 + i % 2 * 8;
-      sources[i] = packSignedInBlocks(hn::LoadU(d, rows), hn::LoadU(d, rows + 16));
+      sources[i] = narrowSigned(hn::LoadU(d, rows), hn::LoadU(d, rows + 16));
     }
   } else {
     for (size_t i = 0; i < 2; ++i) {
-      const auto packed = packSignedInBlocks(hn::LoadU(d, block + 32 * i), hn::LoadU(d, block + 32 * i + 16));
+      const auto packed = narrowSigned(hn::LoadU(d, block + 32 * i), hn::LoadU(d, block + 32 * i + 16));
       sources[2 * i] = hn::ConcatLowerLower(Tag(), packed, packed);
       sources[2 * i + 1] = hn::ConcatUpperUpper(Tag(), packed, packed);
     }

@@ -169,7 +169,7 @@ inline Block inverseTo2x2(const Block& x) {
       {16384, 14846, 5213, 3483, 2953}, {22725, 20592, 7231, 4832, 4096}, {}, {19266, 17457, 6130, 4096, 3472}};
   constexpr int setOf[8] = {0, 1, 2, 3, 2, 3, 2, 1}, n[8] = {67072, 5802, 0, 3408, 0, 910, 0, 746};
   Block y{}, out{};
-  for (size_t r : {0, 1, 3, 5, 7}) {
+  for (const size_t r : {0u, 1u, 3u, 5u, 7u}) {
     const auto& [c, k1, k3, k5, k7] = k[setOf[r]];
     const int* z = &x[8 * r];
     const int64_t o = int64_t{k1} * z[1] - k3 * z[3] + k5 * z[5] - k7 * z[7], even = int64_t{c} * z[0] + n[r];
