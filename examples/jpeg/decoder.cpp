@@ -293,9 +293,22 @@ void putOutImage(const Decoding<Sample>& d) {
   });
 }
 
+// Starts to load the memory of the pixels that will be put out when the run's MCU row is complete: stores to memory
+// that is far away would wait. (Inline, since compilers take a function that only prefetches for one without effect,
+// and drop its calls.)
+template <class Sample>
+[[gnu::always_inline]] inline void fetchAhead(const Decoding<Sample>& d, const Scan& scan, const Run& run, int m) {
+  if (!d.rolling) return;
+  const int begin = (run.y - (d.looksAround ? 1 : 0)) * d.rowsOfMcuRow;
+  const int end = std::min(begin + d.rowsOfMcuRow, d.image->height);
+  const size_t offset = d.image->rowBytes() * static_cast<size_t>(run.x + m) / static_cast<size_t>(scan.mcusWide);
+  for (int y = std::max(begin, 0); y < end; ++y) __builtin_prefetch(d.image->template row<uint8_t>(y) + offset, 1);
+}
+
 template <class Sample>
 void transformRun(const Decoding<Sample>& d, const ScanDecoding<Sample>& s, const Run& run, const Block* block) {
   for (int m = 0; m < run.count; ++m) {
+    fetchAhead(d, s.scan, run, m);
     for (const ScanBlock& b : s.scan.mcu) {
       const Plane<Sample>& plane = d.planes[static_cast<size_t>(b.component)];
       const int column = (run.x + m) * b.across + b.x, row = run.y * b.down + b.y;
