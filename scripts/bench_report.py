@@ -25,6 +25,8 @@ MACHINE = re.compile("(frame|threads)/")
 
 # What --plot shows: the beginning of <family>/<work>, and a label.
 MAIN = [
+    ("codec/encode 4:2:0 q75", "whole encoder, 4:2:0"),
+    ("codec/decode 4:2:0 q75", "whole decoder, 4:2:0"),
     ("colour/RGBToYCbCr_JPEG_8u_C3P3R", "RGB to YCbCr"),
     ("colour/YCbCrToRGB_JPEG_8u_P3C3R", "YCbCr to RGB"),
     ("sampling/plane down h2v2", "halve chroma, 2 x 2"),
