@@ -2,6 +2,7 @@
 #pragma once
 
 #include <array>
+#include <cstring>
 
 #include "jpeg/huffman/bit_reader.h"
 #include "jpeg/zigzag.h"
@@ -16,6 +17,11 @@ constexpr auto kDecoderOrder = [] {
   for (size_t k = 0; k < order.size(); ++k) order[k] = k < 64 ? kNaturalOfZigzag[k] : 63;
   return order;
 }();
+
+inline void store(Zel16s* block, int position, int value) {
+  const auto coefficient = static_cast<Zel16s>(value);
+  std::memcpy(block + kDecoderOrder[static_cast<size_t>(position)], &coefficient, sizeof coefficient);
+}
 
 // What a decoder was reading when it ended.
 enum class Reading { dcSymbol, dcBits, acSymbol, acBits, badCode };

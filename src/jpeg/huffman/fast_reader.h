@@ -3,6 +3,7 @@
 #pragma once
 
 #include <algorithm>
+#include <cstdint>
 
 #include "jpeg/huffman/big_endian.h"
 #include "jpeg/huffman/bit_reader.h"
@@ -29,9 +30,47 @@ namespace zelj {
   return length << 16 | spec.huffValues[index & 255];
 }
 
-struct FastReader {
+// How far a reader may look ahead. clearUntil(at): where the next 0xFF, or memory not looked at, begins at the latest;
+// anywhere in front of that, and there, eight bytes may be read.
+
+// In a source with a length.
+struct BoundedAhead {
   // Memory that must lie in front of a reader wherever it looks for the next 0xFF.
   static constexpr int kReach = 64 + 8;
+
+  const Zel8u* end;
+
+  explicit BoundedAhead(const BitSource& source) : end(source.bytes + source.length) {}
+  static bool canStart(const BitSource& source) { return Zel64s{source.length} - *source.position >= kReach; }
+  bool inReach(const Zel8u* at) const { return end - at >= kReach; }
+  HWY_INLINE const Zel8u* clearUntil(const Zel8u* at) const { return at + findByte64(0xFF, at); }
+};
+
+// In a source that a marker ends, somewhere: there is memory to the end of the line of 16 bytes that holds the marker,
+// hence all of a line if there is no 0xFF in those before it.
+struct UnboundedAhead {
+  static constexpr int kLine = 16, kLines = 3;
+
+  explicit UnboundedAhead(const BitSource&) {}
+  static bool canStart(const BitSource&) { return true; }
+  static bool inReach(const Zel8u*) { return true; }
+  HWY_INLINE const Zel8u* clearUntil(const Zel8u* at) const {
+    const hn::FixedTag<Zel8u, kLine> d;
+    const auto within = reinterpret_cast<uintptr_t>(at) % kLine;
+    const Zel8u* line = at - within;
+    Zel64u unread = ~Zel64u{0} << within;
+    for (int i = 0; i < kLines; ++i, line += kLine) {
+      const Zel64u found = bitsOfMask(d, hn::Eq(hn::Load(d, line), hn::Set(d, 0xFF))) & unread;
+      if (found) [[unlikely]]
+        return line + std::min(std::countr_zero(found), kLine - 8);
+      unread = ~Zel64u{0};
+    }
+    return line; // and the one that begins here may be read
+  }
+};
+
+template <class Ahead>
+struct FastReader {
   // What refill() makes available at least, and what a symbol and its additional bits need at most: one found in the
   // look-up table, or any.
   static constexpr int kRefilled = 56, kFastSymbol = 8 + 15, kSymbol = 16 + 15;
@@ -40,26 +79,24 @@ struct FastReader {
   Zel32s bits;           // unread bits in it, up to 63
   bool stuffed;          // whether bytes of 0xFF were among those read
   const Zel8u* at;       // the next byte
-  const Zel8u* next0xFF; // where 0xFF, or memory that was not looked at, begins
-  const Zel8u* end;      // of the source
+  const Zel8u* next0xFF; // or where memory begins that was not looked at
+  Ahead ahead;
 
   static bool canStart(const BitSource& source) {
-    return *source.marker == 0 && Zel64s{source.length} - *source.position >= kReach &&
-           static_cast<Zel32u>(source.state->validBits) <= 32;
+    return *source.marker == 0 && Ahead::canStart(source) && static_cast<Zel32u>(source.state->validBits) <= 32;
   }
 
   HWY_INLINE explicit FastReader(const BitSource& source)
-      : bits(source.state->validBits), stuffed(false), at(source.bytes + *source.position) {
+      : bits(source.state->validBits), stuffed(false), at(source.bytes + *source.position), ahead(source) {
     accumulator = source.state->accumulator << 1 << (63 - bits); // no single shift moves 0 bits to the top
-    next0xFF = at + findByte64(0xFF, at);
-    end = source.bytes + source.length;
+    next0xFF = ahead.clearUntil(at);
   }
 
   HWY_INLINE bool refill() {
     const Zel8u* const next = at + ((63 - bits) >> 3);
     if (next > next0xFF) [[unlikely]] {
       // By value, or the compiler keeps this object in memory.
-      const Refilled across = across0xFF(accumulator, bits, at, end);
+      const Refilled across = across0xFF(accumulator, bits, at, ahead);
       accumulator = across.accumulator;
       bits = across.bits;
       stuffed = true;
@@ -108,15 +145,15 @@ struct FastReader {
     const Zel8u *at, *next0xFF;
   };
 
-  // Refills byte by byte over stuffed bytes; stays short at a marker and at the end.
+  // Refills byte by byte, over stuffed bytes too; stays short at a marker and at the end.
   [[gnu::noinline, gnu::cold]] static Refilled across0xFF(Zel64u accumulator, Zel32s bits, const Zel8u* at,
-                                                          const Zel8u* end) {
-    for (; bits < kRefilled && end - at >= kReach; bits += 8) {
+                                                          Ahead ahead) {
+    for (; bits < kRefilled && ahead.inReach(at); bits += 8) {
       const Zel8u byte = *at++;
       if (byte == 0xFF && *at++ != 0) break;
       accumulator |= Zel64u{byte} << (56 - bits);
     }
-    return {accumulator, bits, at, bits >= kRefilled ? at + findByte64(0xFF, at) : at};
+    return {accumulator, bits, at, bits >= kRefilled ? ahead.clearUntil(at) : at};
   }
 
   [[gnu::noinline, gnu::cold]] static const Zel8u* backOver0xFF(const Zel8u* at, int count, const Zel8u* begin) {

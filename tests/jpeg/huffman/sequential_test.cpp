@@ -380,6 +380,33 @@ TEST(HuffmanSequential, SingleValues) {
   }
 }
 
+// Two bytes a coefficient, one of 0xFF anywhere in a block, and the marker anywhere in the last line of 16 bytes that
+// there is memory for.
+TEST(HuffmanSequential, DirectDecoderSeesEvery0xFF) {
+  static const auto order = zigzagOrder();
+  Table dc({0, 0, 0, 0, 0, 0, 0, 1}, {0}), ac({0, 0, 0, 0, 0, 0, 0, 1}, {8});
+  for (size_t k = 1; k < 64; ++k) {
+    Block original;
+    original.fill(128);
+    original[0] = 0;
+    original[static_cast<size_t>(order[k])] = 255;
+    auto bytes = bytesOf(encodeBlock(original, 0, dc, ac));
+    bytes.insert(bytes.end(), {0xFF, 0xD9});
+    for (size_t behind = 0; behind < 16; ++behind) {
+      GuardedMemory source(bytes.size() + behind);
+      std::memcpy(source.data(), bytes.data(), bytes.size());
+      Zel32s at = 0, marker = 0, held = 0;
+      Zel32u ahead = 0;
+      Zel16s lastDc = 0;
+      Block block;
+      ASSERT_EQ(zeliDecodeHuffman8x8_Direct_JPEG_1u16s_C1(source.data(), &at, block.data(), &lastDc, &marker, &ahead,
+                                                          &held, dc.decoder(), ac.decoder()),
+                zelStatusOk);
+      ASSERT_EQ(block, original) << "coefficient " << k << ", " << behind << " bytes behind the marker";
+    }
+  }
+}
+
 TEST(HuffmanSequential, DirectCodersAtEveryBit) {
   Random random(6);
   for (int trial = 0; trial < 200; ++trial) {
@@ -401,32 +428,34 @@ TEST(HuffmanSequential, DirectCodersAtEveryBit) {
     ASSERT_EQ(position, bytesOf(bits).size() * 8 + bits.size() % 8);
     ASSERT_EQ(std::memcmp(destination.data(), expected.data(), destination.size()), 0);
 
-    // Back from bytes that end in a marker, at an inaccessible page.
+    // Back from bytes that end in a marker, whose line of 16 bytes ends at an inaccessible page.
     auto bytes = stream.bytes;
     bytes.insert(bytes.end(), {0xFF, 0xD9});
-    GuardedMemory source(bytes.size());
-    std::memcpy(source.data(), bytes.data(), bytes.size());
-    Zel32s at = 0, marker = 0, held = 0;
-    Zel32u ahead = 0;
-    lastDc = 0;
-    Block block;
-    const auto decode = [&] {
-      return zeliDecodeHuffman8x8_Direct_JPEG_1u16s_C1(source.data(), &at, block.data(), &lastDc, &marker, &ahead,
-                                                       &held, stream.dc.decoder(), stream.ac.decoder());
-    };
-    for (const Block& original : stream.blocks) {
-      ASSERT_EQ(decode(), zelStatusOk);
-      ASSERT_EQ(block, original);
-      ASSERT_EQ(at % 8, 0);
-      ASSERT_LE(held, 32);
+    for (size_t behind = 0; behind < 16; ++behind) {
+      GuardedMemory source(bytes.size() + behind);
+      std::memcpy(source.data(), bytes.data(), bytes.size());
+      Zel32s at = 0, marker = 0, held = 0;
+      Zel32u ahead = 0;
+      lastDc = 0;
+      Block block;
+      const auto decode = [&] {
+        return zeliDecodeHuffman8x8_Direct_JPEG_1u16s_C1(source.data(), &at, block.data(), &lastDc, &marker, &ahead,
+                                                         &held, stream.dc.decoder(), stream.ac.decoder());
+      };
+      for (const Block& original : stream.blocks) {
+        ASSERT_EQ(decode(), zelStatusOk);
+        ASSERT_EQ(block, original);
+        ASSERT_EQ(at % 8, 0);
+        ASSERT_LE(held, 32);
+      }
+      held = 0;
+      while (marker == 0) decode();
+      held = 0;
+      const Zel32s before = at;
+      ASSERT_EQ(decode(), zelStatusOk) << "nothing is left before the marker";
+      ASSERT_EQ(at, before);
+      ASSERT_EQ(block, Block{});
     }
-    held = 0;
-    while (marker == 0) decode();
-    held = 0;
-    const Zel32s before = at;
-    ASSERT_EQ(decode(), zelStatusOk) << "nothing is left before the marker";
-    ASSERT_EQ(at, before);
-    ASSERT_EQ(block, Block{});
   }
   // A symbol without a code is left out, its additional bits are not.
   Table dc({0, 1}, {0}), ac({0, 1}, {0});
@@ -447,7 +476,7 @@ TEST(HuffmanSequential, OrderOfChecks) {
   EncoderState encoder;
   DecoderState decoder;
   Block block{};
-  Zel8u bytes[8] = {};
+  alignas(16) Zel8u bytes[16] = {};
   Zel32s position = 0, marker = 0, held = 0;
   Zel32u ahead = 0;
   Zel16s lastDc = 0;
