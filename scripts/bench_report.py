@@ -5,8 +5,8 @@ usage: bench_report.py DIRECTORY [--html FILE] [--plot FILE.svg] [--markdown]
 
 DIRECTORY holds a JSON file of Google Benchmark for each instruction-set level. A benchmark is named
 <family>/<work>/<who>, and `zelj` is set beside every other <who> of the same work: rivals, and memcpy of as many
-bytes as a bound. --html writes a page with everything,
---plot a small picture of the main works, --markdown prints tables for a text. Rates are medians of the repetitions.
+bytes as a bound. --html writes a page with everything, --plot a small picture of the main works, --markdown prints
+tables for a text. Rates are those of the best repetition, the one that the rest of the machine disturbed least.
 """
 import argparse
 import collections
@@ -15,7 +15,6 @@ import html
 import json
 import os
 import re
-import statistics
 import sys
 
 LEVELS = {"avx": "AVX", "x86-64-v3": "x86-64-v3", "x86-64-v4": "x86-64-v4"}
@@ -69,7 +68,7 @@ class Report:
 
     def rate(self, family, work, who, level):
         rates = self.rates[family][work].get(who, {}).get(level)
-        return statistics.median(rates) if rates else None
+        return max(rates) if rates else None
 
     def ratio(self, family, work, who, level):
         ours, theirs = self.rate(family, work, "zelj", level), self.rate(family, work, who, level)
@@ -279,7 +278,7 @@ def page(report):
     out = ['<!doctype html><html lang="en"><meta charset="utf-8"><title>zelj benchmarks</title>'
            '<meta name="viewport" content="width=device-width, initial-scale=1">'
            f"<style>{STYLE}{PAGE_STYLE}</style><h1>zelj benchmarks</h1>"
-           f"<p>{html.escape(report.machine())}. One thread, but for the family <i>threads</i>. Rates are medians of "
+           f"<p>{html.escape(report.machine())}. One thread, but for the family <i>threads</i>. Rates are the best of "
            f"{repetitions} runs; library and rival run in one process, in random order. A rival runs its kernels for "
            "the same instruction-set level where it has them (SSE2 beside AVX). The last column of a level is the rate "
            f"beside copying as many bytes.</p><nav>{links}</nav>"]
