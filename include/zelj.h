@@ -207,9 +207,10 @@ ZELJ_API ZelStatus zeliYCCKToCMYK_JPEG_8u_P4R(const Zel8u* const pSrc[4], int sr
  *  The plane exports take regions, have no handling of edges and read the margins that their formulas name. The row
  *  exports treat the ends of a row themselves. The two families round differently: neither replaces the other.
  *
- *  The plane exports work from dstRoiSize alone; srcRoiSize is only tested. Their checks: pSrc null (-8), srcStep below 1
- *  (-14), a source size below 1 (-6), then the same for the destination. Checks of the row exports: a null pointer (-8),
- *  then srcWidth below 1 (-6).
+ *  The plane exports work from dstRoiSize alone; srcRoiSize is only tested. Their checks: pSrc null (-8), srcStep below
+ * 1
+ *  (-14), a source size below 1 (-6), then the same for the destination. Checks of the row exports: a null pointer
+ * (-8), then srcWidth below 1 (-6).
  *
  *  Except for zeliSampleUpH2V1_JPEG_8u_C1R, rows of the plane exports run in parallel from 8193 destination pixels up.
  *  @{ */
@@ -445,11 +446,42 @@ ZELJ_API ZelStatus zeliDecodeHuffmanOne_JPEG_1u16s_C1(const Zel8u* pSrc, Zel32s 
                                                       ZeliDecodeHuffmanState* pState);
 /** @} */
 
+/** @defgroup tiff TIFF rows
+ *  PackBits (TIFF 6.0 section 9) and rows of 16-bit samples as two rows of bytes. A call handles one row.
+ *
+ *  A packet is a header byte n and what it is followed by: n of 0 to 127 are n + 1 bytes as they are, n of -127 to -1 a
+ *  byte that stands for 1 - n of it; -128 stands for nothing.
+ *  @{ */
+
+/** Packs a row, writing from `pDst[*pDstCurrPos]` on; dstLenBytes is the length of the whole buffer. The stream is
+ *  determined: two equal bytes where a packet begins are a run, of up to 128 bytes; otherwise a literal goes on to the
+ *  next three equal bytes, to 128 bytes, or to the end of the row. At most `srcLenBytes + (srcLenBytes + 127) / 128`
+ *  bytes are written.
+ *
+ *  Checks: pSrc, pDstCurrPos, pDst null (-8); srcLenBytes, dstLenBytes below 1 (-6). -124: the destination is full;
+ *  `*pDstCurrPos` is then behind the last whole packet, and bytes behind it may have been written. */
+ZELJ_API ZelStatus zeliPackBitsRow_TIFF_8u_C1(const Zel8u* pSrc, Zel32s srcLenBytes, Zel8u* pDst, Zel32s* pDstCurrPos,
+                                              Zel32s dstLenBytes);
+/** Unpacks a row of dstLenBytes bytes, reading from `pSrc[*pSrcCurrPos]` on; srcLenBytes is the length of the whole
+ *  buffer. A run whose header is the last byte of the source takes its byte from just behind it.
+ *
+ *  Checks: pSrc, pSrcCurrPos, pDst null (-8); srcLenBytes, dstLenBytes below 1 (-6). -124: the source ended before the
+ *  row did, or a packet goes on beyond the source or beyond the row; `*pSrcCurrPos` is then where the next packet would
+ *  begin, or behind the header of the one refused, and the rest of the destination may have been written. */
+ZELJ_API ZelStatus zeliUnpackBitsRow_TIFF_8u_C1(const Zel8u* pSrc, Zel32s* pSrcCurrPos, Zel32s srcLenBytes, Zel8u* pDst,
+                                                Zel32s dstLenBytes);
+/** `pDst[0]` takes the high bytes of len samples, `pDst[1]` the low ones. Checks: pSrc, pDst null (-8); len below 1
+ *  (-14). */
+ZELJ_API ZelStatus zeliSplitRow_TIFF_16u8u_C1(const Zel16u* pSrc, Zel8u* pDst[2], Zel32s len);
+/** Undoes zeliSplitRow_TIFF_16u8u_C1. Checks: pSrc, pDst null (-8); len below 1 (-14). */
+ZELJ_API ZelStatus zeliJoinRow_TIFF_8u16u_C1(Zel8u* pSrc[2], Zel16u* pDst, Zel32s len);
+/** @} */
+
 /** @defgroup entrytable Entry table
  *  One slot for each `zeli` export, in alphabetical order of the names (capitals before the underscore before small
  *  letters): the address of the implementation. Constant; an export is a jump through its slot.
  *  @{ */
-#define ZELJ_ENTRY_COUNT 75 /**< slots of the entry table: the exports but zeljGetLibVersion */
+#define ZELJ_ENTRY_COUNT 79 /**< slots of the entry table: the exports but zeljGetLibVersion */
 /** The slots. */
 ZELJ_API extern void (*const zeljEntryTable[ZELJ_ENTRY_COUNT])(void);
 /** @} */

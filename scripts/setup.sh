@@ -7,7 +7,7 @@ packages=(
   g++ cmake ninja-build pkg-config libhwy-dev                # the library
   libpng-dev                                                 # the examples
   libgtest-dev libjpeg-turbo-progs                           # the tests, and the programs that they work with
-  libbenchmark-dev libjpeg62-turbo-dev                       # the benchmarks and their peer
+  libbenchmark-dev libjpeg62-turbo-dev libtiff-dev           # the benchmarks and their peers
   clang libclang-rt-14-dev libomp-dev                        # the second compiler, fuzzers, thread sanitizer
   doxygen python3                                            # the reference and the benchmark report
 )
