@@ -1,4 +1,4 @@
-// Any bytes as a JPEG file: the decoder of the examples, with and without --keep-going, on one thread and two.
+// Any bytes as a JPEG file: the decoder, with and without --keep-going, on one thread and two.
 #include <cstdint>
 #include <cstdlib>
 
@@ -21,6 +21,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (image.bytes.size() != image.rowBytes() * static_cast<size_t>(image.height)) std::abort();
   }
   std::string text;
-  if (jpeg::describe(file, text)) return 0;
+  img::ByteSource source(file);
+  if (jpeg::describe(source, text)) return 0;
   return 0;
 }

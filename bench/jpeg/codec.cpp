@@ -1,4 +1,4 @@
-// The codec of the examples, whole images in memory, beside libjpeg-turbo's own codec: accurate integer transform,
+// The codec, whole images in memory, beside libjpeg-turbo's own codec: accurate integer transform,
 // smooth chroma, the same quality and sampling, one thread. The image is a rendered scene, or a mosaic of the PNG
 // photographs in the folder that the environment variable ZELJ_BENCH_IMAGES names.
 #include <algorithm>
@@ -7,9 +7,8 @@
 #include <filesystem>
 #include <memory>
 
-#include "common/file.h"
-#include "common/png_file.h"
-#include "common/scene.h"
+#include "files/image_file.h"
+#include "scene/scene.h"
 #include "jpeg/jpeg.h"
 #include "support/measure.h"
 
@@ -29,11 +28,9 @@ img::Image mosaic(const char* folder) {
   std::sort(paths.begin(), paths.end());
   std::vector<img::Image> photographs;
   for (const auto& path : paths) {
-    img::Bytes file;
     img::Image image;
-    bool alpha = false;
-    if (img::readFile(path, file) || img::readPng(file, img::kDefaultMaxPixels, image, alpha)) continue;
-    if (image.channels == 3 && image.bits == 8 && image.width == 768 && image.height == 512)
+    if (files::readImage(path, image)) continue;
+    if (image.channels() == 3 && image.bits == 8 && image.width == 768 && image.height == 512)
       photographs.push_back(image);
   }
   img::Image result;

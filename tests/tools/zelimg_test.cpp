@@ -1,0 +1,116 @@
+// The program zelimg as its users see it: files by extension, exit codes, messages.
+#include "support/images.h"
+
+namespace zelj::test {
+namespace {
+
+class Zelimg : public testing::Test {
+ protected:
+  int zelimg(const std::string& arguments, std::string* said = nullptr) const {
+    return folder_.run(std::string(ZELIMG) + " " + arguments, said);
+  }
+  Folder folder_;
+  const Image scene_ = img::renderScene(60, 44);
+};
+
+TEST_F(Zelimg, LosslessFormatsKeepEverySample) {
+  for (const int bits : {8, 12, 16}) {
+    for (const int channels : {1, 3}) {
+      const Image image = img::withBits(img::withChannels(scene_, channels), bits);
+      const std::string extension = channels == 1 ? ".pgm" : ".ppm";
+      folder_.writeImage("in" + extension, image);
+      ASSERT_EQ(zelimg("in" + extension + " a.png"), 0);
+      ASSERT_EQ(zelimg("a.png b" + extension), 0);
+      EXPECT_EQ(folder_.readImage("b" + extension).bytes, img::withBits(image, bits == 8 ? 8 : 16).bytes);
+    }
+  }
+  EXPECT_EQ(zelimg("in.ppm grey.pgm"), 0); // the luminance of colours, three equal channels of grey
+  EXPECT_EQ(folder_.readImage("grey.pgm").channels(), 1);
+  EXPECT_EQ(zelimg("grey.pgm colour.ppm"), 0);
+  EXPECT_EQ(folder_.readImage("colour.ppm").channels(), 3);
+}
+
+TEST_F(Zelimg, ConvertsJpegBothWays) {
+  folder_.writeImage("in.ppm", scene_);
+  ASSERT_EQ(zelimg("in.ppm a.jpg --quality 90 --sampling 422 --restart 2 --threads 2"), 0);
+  ASSERT_EQ(zelimg("info a.jpg"), 0);
+  EXPECT_EQ(folder_.text("printed"),
+            "JPEG, baseline, 60 x 44, 8 bits\ncomponents: 3 (Y, Cb, Cr), sampling 2x1,1x1,1x1 (4:2:2)\n"
+            "quantisation: as by quality 90\nrestart interval: 2 MCUs\nscans: one\n");
+  ASSERT_EQ(zelimg("a.jpg half.png --scale 1/2 --upsample plain"), 0);
+  const Image half = folder_.readImage("half.png");
+  EXPECT_TRUE(half.width == 30 && half.height == 22 && half.channels() == 3);
+
+  folder_.writeImage("in12.ppm", img::withBits(scene_, 12));
+  ASSERT_EQ(zelimg("in12.ppm b.jpeg"), 0);
+  ASSERT_EQ(zelimg("b.jpeg out12.ppm"), 0);
+  EXPECT_EQ(folder_.readImage("out12.ppm").bits, 12);
+  ASSERT_EQ(zelimg("in12.ppm c.jpg --bits 8"), 0);
+  ASSERT_EQ(zelimg("c.jpg out8.ppm"), 0);
+  EXPECT_EQ(folder_.readImage("out8.ppm").bits, 8);
+}
+
+// Every failure: its exit code, its message on one line, and no file of any name left behind.
+TEST_F(Zelimg, FailsWithAMessageAndLeavesNothing) {
+  folder_.writeImage("in.ppm", scene_);
+  ASSERT_EQ(zelimg("in.ppm good.jpg"), 0);
+  ASSERT_EQ(zelimg("in.ppm good.png"), 0);
+  for (const std::string name : {"good.jpg", "good.png", "in.ppm"}) {
+    Bytes file = folder_.read(name);
+    file.resize(file.size() / 2);
+    folder_.write("cut-" + name, file);
+  }
+  const std::string huge = "P6 65000 65000 255\n";
+  folder_.write("huge.ppm", Bytes(huge.begin(), huge.end()));
+  folder_.write("empty.png", {});
+  folder_.run("mkdir folder");
+  const auto filesBefore = std::distance(std::filesystem::directory_iterator(folder_.at("")), {});
+  const struct {
+    const char* arguments;
+    int exitCode;
+    const char* message;
+  } cases[] = {
+      {"", 2, "nothing to do"},
+      {"in.ppm", 2, "name an output"},
+      {"in.ppm out.gif", 2, "no format has the extension .gif"},
+      {"in.ppm out.jpg --fast", 2, "no option --fast"},
+      {"in.ppm out.jpg --quality 0", 2, "--quality must be 1 to 100, not '0'"},
+      {"in.ppm out.jpg --quality 7x", 2, "--quality must be 1 to 100, not '7x'"},
+      {"in.ppm out.jpg --quality", 2, "--quality needs a value"},
+      {"in.ppm out.jpg --sampling 411", 2, "--sampling must be 444, 422 or 420, not '411'"},
+      {"good.jpg out.ppm --scale 1/3", 2, "--scale must be 1/1, 1/2, 1/4 or 1/8, not '1/3'"},
+      {"missing.ppm out.jpg", 1, "missing.ppm: No such file"},
+      {"folder out.png", 1, "folder: this is a folder"},
+      {"in.ppm nowhere/out.png", 1, "nowhere/out.png: No such file"},
+      {"cut-good.jpg out.ppm", 1, "cut-good.jpg: damaged or missing data"},
+      {"cut-good.png out.ppm", 1, "cut-good.png:"},
+      {"cut-in.ppm out.jpg", 1, "ends before its last sample"},
+      {"huge.ppm out.jpg", 1, "more than the limit"},
+      {"good.jpg out.ppm --max-pixels 2639", 1, "more than the limit"},
+      {"good.png out.ppm --max-pixels 2639", 1, "more than the limit"},
+      {"empty.png out.ppm", 1, "empty.png:"},
+      {"info in.gif", 1, "No such file"},
+  };
+  for (const auto& c : cases) {
+    std::string said;
+    EXPECT_EQ(zelimg(c.arguments, &said), c.exitCode) << c.arguments;
+    EXPECT_NE(said.find(c.message), std::string::npos) << c.arguments << ": " << said;
+    EXPECT_EQ(std::count(said.begin(), said.end(), '\n'), 1) << said;
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder_.at("")), {}), filesBefore) << c.arguments;
+  }
+  std::string said;
+  EXPECT_EQ(zelimg("cut-good.jpg out.ppm --keep-going", &said), 3);
+  EXPECT_NE(said.find("damaged or missing data"), std::string::npos);
+  EXPECT_EQ(folder_.readImage("out.ppm").height, 44);
+}
+
+TEST_F(Zelimg, HelpFitsOneScreen) {
+  ASSERT_EQ(zelimg("--help"), 0);
+  const std::string help = folder_.text("printed");
+  EXPECT_LE(std::count(help.begin(), help.end(), '\n'), 24);
+  size_t begin = 0;
+  for (size_t end; (end = help.find('\n', begin)) != std::string::npos; begin = end + 1) EXPECT_LE(end - begin, 80u);
+}
+
+} // namespace
+} // namespace zelj::test

@@ -1,0 +1,214 @@
+#include "zelimg/convert.h"
+
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <cstring>
+#include <new>
+
+#include "common/join.h"
+#include "files/input.h"
+#include "files/output.h"
+#include "zelimg/progress.h"
+
+namespace zelimg {
+namespace {
+
+using formats::Use;
+
+std::string shown(const std::string& name, const char* standard) {
+  return name == "-" ? standard : name;
+}
+
+// Runs `f`; its failures, memory that runs out among them, name the file.
+template <class F>
+Error naming(const std::string& name, F f) {
+  Error error;
+  try {
+    error = f();
+  } catch (const std::bad_alloc&) {
+    error = fail("out of memory");
+  } catch (const std::exception& exception) {
+    error = {exception.what()};
+  }
+  return error ? fail("%s: %s", name.c_str(), error.message.c_str()) : Error{};
+}
+
+class NamedReader : public img::RowReader {
+ public:
+  NamedReader(std::unique_ptr<RowReader> reader, const std::string& name) : reader_(std::move(reader)), name_(name) {
+    picture_ = reader_->picture();
+  }
+  Error read(const img::Rows& rows) override {
+    return naming(name_, [&] { return reader_->read(rows); });
+  }
+  Error finish() override {
+    const Error error = naming(name_, [&] { return reader_->finish(); });
+    remarks_ = reader_->remarks();
+    damaged_ = reader_->damaged();
+    return error;
+  }
+  int rowsAtOnce() const override { return reader_->rowsAtOnce(); }
+
+ private:
+  std::unique_ptr<RowReader> reader_;
+  const std::string name_;
+};
+
+class NamedWriter : public img::RowWriter {
+ public:
+  NamedWriter(std::unique_ptr<RowWriter> writer, const std::string& name) : writer_(std::move(writer)), name_(name) {}
+  Error write(const img::ConstRows& rows) override {
+    return naming(name_, [&] { return writer_->write(rows); });
+  }
+  Error finish() override {
+    return naming(name_, [&] { return writer_->finish(); });
+  }
+  int rowsAtOnce() const override { return writer_->rowsAtOnce(); }
+
+ private:
+  std::unique_ptr<RowWriter> writer_;
+  const std::string name_;
+};
+
+// A file that is being read.
+struct Opened {
+  files::FileInput input;
+  img::ByteSource source{input};
+  Format* format = nullptr;
+};
+
+// Finds out what a file is.
+Error open(const std::string& name, const Formats& formats, Opened& opened) {
+  if (Error error = opened.input.open(name)) return error;
+  if (Error error = opened.source.fill(formats::kHeadBytes)) return error;
+  const img::ByteSpan all = opened.source.visible();
+  if (all.empty()) return fail("the file is empty");
+  opened.format = formatOfContent(formats, all.first(std::min(all.size(), formats::kHeadBytes)));
+  if (opened.format) return {};
+  const Format* named = formatOfExtension(formats, formats::extensionOf(name));
+  return named ? fail("this is no %s file, nor one of another format that zelimg reads", named->title())
+               : fail("this is no file of a format that zelimg reads (see zelimg --help)");
+}
+
+std::string namesOf(const Formats& formats) {
+  std::string names;
+  for (const auto& format : formats) names.append(names.empty() ? "" : ", ").append(format->name());
+  return names;
+}
+
+Error findOutputFormat(const std::string& name, const Arguments& arguments, const Formats& formats, Format*& format) {
+  const std::string extension = formats::extensionOf(name);
+  if (!arguments.format.empty()) {
+    format = formatNamed(formats, arguments.format);
+    if (!format) {
+      return fail("--format must be one of %s, not '%s'", namesOf(formats).c_str(), arguments.format.c_str());
+    }
+    return {};
+  }
+  format = formatOfExtension(formats, extension);
+  if (format) return {};
+  if (name == "-") return fail("standard output needs --format (%s)", namesOf(formats).c_str());
+  if (extension.empty()) return fail("%s: a name without an extension needs --format", name.c_str());
+  return fail("%s: no format has the extension %s (there are %s)", name.c_str(), extension.c_str(),
+              namesOf(formats).c_str());
+}
+
+// What the writer's kind of file is chosen by where the name does not tell: ".pgm" of --format pgm.
+std::string extensionFor(const std::string& name, const Arguments& arguments) {
+  return arguments.format.empty() ? formats::extensionOf(name) : "." + arguments.format;
+}
+
+void remark(const std::string& name, const std::string& text) {
+  std::fprintf(stderr, "zelimg: %s: %s\n", name.c_str(), text.c_str());
+}
+
+void warnOfUnused(const Arguments& arguments) {
+  for (const Given& given : arguments.options) {
+    if (!given.used) std::fprintf(stderr, "zelimg: warning: %s has no effect here\n", given.name.c_str());
+  }
+}
+
+} // namespace
+
+int report(int code, const Error& error) {
+  std::fprintf(stderr, "zelimg: %s%s\n", error.message.c_str(), code == kBadCommand ? " (see zelimg --help)" : "");
+  return code;
+}
+
+int convert(const std::string& from, const std::string& to, Arguments& arguments, const Formats& formats) {
+  const std::string fromName = shown(from, "standard input"), toName = shown(to, "standard output");
+  Format* target = nullptr;
+  if (Error error = findOutputFormat(to, arguments, formats, target)) return report(kBadCommand, error);
+  if (Error error = giveOptions(arguments, *target, Use::writing)) return report(kBadCommand, error);
+
+  Opened opened;
+  if (Error error = naming(fromName, [&] { return open(from, formats, opened); })) return report(kFileFailed, error);
+  if (Error error = giveOptions(arguments, *opened.format, Use::reading)) return report(kBadCommand, error);
+  warnOfUnused(arguments);
+
+  std::unique_ptr<RowReader> reader;
+  const auto openReader = [&] { return opened.format->open(opened.source, arguments.settings, reader); };
+  if (Error error = naming(fromName, openReader)) return report(kFileFailed, error);
+  const img::Picture wanted = target->nearest(reader->picture(), extensionFor(to, arguments));
+  if (reader->picture().alpha && !wanted.alpha && !arguments.backgroundGiven) {
+    remark(fromName, "the alpha channel is dropped, and what is transparent laid on white (see --background)");
+  }
+  reader = converted(std::move(reader), wanted, arguments.background);
+  NamedReader input(std::move(reader), fromName);
+
+  files::FileOutput output;
+  std::unique_ptr<RowWriter> writer;
+  const auto openWriter = [&] {
+    Error error = output.open(to);
+    return error ? error : target->create(output, wanted, arguments.settings, writer);
+  };
+  if (Error error = naming(toName, openWriter)) return report(kFileFailed, error);
+  NamedWriter sink(std::move(writer), toName);
+  {
+    Progress progress(toName, wanted.height);
+    Error error = copyRows(input, sink, arguments.settings.threads, [&](int y) { progress.at(y); });
+    if (!error) error = naming(toName, [&] { return output.commit(); });
+    if (error) return report(kFileFailed, error);
+  }
+  for (const std::string& text : input.remarks()) remark(fromName, text);
+  return input.damaged() ? kSalvaged : kGood;
+}
+
+int convertToFolder(const std::vector<std::string>& from, const std::string& folder, Arguments& arguments,
+                    const Formats& formats) {
+  if (arguments.format.empty()) return report(kBadCommand, fail("files in a folder need --format"));
+  int worst = kGood;
+  for (const std::string& name : from) {
+    if (name == "-") return report(kBadCommand, fail("standard input has no name to give to a file in a folder"));
+    std::string stem = name.substr(name.rfind('/') + 1);
+    stem = stem.substr(0, stem.size() - formats::extensionOf(stem).size());
+    const Format* format = formatNamed(formats, arguments.format);
+    const std::string asked = "." + arguments.format;
+    const bool isExtension = format && format == formatOfExtension(formats, asked);
+    const std::string extension = isExtension ? asked : format ? format->extensions().front() : "";
+    const int code = convert(name, folder + (folder.ends_with('/') ? "" : "/") + stem + extension, arguments, formats);
+    if (code == kBadCommand) return code;
+    worst = worst == kFileFailed ? worst : code == kGood ? worst : code;
+  }
+  return worst;
+}
+
+Error print(const std::string& text) {
+  if (std::fwrite(text.data(), 1, text.size(), stdout) == text.size() && std::fflush(stdout) == 0) return {};
+  return fail("standard output: %s", std::strerror(errno));
+}
+
+int info(const std::string& name, Arguments& arguments, const Formats& formats) {
+  Opened opened;
+  std::string text;
+  const Error error = naming(shown(name, "standard input"), [&] {
+    Error bad = open(name, formats, opened);
+    return bad ? bad : opened.format->describe(opened.source, arguments.settings, text);
+  });
+  if (error) return report(kFileFailed, error);
+  if (Error bad = print(text)) return report(kFileFailed, bad);
+  return kGood;
+}
+
+} // namespace zelimg

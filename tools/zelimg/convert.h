@@ -1,0 +1,27 @@
+// One file to another.
+#pragma once
+
+#include "zelimg/arguments.h"
+
+namespace zelimg {
+
+// The exit codes of the program.
+enum Exit { kGood = 0, kFileFailed = 1, kBadCommand = 2, kSalvaged = 3 };
+
+// Says what happens on standard error.
+int convert(const std::string& from, const std::string& to, Arguments& arguments, const Formats& formats);
+
+// Several files, or one, to a folder.
+int convertToFolder(const std::vector<std::string>& from, const std::string& folder, Arguments& arguments,
+                    const Formats& formats);
+
+// Tells on standard output what a file holds.
+int info(const std::string& name, Arguments& arguments, const Formats& formats);
+
+// Reports an error and returns the code.
+int report(int code, const Error& error);
+
+// Writes text to standard output; whether that went well.
+Error print(const std::string& text);
+
+} // namespace zelimg
