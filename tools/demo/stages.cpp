@@ -1,5 +1,5 @@
 // The road of a baseline JPEG image in its plainest form: every stage is one loop over the whole image. (The codec in
-// examples/jpeg goes the same road a few MCUs at a time, which keeps the data in the cache.)
+// codecs/jpeg goes the same road a few MCUs at a time, which keeps the data in the cache.)
 #include "demo/stages.h"
 
 #include <algorithm>
