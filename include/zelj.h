@@ -477,11 +477,24 @@ ZELJ_API ZelStatus zeliSplitRow_TIFF_16u8u_C1(const Zel16u* pSrc, Zel8u* pDst[2]
 ZELJ_API ZelStatus zeliJoinRow_TIFF_8u16u_C1(Zel8u* pSrc[2], Zel16u* pDst, Zel32s len);
 /** @} */
 
+/** @defgroup textures Block textures
+ *  Textures in blocks of 4x4 pixels, of the public formats. Blocks stand without gaps in raster order:
+ *  `(width + 3) / 4` to a row of blocks, `(height + 3) / 4` rows. A step may be negative: the image is then upside down.
+ *
+ *  Checks of the exports for whole images: null pointers (-8), a step of 0 (-14), width, then height below 1 (-6).
+ *  @{ */
+
+/** BC7 blocks of 16 bytes to R, G, B, A. Modes without alpha give 255. Pixels of a reserved block (first byte 0) are 0;
+ *  nothing reports it. */
+ZELJ_API ZelStatus zeliTextureDecodeBlockToRGBA_BC7_8u_C1C4R(const Zel8u* pSrc, Zel8u* pDst, int dstStep,
+                                                             ZeliSize dstRoiSize);
+/** @} */
+
 /** @defgroup entrytable Entry table
  *  One slot for each `zeli` export, in alphabetical order of the names (capitals before the underscore before small
  *  letters): the address of the implementation. Constant; an export is a jump through its slot.
  *  @{ */
-#define ZELJ_ENTRY_COUNT 79 /**< slots of the entry table: the exports but zeljGetLibVersion */
+#define ZELJ_ENTRY_COUNT 80 /**< slots of the entry table: the exports but zeljGetLibVersion */
 /** The slots. */
 ZELJ_API extern void (*const zeljEntryTable[ZELJ_ENTRY_COUNT])(void);
 /** @} */

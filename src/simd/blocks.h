@@ -31,6 +31,42 @@ HWY_INLINE hn::VFromD<D> loadBlocks(D d, const Zel8u* p) {
   }
 }
 
+// Blocks that go to places `stride` bytes apart.
+template <class D, class V = hn::VFromD<D>>
+HWY_INLINE void storeBlocks(D d, V v, Zel8u* p, ptrdiff_t stride) {
+  if constexpr (kBlocks<D> == 1) {
+    hn::StoreU(v, d, p);
+  } else {
+    const hn::Half<D> half;
+    storeBlocks(half, hn::LowerHalf(half, v), p, stride);
+    storeBlocks(half, hn::UpperHalf(half, v), p + static_cast<ptrdiff_t>(kBlocks<D> / 2) * stride, stride);
+  }
+}
+
+// One block of a vector of at most as many, in all blocks of D.
+template <int kBlock, class D, class V>
+HWY_INLINE hn::VFromD<D> broadcastBlock(D d, V v) {
+  const hn::DFromV<V> from;
+  if constexpr (kBlocks<D> == 1) {
+    return v;
+#if HWY_TARGET <= HWY_AVX3
+  } else if constexpr (kBlocks<D> == 4 && kBlocks<decltype(from)> == 4) {
+    return hn::VFromD<D>{_mm512_shuffle_i32x4(v.raw, v.raw, kBlock * 0x55)};
+#endif
+  } else if constexpr (kBlocks<decltype(from)> == 1) {
+    const hn::Half<D> half;
+    const auto lower = broadcastBlock<0>(half, v);
+    return hn::Combine(d, lower, lower);
+  } else {
+    const hn::Half<decltype(from)> half;
+    if constexpr (kBlock < static_cast<int>(kBlocks<decltype(half)>)) {
+      return broadcastBlock<kBlock>(d, hn::LowerHalf(half, v));
+    } else {
+      return broadcastBlock<kBlock - static_cast<int>(kBlocks<decltype(half)>)>(d, hn::UpperHalf(half, v));
+    }
+  }
+}
+
 // Stores the first blocks of three vectors, then their second ones and so on.
 template <class D, class V = hn::VFromD<D>>
 HWY_INLINE void storeBlocksInTurn(D d, V a, V b, V c, Zel8u* p) {
