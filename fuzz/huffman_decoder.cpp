@@ -3,6 +3,7 @@
 #include <cstring>
 #include <vector>
 
+#include "support/guarded_memory.h"
 #include "zelj.h"
 
 namespace {
@@ -21,8 +22,15 @@ struct Input {
   }
 };
 
-bool makeTable(Input& input, ZeliDecodeHuffmanSpec* table) {
+// From the input, or a table with which almost any stream is one of long blocks: codes of four bits, half of them with
+// eight additional bits, and none that ends a block.
+bool makeTable(Input& input, bool longBlocks, ZeliDecodeHuffmanSpec* table) {
   Zel8u bits[16], values[256];
+  if (longBlocks) {
+    const Zel8u fifteen[16] = {0, 0, 0, 15};
+    for (int i = 0; i < 15; ++i) values[i] = i % 2 ? 8 : 1;
+    return zeliDecodeHuffmanSpecInit_JPEG_8u(fifteen, values, table) == zelStatusOk;
+  }
   input.take(bits, sizeof bits);
   size_t codes = 0;
   for (Zel8u& n : bits) codes += n %= 32;
@@ -37,10 +45,16 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   Input input{data, size};
   auto* dc = reinterpret_cast<ZeliDecodeHuffmanSpec*>(tables[0]);
   auto* ac = reinterpret_cast<ZeliDecodeHuffmanSpec*>(tables[1]);
-  if (!makeTable(input, dc) || !makeTable(input, ac) || input.size == 0) return 0;
-  // Memory of its own, so that the sanitizer sees every byte outside.
-  std::vector<Zel8u> source(input.data, input.data + input.size);
-  const auto length = static_cast<Zel32s>(source.size());
+  Zel8u choice;
+  input.take(&choice, 1);
+  if (!makeTable(input, choice & 1, dc) || !makeTable(input, choice & 1, ac) || input.size == 0) return 0;
+  std::vector<Zel8u> stream;
+  if (choice & 2) stream = {0xFF, 0x00}; // the fast path's way across it
+  stream.insert(stream.end(), input.data, input.data + input.size);
+  // A sanitizer sees less of the reads in vectors than an inaccessible page does.
+  zelj::test::GuardedMemory source(stream.size());
+  std::copy(stream.begin(), stream.end(), source.data());
+  const auto length = static_cast<Zel32s>(stream.size());
   auto* state = reinterpret_cast<ZeliDecodeHuffmanState*>(stateMemory);
   std::vector<Zel16s> block(64);
 
@@ -55,14 +69,16 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   }
 
   // Without a length: a marker stops the reader, and its line of 16 bytes may be read.
-  source.insert(source.end(), {0, 0xFF, 0xD9});
-  source.insert(source.end(), 16, 0);
+  stream.insert(stream.end(), {0, 0xFF, 0xD9});
+  const size_t offset = choice >> 4; // the marker's place in the line
+  zelj::test::GuardedMemory lines((offset + stream.size() + 15) / 16 * 16);
+  std::copy(stream.begin(), stream.end(), lines.data() + offset);
   Zel32s bitPosition = 0, held = 0;
   Zel32u ahead = 0;
   marker = 0;
   for (int i = 0; i < 100; ++i) {
-    zeliDecodeHuffman8x8_Direct_JPEG_1u16s_C1(source.data(), &bitPosition, block.data(), &lastDc, &marker, &ahead,
-                                              &held, dc, ac);
+    zeliDecodeHuffman8x8_Direct_JPEG_1u16s_C1(lines.data() + offset, &bitPosition, block.data(), &lastDc, &marker,
+                                              &ahead, &held, dc, ac);
     if (marker && held <= 0) break;
   }
   return 0;

@@ -5,6 +5,7 @@
 #include <link.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <cstring>
 #include <fstream>
 #include <set>
@@ -96,6 +97,22 @@ TEST(Exports, EachForwardsThroughItsSlot) {
     ASSERT_NE(dladdr(table[i], &info), 0);
     EXPECT_EQ(info.dli_fname, libraryPath()) << kListed[i];
   }
+}
+
+TEST(Exports, NobodyCanWriteTheTable) {
+  const auto table = reinterpret_cast<uintptr_t>(dlsym(RTLD_DEFAULT, "zeljEntryTable"));
+  const uintptr_t last = table + ZELJ_ENTRY_COUNT * sizeof(void*) - 1;
+  std::ifstream maps("/proc/self/maps");
+  int found = 0;
+  for (std::string line; std::getline(maps, line);) {
+    uintptr_t begin = 0, end = 0;
+    char mode[5] = {};
+    ASSERT_EQ(std::sscanf(line.c_str(), "%zx-%zx %4s", &begin, &end, mode), 3) << line;
+    if (begin > last || end <= table) continue;
+    ++found;
+    EXPECT_EQ(std::string(mode).substr(0, 2), "r-") << line;
+  }
+  EXPECT_GT(found, 0);
 }
 
 TEST(Version, Record) {

@@ -128,6 +128,29 @@ TEST(BulkMemory, CopiesAndWidens) {
   }
 }
 
+// Every size of the pieces that a row is copied in, and every alignment of them.
+TEST(BulkMemory, CopiesShortRows) {
+  Random random(4);
+  for (const int cache : kCaches) {
+    cacheBytes = cache;
+    for (int rowBytes = 1; rowBytes < 64; ++rowBytes) {
+      for (const int gap : {0, 1, 7}) {
+        const int height = 9, step = rowBytes + gap, from = step + random.in(0, 5);
+        GuardedMemory source(static_cast<size_t>(from * (height - 1) + rowBytes));
+        for (size_t i = 0; i < source.size(); ++i) source.data()[i] = static_cast<uint8_t>(random.bits());
+        const Framed rows(static_cast<size_t>(step * height), static_cast<size_t>(random.in(0, 63)));
+        ownCopyRows(source.data(), from, rows.data(), step, rowBytes, height);
+        for (int y = 0; y < height; ++y) {
+          const uint8_t* copied = rows.data() + y * step;
+          ASSERT_EQ(std::memcmp(copied, source.data() + y * from, static_cast<size_t>(rowBytes)), 0) << rowBytes;
+          for (int i = rowBytes; i < step; ++i) ASSERT_EQ(copied[i], GuardedMemory::kFill) << rowBytes;
+        }
+        ASSERT_TRUE(rows.frameUntouched()) << rowBytes;
+      }
+    }
+  }
+}
+
 TEST(BulkMemory, Checks) {
   Zel8u bytes[1] = {9};
   EXPECT_EQ(ownZero8u(nullptr, 0), zelStatusNullPointer);

@@ -35,8 +35,9 @@ namespace zelj {
 
 // In a source with a length.
 struct BoundedAhead {
-  // Memory that must lie in front of a reader wherever it looks for the next 0xFF.
-  static constexpr int kReach = 64 + 8;
+  // Memory that must lie in front of a reader before it takes a byte, stuffed or not: 64 in which to look for the next
+  // 0xFF from there on, and eight to be read wherever that is.
+  static constexpr int kReach = 2 + 64 + 8;
 
   const Zel8u* end;
 
@@ -80,6 +81,7 @@ struct FastReader {
   bool stuffed;          // whether bytes of 0xFF were among those read
   const Zel8u* at;       // the next byte
   const Zel8u* next0xFF; // or where memory begins that was not looked at
+  const Zel8u* begin;    // the first byte of this call
   Ahead ahead;
 
   static bool canStart(const BitSource& source) {
@@ -87,7 +89,7 @@ struct FastReader {
   }
 
   HWY_INLINE explicit FastReader(const BitSource& source)
-      : bits(source.state->validBits), stuffed(false), at(source.bytes + *source.position), ahead(source) {
+      : bits(source.state->validBits), stuffed(false), at(source.bytes + *source.position), begin(at), ahead(source) {
     accumulator = source.state->accumulator << 1 << (63 - bits); // no single shift moves 0 bits to the top
     next0xFF = ahead.clearUntil(at);
   }
@@ -134,7 +136,7 @@ struct FastReader {
     const int excess = bits - 25, back = (excess & ~(excess >> 31)) >> 3, left = bits - 8 * back;
     source.state->accumulator = accumulator >> 1 >> (63 - left);
     source.state->validBits = left;
-    at = stuffed ? backOver0xFF(at, back, source.bytes) : at - back;
+    at = stuffed ? backOver0xFF(at, back, begin) : at - back;
     *source.position = static_cast<Zel32s>(at - source.bytes);
   }
 
@@ -156,6 +158,7 @@ struct FastReader {
     return {accumulator, bits, at, bits >= kRefilled ? ahead.clearUntil(at) : at};
   }
 
+  // A zero that the call began with is data: what stands in front of it may be anything.
   [[gnu::noinline, gnu::cold]] static const Zel8u* backOver0xFF(const Zel8u* at, int count, const Zel8u* begin) {
     for (; count > 0; --count) at -= at - begin >= 2 && at[-1] == 0 && at[-2] == 0xFF ? 2 : 1;
     return at;

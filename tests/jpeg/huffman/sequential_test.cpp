@@ -5,29 +5,11 @@
 #include <cstring>
 
 #include "model.h"
+#include "states.h"
 #include "support/guarded.h"
 
 namespace zelj::test {
 namespace {
-
-struct EncoderState {
-  alignas(8) Zel8u bytes[1048];
-  EncoderState() { zeliEncodeHuffmanStateInit_JPEG_8u(get()); }
-  ZeliEncodeHuffmanState* get() { return reinterpret_cast<ZeliEncodeHuffmanState*>(bytes); }
-};
-
-struct DecoderState {
-  alignas(8) Zel8u bytes[24];
-  DecoderState() { zeliDecodeHuffmanStateInit_JPEG_8u(get()); }
-  ZeliDecodeHuffmanState* get() { return reinterpret_cast<ZeliDecodeHuffmanState*>(bytes); }
-  int lastPosition() const { return field(16); }
-  int validBits() const { return field(8); }
-  int field(size_t offset) const {
-    Zel32s value;
-    std::memcpy(&value, bytes + offset, 4);
-    return value;
-  }
-};
 
 // Random blocks with tables that have codes for all of them, and the model's code.
 struct Stream {
