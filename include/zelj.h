@@ -478,23 +478,67 @@ ZELJ_API ZelStatus zeliJoinRow_TIFF_8u16u_C1(Zel8u* pSrc[2], Zel16u* pDst, Zel32
 /** @} */
 
 /** @defgroup textures Block textures
- *  Textures in blocks of 4x4 pixels, of the public formats. Blocks stand without gaps in raster order:
- *  `(width + 3) / 4` to a row of blocks, `(height + 3) / 4` rows. A step may be negative: the image is then upside down.
+ *  Whole images to and from dense streams of 4x4 blocks: DXT1, DXT3, DXT5 (BC1, BC2, BC3), BC4 and BC5 (unsigned), and
+ * BC7.
+ *
+ *  A stream has no row step: blocks of 8 bytes (DXT1, BC4) or 16 (the others) lie in raster order, ceil(width / 4) in a
+ *  row of blocks and ceil(height / 4) rows, which the caller must provide. Sizes are those of the image in pixels, of
+ * any width and height. Decoders store the pixels inside the image alone; encoders complete blocks at the edges with
+ * copies of the last column and row. A step may be negative: the image is then upside
+ *  down.
  *
  *  Checks of the exports for whole images: null pointers (-8), a step of 0 (-14), width, then height below 1 (-6).
  *  @{ */
 
+/** DXT1 to R, G, B, A. 5-6-5 end points are widened by repeating their upper bits, interpolated colours rounded down.
+ *  Where the first end point is not greater than the second, index 3 is opaque white; alpha is always 255. */
+ZELJ_API ZelStatus zeliTextureDecodeBlockToRGBA_DXT1_8u_C1C4R(const Zel8u* pSrc, Zel8u* pDst, int dstStep,
+                                                              ZeliSize dstRoiSize);
+/** DXT3 to R, G, B, A: four colours whatever the order of the end points; alpha is 16 times the 4-bit value. */
+ZELJ_API ZelStatus zeliTextureDecodeBlockToRGBA_DXT3_8u_C1C4R(const Zel8u* pSrc, Zel8u* pDst, int dstStep,
+                                                              ZeliSize dstRoiSize);
+/** DXT5 to R, G, B, A: four colours whatever the order of the end points; alpha interpolated in sevenths, or in fifths
+ *  with 0 and 255 where the first end point is not greater than the second, and rounded. */
+ZELJ_API ZelStatus zeliTextureDecodeBlockToRGBA_DXT5_8u_C1C4R(const Zel8u* pSrc, Zel8u* pDst, int dstStep,
+                                                              ZeliSize dstRoiSize);
+/** BC4 to one byte a pixel, as alpha in DXT5. */
+ZELJ_API ZelStatus zeliTextureDecodeBlock_BC4_8u_C1R(const Zel8u* pSrc, Zel8u* pDst, int dstStep, ZeliSize dstRoiSize);
+/** BC5 to R, G: the first half of a block is R, the second G, each as BC4. */
+ZELJ_API ZelStatus zeliTextureDecodeBlockToRG_BC5_8u_C1C2R(const Zel8u* pSrc, Zel8u* pDst, int dstStep,
+                                                           ZeliSize dstRoiSize);
 /** BC7 blocks of 16 bytes to R, G, B, A. Modes without alpha give 255. Pixels of a reserved block (first byte 0) are 0;
  *  nothing reports it. */
 ZELJ_API ZelStatus zeliTextureDecodeBlockToRGBA_BC7_8u_C1C4R(const Zel8u* pSrc, Zel8u* pDst, int dstStep,
                                                              ZeliSize dstRoiSize);
+
+/** R, G, B, A to DXT1 in one pass: the end points are the corners of the block's bounding box, moved inside by a
+ *  sixteenth of its sides; each pixel takes the nearest of the four colours by the sum of absolute differences. Alpha
+ *  plays no part. */
+ZELJ_API ZelStatus zeliTextureEncodeBlockFromRGBA_DXT1_8u_C4C1R(const Zel8u* pSrc, int srcStep, ZeliSize srcRoiSize,
+                                                                Zel8u* pDst);
+/** The same to DXT3, with the upper four bits of alpha. */
+ZELJ_API ZelStatus zeliTextureEncodeBlockFromRGBA_DXT3_8u_C4C1R(const Zel8u* pSrc, int srcStep, ZeliSize srcRoiSize,
+                                                                Zel8u* pDst);
+/** The same to DXT5, with the range of alpha moved inside by a sixteenth and split into eight values. */
+ZELJ_API ZelStatus zeliTextureEncodeBlockFromRGBA_DXT5_8u_C4C1R(const Zel8u* pSrc, int srcStep, ZeliSize srcRoiSize,
+                                                                Zel8u* pDst);
+/** Y, Co, Cg (chroma around 128) to DXT5: Y as alpha, from its least to its greatest value; Co and Cg as red and green,
+ *  magnified around 128 by 1, 2 or 4 as the block allows, the factor less 1 in the blue field. The diagonal of the
+ *  chroma box follows the sign of its correlation. */
+ZELJ_API ZelStatus zeliTextureEncodeBlockFromYCoCg_DXT5_8u_C3C1R(const Zel8u* pSrc, int srcStep, ZeliSize srcRoiSize,
+                                                                 Zel8u* pDst);
+/** One byte a pixel to BC4: the range moved inside by a sixteenth at either end and split into eight values. */
+ZELJ_API ZelStatus zeliTextureEncodeBlock_BC4_8u_C1R(const Zel8u* pSrc, int srcStep, ZeliSize srcRoiSize, Zel8u* pDst);
+/** R, G to BC5: two BC4 halves, R first. */
+ZELJ_API ZelStatus zeliTextureEncodeBlockFromRG_BC5_8u_C2C1R(const Zel8u* pSrc, int srcStep, ZeliSize srcRoiSize,
+                                                             Zel8u* pDst);
 /** @} */
 
 /** @defgroup entrytable Entry table
  *  One slot for each `zeli` export, in alphabetical order of the names (capitals before the underscore before small
  *  letters): the address of the implementation. Constant; an export is a jump through its slot.
  *  @{ */
-#define ZELJ_ENTRY_COUNT 80 /**< slots of the entry table: the exports but zeljGetLibVersion */
+#define ZELJ_ENTRY_COUNT 91 /**< slots of the entry table: the exports but zeljGetLibVersion */
 /** The slots. */
 ZELJ_API extern void (*const zeljEntryTable[ZELJ_ENTRY_COUNT])(void);
 /** @} */

@@ -1,0 +1,36 @@
+// Dwords within the 128-bit blocks of a vector.
+#pragma once
+
+#include "simd/simd.h"
+
+#if HWY_ARCH_X86 // Highway leaves out what AVX alone has
+#include <immintrin.h>
+#endif
+
+namespace zelj {
+
+// Dwords of each block, picked by the two lowest bits of the dwords of `from`.
+template <class V, class V32>
+HWY_INLINE V pickDwords(V v, V32 from) {
+#if HWY_ARCH_X86 && defined(__AVX__)
+  if constexpr (sizeof(v.raw) == 16) {
+    return V{_mm_castps_si128(_mm_permutevar_ps(_mm_castsi128_ps(v.raw), from.raw))};
+#if HWY_TARGET <= HWY_AVX2
+  } else if constexpr (sizeof(v.raw) == 32) {
+    return V{_mm256_castps_si256(_mm256_permutevar_ps(_mm256_castsi256_ps(v.raw), from.raw))};
+#endif
+#if HWY_TARGET <= HWY_AVX3
+  } else {
+    return V{_mm512_castps_si512(_mm512_permutevar_ps(_mm512_castsi512_ps(v.raw), from.raw))};
+#endif
+  }
+#else
+  const hn::Repartition<Zel8u, hn::DFromV<V> > d8;
+  const hn::Repartition<Zel32u, hn::DFromV<V> > d32;
+  const auto first = hn::Mul(hn::And(hn::BitCast(d32, from), hn::Set(d32, 3)), hn::Set(d32, 0x04040404));
+  const auto bytes = hn::BitCast(d8, hn::Add(first, hn::Set(d32, 0x03020100)));
+  return hn::BitCast(hn::DFromV<V>(), hn::TableLookupBytes(hn::BitCast(d8, v), bytes));
+#endif
+}
+
+} // namespace zelj
