@@ -478,14 +478,13 @@ ZELJ_API ZelStatus zeliJoinRow_TIFF_8u16u_C1(Zel8u* pSrc[2], Zel16u* pDst, Zel32
 /** @} */
 
 /** @defgroup textures Block textures
- *  Whole images to and from dense streams of 4x4 blocks: DXT1, DXT3, DXT5 (BC1, BC2, BC3), BC4 and BC5 (unsigned), and
- * BC7.
+ *  Whole images to and from dense streams of 4x4 blocks of the public formats: DXT1, DXT3, DXT5 (BC1, BC2, BC3), BC4
+ * and BC5 (unsigned), BC6 and BC7.
  *
- *  A stream has no row step: blocks of 8 bytes (DXT1, BC4) or 16 (the others) lie in raster order, ceil(width / 4) in a
- *  row of blocks and ceil(height / 4) rows, which the caller must provide. Sizes are those of the image in pixels, of
- * any width and height. Decoders store the pixels inside the image alone; encoders complete blocks at the edges with
- * copies of the last column and row. A step may be negative: the image is then upside
- *  down.
+ *  A stream has no row step: blocks of 8 bytes (DXT1, BC4) or 16 (the others) lie in raster order, `(width + 3) / 4` in
+ *  a row of blocks and `(height + 3) / 4` rows, all of which the caller must provide. Sizes are those of the image in
+ *  pixels. Decoders store the pixels inside the image alone; encoders complete blocks at the edges with copies of the
+ *  last column and row. A step may be negative: the image is then upside down.
  *
  *  Checks of the exports for whole images: null pointers (-8), a step of 0 (-14), width, then height below 1 (-6).
  *  @{ */
