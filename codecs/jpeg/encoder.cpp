@@ -1,7 +1,8 @@
 // The encoder: tables, then run by run colour conversion, halving of chroma, transform with quantisation, and entropy
 // coding. The samples and coefficients of a run stay in the first-level cache on their way through these steps.
-#include <atomic>
 #include <cstring>
+#include <mutex>
+#include <new>
 #include <type_traits>
 
 #include "common/aligned.h"
@@ -17,23 +18,24 @@ namespace jpeg {
 namespace {
 
 using img::AlignedArray;
+using img::ConstRows;
 
 // No block takes more: 64 coefficients of at most 16 + 16 bits, twice as many bytes if each is 0xFF, rounded up.
-constexpr int kBytesOfBlock = 576;
+constexpr size_t kBytesOfBlock = 576;
+
+// Coded bytes go to the sink in pieces of about this size.
+constexpr Zel32s kBytesOfPiece = 1 << 16;
 
 // Step 1: what does not change during a scan. Index 0 is for luminance, 1 for chrominance.
 template <class Sample>
 struct Tables {
   uint8_t raw[2][64];
   alignas(64) typename TransformTable<Sample>::Entry forward[2][64];
-  bool fine = false; // 8-bit samples are transformed by the finer tables
+  bool fine[2] = {}; // 8-bit samples are transformed by the finer tables
   alignas(64) Zel32f fineForward[2][64];
   HuffmanList dcList[2], acList[2];
   EncodeSpec dc[2], ac[2];
 };
-
-// From this quality on many steps are 2.
-constexpr int kFineQuality = 91;
 
 void makeForwardTable(const uint8_t* raw, Zel16u* table) {
   zeliQuantFwdTableInit_JPEG_8u16u(raw, table);
@@ -43,12 +45,17 @@ void makeForwardTable(const uint8_t* raw, Zel32f* table, int scale = 1) {
   for (int k = 0; k < 64; ++k) table[kNaturalOrder[k]] = 1.0f / static_cast<float>(raw[k] * scale);
 }
 
+// Whether steps are so small that the rounding of the transform for 8 bits shows beside them.
+bool hasFineSteps(const uint8_t* raw) {
+  return *std::min_element(raw, raw + 64) <= 2;
+}
+
 template <class Sample>
 Error makeQuantTables(int quality, Tables<Sample>& tables) {
-  tables.fine = std::is_same_v<Sample, Zel8u> && quality >= kFineQuality;
   for (int i = 0; i < 2; ++i) {
     std::memcpy(tables.raw[i], kQuantTables[i], 64);
     if (zeliQuantFwdRawTableInit_JPEG_8u(tables.raw[i], quality) < 0) return fail("the quality must be 1 to 100");
+    tables.fine[i] = std::is_same_v<Sample, Zel8u> && hasFineSteps(tables.raw[i]);
     makeForwardTable(tables.raw[i], tables.forward[i]);
     makeForwardTable(tables.raw[i], tables.fineForward[i], kFineScale);
   }
@@ -71,299 +78,14 @@ Error makeHuffmanTables(const HuffmanList dcLists[2], const HuffmanList acLists[
   return {};
 }
 
-// The pixels of a run, the part of it that lies in the image, and scratch memory for one thread.
-template <class Sample>
-struct Strip {
-  int width = 0, height = 0;             // of the run, in pixels
-  int imageX = 0, imageY = 0;            // where it begins in the image
-  int insideWidth = 0, insideHeight = 0; // what of it lies in the image
-  int step = 0;                          // of the planes, in samples
-  AlignedArray<Sample> full[3], half[3]; // planes at full size; chroma halved
-  AlignedArray<Block> blocks;
-  int blockCount = 0;
-
-  Sample* row(int c, int y) const { return full[c].data() + y * step; }
-};
-
-template <class Sample>
-Strip<Sample> makeStrip(const Frame& frame, const Scan& scan) {
-  Strip<Sample> strip;
-  // Rows a power of two apart would fall on the same few lines of the cache.
-  strip.step = mcusOfRun(scan) * 8 * frame.hMax + 64;
-  const size_t samples = static_cast<size_t>(strip.step) * 8 * static_cast<size_t>(frame.vMax);
-  for (size_t c = 0; c < frame.components.size(); ++c) strip.full[c] = AlignedArray<Sample>(samples);
-  for (size_t c = 1; c < frame.components.size(); ++c) strip.half[c] = AlignedArray<Sample>(samples);
-  strip.blocks = AlignedArray<Block>(kBlocksOfRun);
-  return strip;
-}
-
-template <class Sample>
-void placeStrip(const Frame& frame, const Run& run, Strip<Sample>& strip) {
-  strip.width = run.count * 8 * frame.hMax;
-  strip.height = 8 * frame.vMax;
-  strip.imageX = run.x * 8 * frame.hMax;
-  strip.imageY = run.y * strip.height;
-  strip.insideWidth = std::min(strip.width, frame.width - strip.imageX);
-  strip.insideHeight = std::min(strip.height, frame.height - strip.imageY);
-}
-
-// Step 2, first half: pixels to planes. Outside the image the last column and the last row go on.
-template <class Sample>
-void convertColour(const Image& image, const Strip<Sample>& strip) {
-  const Sample* pixels = image.row<Sample>(strip.imageY) + static_cast<ptrdiff_t>(strip.imageX) * image.channels();
-  if (image.channels() == 3) {
-    Sample* const planes[3] = {strip.row(0, 0), strip.row(1, 0), strip.row(2, 0)};
-    convertForward(pixels, static_cast<int>(image.rowBytes()), planes, strip.step * static_cast<int>(sizeof(Sample)),
-                   {strip.insideWidth, strip.insideHeight});
-  } else {
-    for (int y = 0; y < strip.insideHeight; ++y) {
-      std::copy_n(pixels + static_cast<ptrdiff_t>(y) * image.width, strip.insideWidth, strip.row(0, y));
-    }
-  }
-  for (int c = 0; c < image.channels(); ++c) {
-    for (int y = 0; y < strip.insideHeight; ++y) {
-      Sample* row = strip.row(c, y);
-      std::fill(row + strip.insideWidth, row + strip.width, row[strip.insideWidth - 1]);
-    }
-    for (int y = strip.insideHeight; y < strip.height; ++y) {
-      std::memcpy(strip.row(c, y), strip.row(c, strip.insideHeight - 1),
-                  static_cast<size_t>(strip.width) * sizeof(Sample));
-    }
-  }
-}
-
-// Step 2, second half: chroma planes at the size of their components.
-template <class Sample>
-void halveChroma(const Frame& frame, const Strip<Sample>& strip) {
-  if (frame.hMax == 1) return;
-  for (size_t c = 1; c < frame.components.size(); ++c) {
-    for (int y = 0; y < 8; ++y) {
-      Sample* half = strip.half[c].data() + y * strip.step;
-      if (frame.vMax == 1)
-        halve2x1(strip.row(static_cast<int>(c), y), strip.width, half);
-      else
-        halve2x2(strip.row(static_cast<int>(c), 2 * y), strip.row(static_cast<int>(c), 2 * y + 1), strip.width, half);
-    }
-  }
-}
-
-// Starts to load the pixels that MCU m of the next run will need: the rows of a run are too short for the processor to
-// see them coming, and memory is far. (Inline, since compilers take a function that only prefetches for one without
-// effect, and drop its calls.)
-template <class Sample>
-[[gnu::always_inline]] inline void fetchAhead(const Image& image, const Frame& frame, const Strip<Sample>& strip,
-                                              int m) {
-  int x = strip.imageX + strip.width + m * 8 * frame.hMax, y = strip.imageY;
-  if (x >= image.width) {
-    x = m * 8 * frame.hMax;
-    y += strip.height;
-  }
-  const int end = std::min(y + strip.height, image.height);
-  for (; y < end && x < image.width; ++y) {
-    __builtin_prefetch(image.row<Sample>(y) + static_cast<ptrdiff_t>(x) * image.channels());
-  }
-}
-
-// Step 3: samples to quantised coefficients, in coding order. A block that lies wholly outside the image costs the
-// fewest bits if it repeats the DC term of its component's block before.
-template <class Sample>
-void transformBlocks(const Image& image, const Frame& frame, const Scan& scan, const Run& run,
-                     const Tables<Sample>& tables, Strip<Sample>& strip) {
-  Block* block = strip.blocks.data();
-  for (int m = 0; m < run.count; ++m) {
-    fetchAhead(image, frame, strip, m);
-    for (const ScanBlock& b : scan.mcu) {
-      const Component& component = frame.components[static_cast<size_t>(b.component)];
-      const int column = m * b.across + b.x;
-      if (run.x * b.across + column < component.blocksWide && run.y * b.down + b.y < component.blocksHigh) {
-        const bool halved = component.h < frame.hMax;
-        const Sample* plane = (halved ? strip.half : strip.full)[b.component].data();
-        const Sample* samples = plane + 8 * b.y * strip.step + 8 * column;
-        const int step = strip.step * static_cast<int>(sizeof(Sample)), table = component.quantTable;
-        if (tables.fine)
-          transformForward(samples, step, block->coefficients, tables.fineForward[table]);
-        else
-          transformForward(samples, step, block->coefficients, tables.forward[table]);
-      } else {
-        *block = Block{{block[-1].coefficients[0]}};
-      }
-      ++block;
-    }
-  }
-  strip.blockCount = static_cast<int>(block - strip.blocks.data());
-}
-
-// Steps 2 and 3.
-template <class Sample>
-void transformRun(const Image& image, const Frame& frame, const Scan& scan, const Run& run,
-                  const Tables<Sample>& tables, Strip<Sample>& strip) {
-  placeStrip(frame, run, strip);
-  convertColour(image, strip);
-  halveChroma(frame, strip);
-  transformBlocks(image, frame, scan, run, tables, strip);
-}
-
-// An entropy-coded segment that is being written: the bytes so far, and what the coder carries from block to block.
-struct Segment {
-  Bytes* bytes = nullptr;
-  Zel32s position = 0;
-  Zel16s lastDc[3] = {};
-  EncodeState state;
-};
-
-Error beginSegment(Bytes& bytes, size_t position, Segment& segment) {
-  segment.bytes = &bytes;
-  segment.position = static_cast<Zel32s>(position);
-  std::fill(segment.lastDc, segment.lastDc + 3, Zel16s{0});
-  if (segment.state) return {}; // a flush has made it new
-  ZeliEncodeHuffmanState* state = nullptr;
-  if (zeliEncodeHuffmanStateInitAlloc_JPEG_8u(&state) != zelStatusOk) return fail("out of memory");
-  segment.state.reset(state);
-  return {};
-}
-
-Error makeRoom(Segment& segment, int blocks) {
-  const size_t needed = static_cast<size_t>(segment.position) + static_cast<size_t>(blocks) * kBytesOfBlock;
-  if (needed > INT32_MAX) return fail("the file becomes larger than 2 GB");
-  if (needed > segment.bytes->size()) segment.bytes->resize(std::min<size_t>(2 * needed, INT32_MAX));
-  return {};
-}
-
-// Step 4: the blocks of a run to the entropy-coded segment.
-template <class Sample>
-Error codeBlocks(const Frame& frame, const Scan& scan, const Tables<Sample>& tables, const Strip<Sample>& strip,
-                 Segment& segment) {
-  if (Error error = makeRoom(segment, strip.blockCount)) return error;
-  struct Coder {
-    Zel16s* lastDc;
-    const ZeliEncodeHuffmanSpec *dc, *ac;
-  } coders[10];
-  const size_t blocksOfMcu = scan.mcu.size();
-  for (size_t i = 0; i < blocksOfMcu; ++i) {
-    const int component = scan.mcu[i].component;
-    const int table = frame.components[static_cast<size_t>(component)].quantTable;
-    coders[i] = {&segment.lastDc[component], tables.dc[table].get(), tables.ac[table].get()};
-  }
-  Zel8u* const bytes = segment.bytes->data();
-  const auto length = static_cast<Zel32s>(segment.bytes->size());
-  ZeliEncodeHuffmanState* const state = segment.state.get();
-  Zel32s position = segment.position;
-  const Block* block = strip.blocks.data();
-  const Block* const end = block + strip.blockCount;
-  while (block != end) {
-    for (size_t i = 0; i < blocksOfMcu; ++i, ++block) {
-      const Coder& c = coders[i];
-      const ZelStatus status = zeliEncodeHuffman8x8_JPEG_16s1u_C1(block->coefficients, bytes, length, &position,
-                                                                  c.lastDc, c.dc, c.ac, state, 0);
-      if (status != zelStatusOk) return fail("the entropy coder failed (status %d)", status);
-    }
-  }
-  segment.position = position;
-  return {};
-}
-
-// Pads the last byte of the segment.
-Error flush(Segment& segment) {
-  if (Error error = makeRoom(segment, 1)) return error;
-  const ZelStatus status =
-      zeliEncodeHuffman8x8_JPEG_16s1u_C1(nullptr, segment.bytes->data(), static_cast<Zel32s>(segment.bytes->size()),
-                                         &segment.position, nullptr, nullptr, nullptr, segment.state.get(), 1);
-  return status == zelStatusOk ? Error{} : fail("the entropy coder failed (status %d)", status);
-}
-
-// A scan without restarts: runs are transformed side by side, and coded one after the other.
-template <class Sample>
-Error encodeInOnePiece(const Image& image, const Frame& frame, const Scan& scan, const Tables<Sample>& tables,
-                       std::vector<Strip<Sample>>& strips, Bytes& file) {
-  const int runsOfRow = divideUp(scan.mcusWide, mcusOfRun(scan));
-  Segment segment;
-  Error error = beginSegment(file, file.size(), segment);
-  if (error) return error;
-  img::Workers workers(static_cast<int>(strips.size()));
-  workers.run(int64_t{runsOfRow} * scan.mcusHigh, [&](int thread, int64_t item, img::Turns& turns) {
-    const int64_t row = item / runsOfRow;
-    const Run run = runAt(scan, row * scan.mcusWide + item % runsOfRow * mcusOfRun(scan), (row + 1) * scan.mcusWide);
-    Strip<Sample>& strip = strips[static_cast<size_t>(thread)];
-    transformRun(image, frame, scan, run, tables, strip);
-    if (!turns.await(item)) return false;
-    if (!error) error = codeBlocks(frame, scan, tables, strip, segment);
-    turns.pass();
-    return true;
-  });
-  if (!error) error = flush(segment);
-  file.resize(static_cast<size_t>(segment.position));
-  return error;
-}
-
-// A scan with restarts: intervals are independent, so each thread makes whole ones, which join the file in order.
-template <class Sample>
-Error encodeIntervals(const Image& image, const Frame& frame, const Scan& scan, const Tables<Sample>& tables,
-                      int interval, std::vector<Strip<Sample>>& strips, Bytes& file) {
-  const int64_t intervals = (scan.mcuCount() + interval - 1) / interval;
-  Error error;
-  std::vector<Bytes> parts(strips.size());
-  std::vector<Segment> segments(strips.size());
-  const auto encodeInterval = [&](int64_t item, Strip<Sample>& strip, Bytes& part, Segment& segment) -> Error {
-    if (Error bad = beginSegment(part, 0, segment)) return bad;
-    const int64_t end = std::min((item + 1) * interval, scan.mcuCount());
-    for (int64_t mcu = item * interval; mcu < end;) {
-      const Run run = runAt(scan, mcu, end);
-      transformRun(image, frame, scan, run, tables, strip);
-      if (Error bad = codeBlocks(frame, scan, tables, strip, segment)) return bad;
-      mcu += run.count;
-    }
-    return flush(segment);
-  };
-  img::Workers(static_cast<int>(strips.size())).run(intervals, [&](int thread, int64_t item, img::Turns& turns) {
-    const auto t = static_cast<size_t>(thread);
-    const Error bad = encodeInterval(item, strips[t], parts[t], segments[t]);
-    if (!turns.await(item)) return false;
-    if (bad && !error) error = bad;
-    if (!error) {
-      if (item > 0) SegmentWriter(file).marker(kRst0 + static_cast<int>((item - 1) % 8));
-      file.insert(file.end(), parts[t].begin(), parts[t].begin() + segments[t].position);
-    }
-    turns.pass();
-    return true;
-  });
-  return error;
-}
-
-// For 12 bits the tables of Annex K have no codes for the highest categories: a pass over the image counts the symbols,
-// restarts included, and tables are made of the counts.
-template <class Sample>
-Error measureHuffmanTables(const Image& image, const Frame& frame, const Scan& scan, int interval, Strip<Sample>& strip,
-                           Tables<Sample>& tables) {
-  SymbolCounts dc[2], ac[2];
-  Zel16s lastDc[3] = {};
-  int64_t end = interval ? interval : scan.mcuCount();
-  for (int64_t mcu = 0; mcu < scan.mcuCount();) {
-    const Run run = runAt(scan, mcu, std::min(end, scan.mcuCount()));
-    transformRun(image, frame, scan, run, tables, strip);
-    for (int i = 0; i < strip.blockCount; ++i) {
-      const int c = scan.mcu[static_cast<size_t>(i) % scan.mcu.size()].component;
-      const int table = frame.components[static_cast<size_t>(c)].quantTable;
-      lastDc[c] = countSymbols(strip.blocks[static_cast<size_t>(i)].coefficients, lastDc[c], dc[table], ac[table]);
-    }
-    mcu += run.count;
-    if (mcu == end) {
-      end += interval;
-      std::fill(lastDc, lastDc + 3, Zel16s{0});
-    }
-  }
-  const HuffmanList dcLists[2] = {optimalList(dc[0]), optimalList(dc[1])};
-  const HuffmanList acLists[2] = {optimalList(ac[0]), optimalList(ac[1])};
-  return makeHuffmanTables(dcLists, acLists, tables);
-}
-
-Frame makeFrame(const Image& image, Sampling sampling) {
+Frame makeFrame(const img::Picture& picture, Sampling sampling) {
   Frame frame;
-  frame.bits = image.bits;
-  frame.width = image.width;
-  frame.height = image.height;
-  const int h = sampling == Sampling::s444 || image.channels() == 1 ? 1 : 2;
-  const int v = sampling == Sampling::s420 && image.channels() == 3 ? 2 : 1;
-  for (int c = 0; c < image.channels(); ++c) {
+  frame.bits = picture.bits;
+  frame.width = picture.width;
+  frame.height = picture.height;
+  const int h = sampling == Sampling::s444 || picture.channels() == 1 ? 1 : 2;
+  const int v = sampling == Sampling::s420 && picture.channels() == 3 ? 2 : 1;
+  for (int c = 0; c < picture.channels(); ++c) {
     Component component;
     component.id = c + 1;
     component.h = c == 0 ? h : 1;
@@ -375,58 +97,462 @@ Frame makeFrame(const Image& image, Sampling sampling) {
   return frame;
 }
 
+// An entropy-coded segment that is being written: the bytes so far, and what the coder carries from block to block.
+struct Segment {
+  Bytes bytes;
+  Zel32s position = 0;
+  Zel16s lastDc[3] = {};
+  EncodeState state;
+};
+
+// Several threads get that many rows of MCUs each for one call.
+constexpr int kMcuRowsOfThread = 6;
+
 template <class Sample>
-void writeHeaders(const Frame& frame, const Tables<Sample>& tables, int restartInterval, Bytes& file) {
-  SegmentWriter writer(file);
-  const int tableCount = frame.components.size() == 1 ? 1 : 2;
-  writer.marker(kSoi);
-  writer.jfif();
-  for (int i = 0; i < tableCount; ++i) writer.quantTable(i, tables.raw[i]);
-  writer.frame(frame.bits == 8 ? kSof0 : kSof1, frame);
-  for (int i = 0; i < tableCount; ++i) {
-    writer.huffmanTable(0, i, tables.dcList[i]);
-    writer.huffmanTable(1, i, tables.acList[i]);
+class Writer : public img::RowWriter {
+ public:
+  Writer(img::ByteSink& sink, const img::Picture& picture, const EncodeOptions& options)
+      : sink_(sink),
+        frame_(makeFrame(picture, options.sampling)),
+        scan_(frame_.components.size() == 1 ? layOutScan(frame_, {0}) : layOutScan(frame_, {0, 1, 2})),
+        channels_(picture.channels()),
+        rowBytes_(picture.rowBytes()),
+        quality_(options.quality),
+        interval_(int64_t{options.restartInterval} * (options.restartInRows ? scan_.mcusWide : 1)),
+        workers_(options.threads) {}
+
+  Error begin() {
+    if (interval_ > 65535) return fail("a restart interval holds 65535 MCUs at most, not %lld", (long long)interval_);
+    Error error = makeQuantTables(quality_, tables_);
+    if (error) return error;
+    strips_.resize(static_cast<size_t>(workers_.count()));
+    for (Strip& strip : strips_) makeStrip(strip);
+    // For 12 bits the tables of Annex K have no codes for the highest categories: tables are made of the counts of the
+    // symbols, when all coefficients are there.
+    if (frame_.bits != 8) {
+      coefficients_.resize(static_cast<size_t>(scan_.mcusHigh));
+      return {};
+    }
+    error = makeHuffmanTables(kDcLists, kAcLists, tables_);
+    return error ? error : beginScan();
   }
-  if (restartInterval) writer.restartInterval(restartInterval);
-  writer.scan(frame);
-}
+
+  int rowsAtOnce() const override {
+    return workers_.count() == 1 ? 8 * frame_.vMax : 8 * frame_.vMax * kMcuRowsOfThread * workers_.count();
+  }
+
+  Error write(const ConstRows& rows) override {
+    const int high = 8 * frame_.vMax;
+    for (int done = 0; done < rows.count;) {
+      const int left = rows.count - done;
+      const bool last = rowsDone_ + held_ + left == frame_.height;
+      int count = 0;
+      if (held_ == 0) count = last ? left : left / high * high;
+      if (count > 0) {
+        if (Error error = encodeRows(rows.part(done, count))) return error;
+      } else {
+        count = std::min(left, high - held_);
+        if (Error error = hold(rows.part(done, count))) return error;
+      }
+      done += count;
+    }
+    return {};
+  }
+
+  Error finish() override {
+    if (held_ > 0) {
+      if (Error error = encodeHeld()) return error;
+    }
+    if (!coefficients_.empty()) {
+      if (Error error = codeCoefficients()) return error;
+    }
+    if (Error error = flush(segment_)) return error;
+    segment_.bytes.resize(static_cast<size_t>(segment_.position));
+    SegmentWriter(segment_.bytes).marker(kEoi);
+    return sink_.write(segment_.bytes);
+  }
+
+ private:
+  // The pixels of a run, the part of it that lies in the image, and scratch memory for one thread.
+  struct Strip {
+    int width = 0, height = 0;             // of the run, in pixels
+    int insideWidth = 0, insideHeight = 0; // what of it lies in the image
+    int step = 0;                          // of the planes, in samples
+    AlignedArray<Sample> full[3], half[3]; // planes at full size; chroma halved
+    AlignedArray<Block> blocks;            // of a run; of a row of MCUs where threads hand them on
+    Segment segment;                       // where restart intervals are coded side by side
+
+    Sample* row(int c, int y) const { return full[c].data() + y * step; }
+  };
+
+  // Rows that have been given, the first of which is the first of a row of MCUs.
+  struct Part {
+    ConstRows rows;
+    int mcuRow;
+  };
+
+  void makeStrip(Strip& strip) const {
+    // Rows a power of two apart would fall on the same few lines of the cache.
+    strip.step = mcusOfRun(scan_) * 8 * frame_.hMax + 64;
+    const size_t samples = static_cast<size_t>(strip.step) * 8 * static_cast<size_t>(frame_.vMax);
+    for (size_t c = 0; c < frame_.components.size(); ++c) strip.full[c] = AlignedArray<Sample>(samples);
+    for (size_t c = 1; c < frame_.components.size(); ++c) strip.half[c] = AlignedArray<Sample>(samples);
+    const bool wholeRows = workers_.count() > 1 && interval_ == 0;
+    strip.blocks = AlignedArray<Block>(wholeRows ? blocksOfMcuRow() : size_t{kBlocksOfRun});
+  }
+
+  size_t blocksOfMcuRow() const { return scan_.mcu.size() * static_cast<size_t>(scan_.mcusWide); }
+
+  // Rows that do not fill a row of MCUs wait for the others.
+  Error hold(const ConstRows& rows) {
+    if (heldRows_.empty()) heldRows_.resize(rowBytes_ * static_cast<size_t>(8 * frame_.vMax));
+    for (int y = 0; y < rows.count; ++y) {
+      std::memcpy(heldRows_.data() + rowBytes_ * static_cast<size_t>(held_++), rows.row<uint8_t>(y), rowBytes_);
+    }
+    return held_ == 8 * frame_.vMax ? encodeHeld() : Error{};
+  }
+
+  Error encodeHeld() {
+    const ConstRows rows{heldRows_.data(), static_cast<ptrdiff_t>(rowBytes_), held_};
+    held_ = 0;
+    return encodeRows(rows);
+  }
+
+  // Whole rows of MCUs, the last of which may end with the image.
+  Error encodeRows(const ConstRows& rows) {
+    const Part part{rows, rowsDone_ / (8 * frame_.vMax)};
+    const int mcuRows = divideUp(rows.count, 8 * frame_.vMax);
+    rowsDone_ += rows.count;
+    const int64_t begin = int64_t{part.mcuRow} * scan_.mcusWide, end = begin + int64_t{mcuRows} * scan_.mcusWide;
+    if (!coefficients_.empty()) return keepCoefficients(part, mcuRows);
+    if (workers_.count() == 1) return encodeMcus(part, begin, end, strips_[0], segment_, true);
+    return interval_ ? encodeIntervals(part, begin, end) : encodeMcuRows(part, mcuRows);
+  }
+
+  // Step 2, first half: pixels to planes. Outside the image the last column and the last row go on.
+  void convertColour(const Part& part, const Run& run, Strip& strip) const {
+    const int x = run.x * 8 * frame_.hMax, y = (run.y - part.mcuRow) * 8 * frame_.vMax;
+    strip.width = run.count * 8 * frame_.hMax;
+    strip.height = 8 * frame_.vMax;
+    strip.insideWidth = std::min(strip.width, frame_.width - x);
+    strip.insideHeight = std::min(strip.height, part.rows.count - y);
+    const Sample* pixels = part.rows.template row<Sample>(y) + static_cast<ptrdiff_t>(x) * channels_;
+    if (channels_ == 3) {
+      Sample* const planes[3] = {strip.row(0, 0), strip.row(1, 0), strip.row(2, 0)};
+      convertForward(pixels, static_cast<int>(part.rows.step), planes, strip.step * static_cast<int>(sizeof(Sample)),
+                     {strip.insideWidth, strip.insideHeight});
+    } else {
+      for (int i = 0; i < strip.insideHeight; ++i) {
+        std::copy_n(part.rows.template row<Sample>(y + i) + x, strip.insideWidth, strip.row(0, i));
+      }
+    }
+    for (int c = 0; c < channels_; ++c) {
+      for (int i = 0; i < strip.insideHeight; ++i) {
+        Sample* row = strip.row(c, i);
+        std::fill(row + strip.insideWidth, row + strip.width, row[strip.insideWidth - 1]);
+      }
+      for (int i = strip.insideHeight; i < strip.height; ++i) {
+        std::memcpy(strip.row(c, i), strip.row(c, strip.insideHeight - 1),
+                    static_cast<size_t>(strip.width) * sizeof(Sample));
+      }
+    }
+  }
+
+  // Step 2, second half: chroma planes at the size of their components.
+  void halveChroma(const Strip& strip) const {
+    if (frame_.hMax == 1) return;
+    for (size_t c = 1; c < frame_.components.size(); ++c) {
+      for (int y = 0; y < 8; ++y) {
+        Sample* half = strip.half[c].data() + y * strip.step;
+        if (frame_.vMax == 1)
+          halve2x1(strip.row(static_cast<int>(c), y), strip.width, half);
+        else
+          halve2x2(strip.row(static_cast<int>(c), 2 * y), strip.row(static_cast<int>(c), 2 * y + 1), strip.width, half);
+      }
+    }
+  }
+
+  // Step 3: samples to quantised coefficients, in coding order. A block that lies wholly outside the image costs the
+  // fewest bits if it repeats the DC term of its component's block before.
+  void transformBlocks(const Run& run, const Strip& strip, Block* block) const {
+    for (int m = 0; m < run.count; ++m) {
+      for (const ScanBlock& b : scan_.mcu) {
+        const Component& component = frame_.components[static_cast<size_t>(b.component)];
+        const int column = m * b.across + b.x;
+        if (run.x * b.across + column < component.blocksWide && run.y * b.down + b.y < component.blocksHigh) {
+          const bool halved = component.h < frame_.hMax;
+          const Sample* plane = (halved ? strip.half : strip.full)[b.component].data();
+          const Sample* samples = plane + 8 * b.y * strip.step + 8 * column;
+          const int step = strip.step * static_cast<int>(sizeof(Sample)), table = component.quantTable;
+          if (tables_.fine[table])
+            transformForward(samples, step, block->coefficients, tables_.fineForward[table]);
+          else
+            transformForward(samples, step, block->coefficients, tables_.forward[table]);
+        } else {
+          *block = Block{{block[-1].coefficients[0]}};
+        }
+        ++block;
+      }
+    }
+  }
+
+  // Steps 2 and 3.
+  void transformRun(const Part& part, const Run& run, Strip& strip, Block* blocks) const {
+    convertColour(part, run, strip);
+    halveChroma(strip);
+    transformBlocks(run, strip, blocks);
+  }
+
+  void transformMcuRow(const Part& part, int mcuRow, Strip& strip, Block* blocks) const {
+    for (int x = 0; x < scan_.mcusWide;) {
+      const Run run{x, mcuRow, std::min(scan_.mcusWide - x, mcusOfRun(scan_))};
+      transformRun(part, run, strip, blocks + static_cast<size_t>(x) * scan_.mcu.size());
+      x += run.count;
+    }
+  }
+
+  static Error makeState(Segment& segment) {
+    if (segment.state) return {}; // a flush has made it new
+    ZeliEncodeHuffmanState* state = nullptr;
+    if (zeliEncodeHuffmanStateInitAlloc_JPEG_8u(&state) != zelStatusOk) throw std::bad_alloc();
+    segment.state.reset(state);
+    return {};
+  }
+
+  // Makes room for blocks; full pieces of the segment that is written in order go to the sink.
+  Error makeRoom(Segment& segment, size_t blocks, bool toSink) {
+    if (toSink && segment.position >= kBytesOfPiece) {
+      if (Error error = sink_.write({segment.bytes.data(), static_cast<size_t>(segment.position)})) return error;
+      segment.position = 0;
+    }
+    const size_t needed = static_cast<size_t>(segment.position) + blocks * kBytesOfBlock;
+    if (needed > INT32_MAX) return fail("a restart interval becomes larger than 2 GB");
+    if (needed > segment.bytes.size()) segment.bytes.resize(std::min<size_t>(needed + needed / 2, INT32_MAX));
+    return {};
+  }
+
+  // Step 4: the blocks of MCUs to the entropy-coded segment.
+  Error codeBlocks(const Block* block, int mcus, Segment& segment, bool toSink) {
+    const size_t blocksOfMcu = scan_.mcu.size();
+    struct Coder {
+      Zel16s* lastDc;
+      const ZeliEncodeHuffmanSpec *dc, *ac;
+    } coders[10];
+    for (size_t i = 0; i < blocksOfMcu; ++i) {
+      const int component = scan_.mcu[i].component;
+      const int table = frame_.components[static_cast<size_t>(component)].quantTable;
+      coders[i] = {&segment.lastDc[component], tables_.dc[table].get(), tables_.ac[table].get()};
+    }
+    while (mcus > 0) {
+      const int count = std::min(mcus, mcusOfRun(scan_));
+      if (Error error = makeRoom(segment, static_cast<size_t>(count) * blocksOfMcu, toSink)) return error;
+      Zel8u* const bytes = segment.bytes.data();
+      const auto length = static_cast<Zel32s>(segment.bytes.size());
+      ZeliEncodeHuffmanState* const state = segment.state.get();
+      Zel32s position = segment.position;
+      for (const Block* const end = block + static_cast<size_t>(count) * blocksOfMcu; block != end;) {
+        for (size_t i = 0; i < blocksOfMcu; ++i, ++block) {
+          const Coder& c = coders[i];
+          const ZelStatus status = zeliEncodeHuffman8x8_JPEG_16s1u_C1(block->coefficients, bytes, length, &position,
+                                                                      c.lastDc, c.dc, c.ac, state, 0);
+          if (status != zelStatusOk) return fail("the entropy coder failed (status %d)", status);
+        }
+      }
+      segment.position = position;
+      mcus -= count;
+    }
+    return {};
+  }
+
+  // Pads the last byte of the segment.
+  Error flush(Segment& segment) {
+    if (Error error = makeRoom(segment, 1, false)) return error;
+    const ZelStatus status =
+        zeliEncodeHuffman8x8_JPEG_16s1u_C1(nullptr, segment.bytes.data(), static_cast<Zel32s>(segment.bytes.size()),
+                                           &segment.position, nullptr, nullptr, nullptr, segment.state.get(), 1);
+    return status == zelStatusOk ? Error{} : fail("the entropy coder failed (status %d)", status);
+  }
+
+  // In front of an MCU that begins a restart interval, but for the first.
+  Error restart(int64_t mcu, Segment& segment) {
+    if (Error error = flush(segment)) return error;
+    const int64_t number = mcu / interval_ - 1;
+    segment.bytes[static_cast<size_t>(segment.position++)] = 0xFF;
+    segment.bytes[static_cast<size_t>(segment.position++)] = static_cast<uint8_t>(kRst0 + number % 8);
+    std::fill(segment.lastDc, segment.lastDc + 3, Zel16s{0});
+    return {};
+  }
+
+  // MCUs begin..end-1 run by run: what is transformed is coded while it is near.
+  Error encodeMcus(const Part& part, int64_t begin, int64_t end, Strip& strip, Segment& segment, bool toSink) {
+    for (int64_t mcu = begin; mcu < end;) {
+      if (interval_ && mcu > 0 && mcu % interval_ == 0) {
+        if (Error error = restart(mcu, segment)) return error;
+      }
+      const int64_t stop = interval_ ? std::min(end, (mcu / interval_ + 1) * interval_) : end;
+      const Run run = runAt(scan_, mcu, stop);
+      transformRun(part, run, strip, strip.blocks.data());
+      if (Error error = codeBlocks(strip.blocks.data(), run.count, segment, toSink)) return error;
+      mcu += run.count;
+    }
+    return {};
+  }
+
+  // Rows of MCUs are transformed side by side, and coded one after the other.
+  Error encodeMcuRows(const Part& part, int mcuRows) {
+    Error error;
+    workers_.run(mcuRows, [&](int thread, int64_t item, img::Turns& turns) {
+      Strip& strip = strips_[static_cast<size_t>(thread)];
+      transformMcuRow(part, part.mcuRow + static_cast<int>(item), strip, strip.blocks.data());
+      if (!turns.await(item)) return false;
+      error = codeBlocks(strip.blocks.data(), scan_.mcusWide, segment_, true);
+      if (error) return false;
+      turns.pass();
+      return true;
+    });
+    return error;
+  }
+
+  // Restart intervals are independent, so each thread makes some of them, which join the file in order. The first goes
+  // on with an interval that an earlier call has begun, the last may be left to be gone on with.
+  Error encodeIntervals(const Part& part, int64_t begin, int64_t end) {
+    const int64_t mcusOfItem = (scan_.mcusWide + interval_ - 1) / interval_ * interval_;
+    const int64_t firstItem = begin / mcusOfItem;
+    Error error;
+    std::mutex mutex;
+    workers_.run((end + mcusOfItem - 1) / mcusOfItem - firstItem, [&](int thread, int64_t item, img::Turns& turns) {
+      Strip& strip = strips_[static_cast<size_t>(thread)];
+      const int64_t from = std::max(begin, (firstItem + item) * mcusOfItem);
+      const int64_t to = std::min(end, (firstItem + item + 1) * mcusOfItem);
+      Segment& own = strip.segment;
+      const bool goesOn = item == 0;
+      Segment& segment = goesOn ? segment_ : own;
+      Error bad = makeState(segment);
+      if (!goesOn) segment.position = 0;
+      if (!bad) bad = makeRoom(segment, 1, false);
+      if (!bad) bad = encodeMcus(part, from, to, strip, segment, false);
+      if (!bad && to % interval_ == 0) bad = flush(segment);
+      if (!bad && !turns.await(item)) return false;
+      const std::lock_guard lock(mutex);
+      if (!bad) bad = joinTo(goesOn, own);
+      if (bad) {
+        if (!error) error = bad;
+        return false;
+      }
+      turns.pass();
+      return true;
+    });
+    return error;
+  }
+
+  // What one thread has coded goes behind what is there, and is gone on with. A restart has flushed what was there.
+  Error joinTo(bool goesOn, Segment& own) {
+    if (!goesOn) std::swap(segment_, own);
+    const Error error = sink_.write({segment_.bytes.data(), static_cast<size_t>(segment_.position)});
+    segment_.position = 0;
+    return error;
+  }
+
+  Error keepCoefficients(const Part& part, int mcuRows) {
+    workers_.run(mcuRows, [&](int thread, int64_t item, img::Turns&) {
+      AlignedArray<Block>& row = coefficients_[static_cast<size_t>(part.mcuRow + item)];
+      row = AlignedArray<Block>(blocksOfMcuRow());
+      transformMcuRow(part, part.mcuRow + static_cast<int>(item), strips_[static_cast<size_t>(thread)], row.data());
+      return true;
+    });
+    return {};
+  }
+
+  Error codeCoefficients() {
+    SymbolCounts dc[2], ac[2];
+    Zel16s lastDc[3] = {};
+    for (int64_t mcu = 0; mcu < scan_.mcuCount(); ++mcu) {
+      if (interval_ && mcu % interval_ == 0) std::fill(lastDc, lastDc + 3, Zel16s{0});
+      const Block* block = coefficientsOf(mcu);
+      for (const ScanBlock& b : scan_.mcu) {
+        const int table = frame_.components[static_cast<size_t>(b.component)].quantTable;
+        lastDc[b.component] = countSymbols((block++)->coefficients, lastDc[b.component], dc[table], ac[table]);
+      }
+    }
+    const HuffmanList dcLists[2] = {optimalList(dc[0]), optimalList(dc[1])};
+    const HuffmanList acLists[2] = {optimalList(ac[0]), optimalList(ac[1])};
+    if (Error error = makeHuffmanTables(dcLists, acLists, tables_)) return error;
+    if (Error error = beginScan()) return error;
+    for (int64_t mcu = 0; mcu < scan_.mcuCount(); ++mcu) {
+      if (interval_ && mcu > 0 && mcu % interval_ == 0) {
+        if (Error error = restart(mcu, segment_)) return error;
+      }
+      if (Error error = codeBlocks(coefficientsOf(mcu), 1, segment_, true)) return error;
+    }
+    return {};
+  }
+
+  const Block* coefficientsOf(int64_t mcu) const {
+    const auto row = static_cast<size_t>(mcu / scan_.mcusWide), column = static_cast<size_t>(mcu % scan_.mcusWide);
+    return coefficients_[row].data() + column * scan_.mcu.size();
+  }
+
+  // The headers, with which the first segment of bytes begins.
+  Error beginScan() {
+    Bytes header;
+    SegmentWriter writer(header);
+    const int tableCount = frame_.components.size() == 1 ? 1 : 2;
+    writer.marker(kSoi);
+    writer.jfif();
+    for (int i = 0; i < tableCount; ++i) writer.quantTable(i, tables_.raw[i]);
+    writer.frame(frame_.bits == 8 ? kSof0 : kSof1, frame_);
+    for (int i = 0; i < tableCount; ++i) {
+      writer.huffmanTable(0, i, tables_.dcList[i]);
+      writer.huffmanTable(1, i, tables_.acList[i]);
+    }
+    if (interval_) writer.restartInterval(static_cast<int>(interval_));
+    writer.scan(frame_);
+    if (Error error = sink_.write(header)) return error;
+    return makeState(segment_);
+  }
+
+  img::ByteSink& sink_;
+  const Frame frame_;
+  const Scan scan_;
+  const int channels_;
+  const size_t rowBytes_;
+  const int quality_;
+  const int64_t interval_; // in MCUs, 0 for none
+  img::Workers workers_;
+  Tables<Sample> tables_;
+  std::vector<Strip> strips_; // by thread
+  Segment segment_;
+  int rowsDone_ = 0, held_ = 0;
+  Bytes heldRows_;
+  std::vector<AlignedArray<Block>> coefficients_; // rows of MCUs in coding order, where two passes are needed
+};
 
 template <class Sample>
-Error encodeSamples(const Image& image, const EncodeOptions& options, Bytes& file) {
-  const Frame frame = makeFrame(image, options.sampling);
-  const Scan scan = image.channels() == 1 ? layOutScan(frame, {0}) : layOutScan(frame, {0, 1, 2});
-  const int threads = static_cast<int>(std::clamp<int64_t>(options.threads, 1, 64));
-  std::vector<Strip<Sample>> strips;
-  for (int i = 0; i < threads; ++i) strips.push_back(makeStrip<Sample>(frame, scan));
-
-  Tables<Sample> tables;
-  Error error = makeQuantTables(options.quality, tables);
-  if (error) return error;
-  if (image.bits == 8)
-    error = makeHuffmanTables(kDcLists, kAcLists, tables);
-  else
-    error = measureHuffmanTables(image, frame, scan, options.restartInterval, strips[0], tables);
-  if (error) return error;
-
-  writeHeaders(frame, tables, options.restartInterval, file);
-  if (options.restartInterval)
-    error = encodeIntervals(image, frame, scan, tables, options.restartInterval, strips, file);
-  else
-    error = encodeInOnePiece(image, frame, scan, tables, strips, file);
-  SegmentWriter(file).marker(kEoi);
+Error open(img::ByteSink& sink, const img::Picture& picture, const EncodeOptions& options,
+           std::unique_ptr<img::RowWriter>& writer) {
+  auto own = std::make_unique<Writer<Sample>>(sink, picture, options);
+  Error error = own->begin();
+  if (!error) writer = std::move(own);
   return error;
 }
 
 } // namespace
 
+Error openWriter(img::ByteSink& sink, const img::Picture& picture, const EncodeOptions& options,
+                 std::unique_ptr<img::RowWriter>& writer) {
+  if (picture.width > 65535 || picture.height > 65535) return fail("a JPEG file holds 65535 x 65535 pixels at most");
+  if (options.restartInterval < 0) return fail("the restart interval must be 0 to 65535");
+  if (picture.bits == 8) return open<Zel8u>(sink, picture, options, writer);
+  if (picture.bits == 12) return open<Zel16u>(sink, picture, options, writer);
+  return fail("a JPEG file holds samples of 8 or 12 bits, not %d", picture.bits);
+}
+
 Error encode(const Image& image, const EncodeOptions& options, Bytes& file) {
   file.clear();
-  if (image.width > 65535 || image.height > 65535) return fail("a JPEG file holds 65535 x 65535 pixels at most");
-  if (options.restartInterval < 0 || options.restartInterval > 65535)
-    return fail("the restart interval must be 0 to 65535");
-  if (image.bits == 8) return encodeSamples<Zel8u>(image, options, file);
-  if (image.bits == 12) return encodeSamples<Zel16u>(image, options, file);
-  return fail("a JPEG file holds samples of 8 or 12 bits, not %d", image.bits);
+  img::MemorySink sink(file);
+  std::unique_ptr<img::RowWriter> writer;
+  if (Error error = openWriter(sink, image, options, writer)) return error;
+  return writeAll(image, *writer);
 }
 
 } // namespace jpeg

@@ -33,8 +33,12 @@ void transformInverse(const Zel16s* block, Zel8u* samples, int step, const Zel16
       zeliDCTQuantInv8x8To2x2LS_JPEG_16s8u_C1R(block, samples, step, table);
       return;
     default: {
+      // The library's member for the DC term alone cuts an eighth of the product off: half of its divisor goes in
+      // first.
+      const Zel16s rounded[64] = {static_cast<Zel16s>(std::clamp(block[0] * table[0] + 4, -32768, 32767))};
+      const Zel16u one[64] = {1};
       Zel8u flat[64];
-      zeliDCTQuantInv8x8LS_1x1_JPEG_16s8u_C1R(block, flat, 8, table);
+      zeliDCTQuantInv8x8LS_1x1_JPEG_16s8u_C1R(rounded, flat, 8, one);
       *samples = flat[0];
     }
   }

@@ -49,7 +49,9 @@ class Folder {
     EXPECT_FALSE(files::readFile(at(name), content));
     return content;
   }
-  void write(const std::string& name, img::ByteSpan content) const { EXPECT_FALSE(files::writeFile(at(name), content)); }
+  void write(const std::string& name, img::ByteSpan content) const {
+    EXPECT_FALSE(files::writeFile(at(name), content));
+  }
   void writeImage(const std::string& name, const Image& image) const {
     EXPECT_EQ(files::writeImage(at(name), image).message, "");
   }

@@ -1,7 +1,9 @@
-#include "jpeg/reader.h"
+#include "jpeg/markers.h"
 
 #include <algorithm>
 #include <cstring>
+
+#include "jpeg/damage.h"
 
 namespace jpeg {
 namespace {
@@ -26,34 +28,39 @@ bool isSound(const HuffmanList& list, bool dc) {
 
 } // namespace
 
-int MarkerReader::next(size_t& skipped) {
+Error MarkerReader::next(int& marker, uint64_t& skipped) {
   skipped = 0;
-  while (position_ + 1 < file_.size()) {
-    const int code = file_[position_ + 1];
-    if (file_[position_] != 0xFF || code == 0) {
-      ++position_;
-      ++skipped;
-    } else if (code == 0xFF) {
-      ++position_; // a fill byte
-    } else {
-      position_ += 2;
-      return code;
+  marker = 0;
+  for (;;) {
+    if (Error error = source_.fill(2)) return error;
+    const ByteSpan bytes = source_.visible();
+    if (bytes.size() < 2) {
+      skipped += bytes.size();
+      source_.skip(bytes.size());
+      return {};
     }
+    const void* found = bytes[0] == 0xFF ? bytes.data() : std::memchr(bytes.data(), 0xFF, bytes.size());
+    const size_t at = found ? static_cast<size_t>(static_cast<const uint8_t*>(found) - bytes.data()) : bytes.size();
+    skipped += at;
+    source_.skip(at);
+    if (at > 0) continue; // the code may not be visible yet
+    const int code = bytes[1];
+    source_.skip(code == 0xFF ? 1 : 2); // a fill byte
+    if (code == 0xFF) continue;
+    marker = code;
+    if (code != 0) return {};
+    skipped += 2;
   }
-  skipped += file_.size() - position_;
-  position_ = file_.size();
-  return 0;
 }
 
-ByteSpan MarkerReader::segment(bool& ok) {
-  ok = position_ + 2 <= file_.size();
-  if (!ok) return {};
-  const auto length = static_cast<size_t>(wordAt(file_, position_));
-  ok = length >= 2 && length <= file_.size() - position_;
-  if (!ok) return {};
-  const ByteSpan body = file_.subspan(position_ + 2, length - 2);
-  position_ += length;
-  return body;
+Error MarkerReader::segment(ByteSpan& body) {
+  if (Error error = source_.fill(2)) return error;
+  const size_t length = source_.visible().size() < 2 ? 0 : static_cast<size_t>(wordAt(source_.visible(), 0));
+  if (Error error = source_.fill(length)) return error;
+  if (length < 2 || source_.visible().size() < length) return fail("a marker segment leads out of the file");
+  body = source_.visible().subspan(2, length - 2);
+  source_.skip(length);
+  return {};
 }
 
 Error readQuantTables(ByteSpan segment, Header& header) {
@@ -78,6 +85,19 @@ Error readQuantTables(ByteSpan segment, Header& header) {
   return {};
 }
 
+namespace {
+
+Error makeDecodeSpec(const HuffmanList& list, bool dc, DecodeSpec& owner) {
+  ZeliDecodeHuffmanSpec* spec = nullptr;
+  if (!isSound(list, dc) || zeliDecodeHuffmanSpecInitAlloc_JPEG_8u(list.bits, list.values, &spec) != zelStatusOk) {
+    return fail("bad Huffman table");
+  }
+  owner.reset(spec);
+  return {};
+}
+
+} // namespace
+
 Error readHuffmanTables(ByteSpan segment, Header& header) {
   while (!segment.empty()) {
     const int tableClass = segment[0] >> 4, id = segment[0] & 15;
@@ -87,14 +107,18 @@ Error readHuffmanTables(ByteSpan segment, Header& header) {
     const auto count = static_cast<size_t>(symbolCount(list));
     if (count > 256 || segment.size() < 17 + count) return fail("bad Huffman table");
     std::copy_n(segment.begin() + 17, count, list.values);
-    if (!isSound(list, tableClass == 0)) return fail("bad Huffman table");
-
-    ZeliDecodeHuffmanSpec* spec = nullptr;
-    if (zeliDecodeHuffmanSpecInitAlloc_JPEG_8u(list.bits, list.values, &spec) != zelStatusOk) {
-      return fail("bad Huffman table");
-    }
-    (tableClass ? header.ac : header.dc)[id].reset(spec);
+    if (Error error = makeDecodeSpec(list, tableClass == 0, (tableClass ? header.ac : header.dc)[id])) return error;
     segment = segment.subspan(17 + count);
+  }
+  return {};
+}
+
+Error useTypicalTables(Header& header) {
+  for (int id = 0; id < 2; ++id) {
+    Error error;
+    if (!header.dc[id]) error = makeDecodeSpec(kDcLists[id], true, header.dc[id]);
+    if (!error && !header.ac[id]) error = makeDecodeSpec(kAcLists[id], false, header.ac[id]);
+    if (error) return error;
   }
   return {};
 }
@@ -152,7 +176,6 @@ Error readScan(ByteSpan segment, const Header& header, ScanHeader& scan) {
     scan.acTable[c] = tables & 15;
     blocks += found->h * found->v;
     if (!header.quantDefined[found->quantTable]) return fail("a quantisation table is missing");
-    if (!header.dc[scan.dcTable[c]] || !header.ac[scan.acTable[c]]) return fail("a Huffman table is missing");
   }
   if (count > 1 && blocks > 10) return fail("more than 10 blocks in an MCU");
   return {};
@@ -197,10 +220,48 @@ const char* processName(int marker) {
 }
 
 bool isYCbCr(const Header& header) {
+  if (header.jfif) return true; // whatever an Adobe segment says beside it
   if (header.adobeTransform) return *header.adobeTransform != 0;
-  if (header.jfif) return true;
   const auto& c = header.frame.components;
   return !(c[0].id == 'R' && c[1].id == 'G' && c[2].id == 'B');
+}
+
+Error readStart(img::ByteSource& source) {
+  if (Error error = source.fill(2)) return error;
+  const ByteSpan bytes = source.visible();
+  if (bytes.size() < 2 || bytes[0] != 0xFF || bytes[1] != kSoi) return fail("not a JPEG file");
+  source.skip(2);
+  return {};
+}
+
+Error readToScan(MarkerReader& reader, Header& header, ScanHeader& scan, Damage& damage) {
+  for (;;) {
+    uint64_t skipped = 0;
+    int marker = 0;
+    if (Error error = reader.next(marker, skipped)) return error;
+    if (skipped) damage.remark(kStrayBytes);
+    if (marker == 0 || marker == kEoi) return {};
+    if (isRestart(marker) || marker == kTem || marker == kSoi) {
+      damage.remark("a marker out of place is passed over");
+      continue;
+    }
+    ByteSpan segment;
+    Error error = reader.segment(segment);
+    if (error) return error;
+    if (marker == kSos)
+      error = readScan(segment, header, scan);
+    else if (marker == kDqt)
+      error = readQuantTables(segment, header);
+    else if (marker == kDht)
+      error = readHuffmanTables(segment, header);
+    else if (marker == kDri)
+      error = readRestartInterval(segment, header);
+    else if (processName(marker))
+      error = readFrame(marker, segment, header);
+    else
+      readApplication(marker, segment, header);
+    if (error || marker == kSos) return error;
+  }
 }
 
 } // namespace jpeg

@@ -11,6 +11,8 @@
 
 namespace jpeg {
 
+class Damage;
+
 // What the marker segments in front of a scan have told.
 struct Header {
   int process = 0; // the SOF marker, 0 before it
@@ -32,20 +34,16 @@ struct ScanHeader {
 // Walks through the markers of a file.
 class MarkerReader {
  public:
-  explicit MarkerReader(ByteSpan file) : file_(file) {}
+  explicit MarkerReader(img::ByteSource& source) : source_(source) {}
 
-  // The next marker, wherever it is: 0 at the end of the file. `skipped` tells of bytes that were passed over.
-  int next(size_t& skipped);
+  // The next marker, wherever it is: 0 at the end of the file. `skipped` tells how many bytes were passed over.
+  Error next(int& marker, uint64_t& skipped);
 
-  // The body of the marker segment that begins here, empty and `ok` false if it leads out of the file.
-  ByteSpan segment(bool& ok);
-
-  size_t position() const { return position_; }
-  void moveTo(size_t position) { position_ = position; }
+  // The body of the marker segment that begins here; it stays in memory until the source is used again.
+  Error segment(ByteSpan& body);
 
  private:
-  ByteSpan file_;
-  size_t position_ = 0;
+  img::ByteSource& source_;
 };
 
 Error readQuantTables(ByteSpan segment, Header& header);
@@ -55,10 +53,20 @@ Error readFrame(int process, ByteSpan segment, Header& header);
 Error readScan(ByteSpan segment, const Header& header, ScanHeader& scan);
 void readApplication(int marker, ByteSpan segment, Header& header);
 
+// Where a file has no table for a scan, as those of cameras that send one picture after the other, it means the typical
+// tables.
+Error useTypicalTables(Header& header);
+
 // The name of the coding process of a SOF marker, null for other markers.
 const char* processName(int marker);
 
 // Whether the three components are Y, Cb, Cr rather than R, G, B.
 bool isYCbCr(const Header& header);
+
+// Goes behind the marker that begins a file.
+Error readStart(img::ByteSource& source);
+
+// Goes through marker segments up to the next scan. `scan` stays empty at the end of the image and of the file.
+Error readToScan(MarkerReader& reader, Header& header, ScanHeader& scan, Damage& damage);
 
 } // namespace jpeg

@@ -1,0 +1,74 @@
+// The entropy-coded data of one scan: blocks in coding order, restart markers, and how to go on behind damage.
+#pragma once
+
+#include "jpeg/damage.h"
+#include "jpeg/frame.h"
+#include "jpeg/huffman.h"
+#include "jpeg/jpeg.h"
+
+namespace jpeg {
+
+// The Huffman tables of a scan, by component.
+struct TablesOfScan {
+  const ZeliDecodeHuffmanSpec* dc[4];
+  const ZeliDecodeHuffmanSpec* ac[4];
+};
+
+// The bytes of one restart interval in memory.
+struct Interval {
+  size_t begin = 0, end = 0;
+};
+
+// Finds all restart intervals of a scan whose data are visible. False if they are not `count` in their order: then one
+// must go through them from the beginning to know which is which.
+bool findIntervals(ByteSpan data, int64_t count, std::vector<Interval>& intervals);
+
+// Reads the MCUs of a scan in their order. A block whose data are lost repeats the DC term of the one before.
+//
+// How it goes on behind damage: a code that does not exist ends its block only, since Huffman codes fall into step
+// again by themselves. A marker that cannot be meant is passed over. A restart marker begins the interval that its
+// number says if that is one of the next two and the marker behind it agrees; other numbers are taken for wrong ones.
+class ScanReader {
+ public:
+  ScanReader(img::ByteSource& source, const Scan& scan, const TablesOfScan& tables, int restartInterval,
+             Damage& damage);
+
+  // The next `count` MCUs.
+  Error read(int count, Block* block);
+
+  // Begins with this MCU instead of the first: the source stands at the restart interval that holds it.
+  Error skipTo(int64_t mcu);
+
+  // Behind the last MCU: moves the source to the marker that ends the scan.
+  Error finish();
+
+ private:
+  struct Coder {
+    int component;
+    const ZeliDecodeHuffmanSpec *dc, *ac;
+  };
+
+  void readBlocks(int count, Block* block);
+  void begin();
+  void noteDamage();
+  Error makeVisible();
+  Error toNextInterval();
+  bool isFalseMarker(int marker);
+  int markerFrom(size_t at, size_t& behind) const;
+  void settle();
+
+  img::ByteSource& source_;
+  const Scan& scan_;
+  const int interval_;
+  Damage& damage_;
+  std::vector<Coder> coders_; // of the blocks of an MCU
+  DecodeState state_;
+  Zel32s position_ = 0, marker_ = 0; // position_: in the visible bytes
+  Zel16s lastDc_[4] = {};
+  int64_t mcu_ = 0, mcusLeft_; // mcusLeft_: of the interval
+  int nextRestart_ = 0;        // the number of the restart marker that comes next
+  int lost_ = 0;               // intervals that have no data
+  bool ended_ = false;         // no data are left for the interval
+};
+
+} // namespace jpeg
