@@ -50,6 +50,14 @@ typedef struct {
   Zel32s height; /**< rows */
 } ZeliSize;
 
+/** Rectangle of a tile-component on one resolution level, by pointer. */
+typedef struct {
+  Zel32s x;      /**< left edge: only its lowest bit, the phase of the horizontal filter, is ever read */
+  Zel32s y;      /**< upper edge: likewise of the vertical filter */
+  Zel32s width;  /**< samples in a row */
+  Zel32s height; /**< rows */
+} ZeliRect;
+
 /** Result of every export but zeljGetLibVersion: 0, a negative failure or a positive warning. */
 typedef Zel32s ZelStatus;
 
@@ -446,6 +454,293 @@ ZELJ_API ZelStatus zeliDecodeHuffmanOne_JPEG_1u16s_C1(const Zel8u* pSrc, Zel32s 
                                                       ZeliDecodeHuffmanState* pState);
 /** @} */
 
+/** @defgroup componenttransforms JPEG 2000 component transforms
+ *  The reversible (RCT) and the irreversible (ICT) transform of three components (ISO/IEC 15444-1 Annex G). Level shift
+ *  and clipping stay with the caller. Forward: R, G, B to Y, the blue difference (plane 1) and the red one (plane 2).
+ *
+ *  RCT: `Y0 = (R + 2G + B) >> 2, Y1 = B - G, Y2 = R - G`; `G = Y0 - ((Y1 + Y2) >> 2), R = Y2 + G, B = Y1 + G`. The
+ * 16-bit members sum in 32 bits and store the low 16; the 32-bit members wrap.
+ *
+ *  ICT: the float members round each product and sum left to right. The integer members have 14 fraction bits and
+ *  differ from each other: in 32 bits everything wraps and green is rounded once, its sign included; in 16 bits results
+ *  saturate, the colour differences come from Y as 9246 and 11686 times B - Y and R - Y (cut to 16 bits before), and
+ *  green's term is rounded, then subtracted.
+ *
+ *  Only in zeliRCTInv_JPEG2K_16s_P3IR may planes share memory: pixels are done in ascending order then.
+ *
+ *  Checks: null pointer arguments and planes (-8), a step below 1 (-14), width or height below 1 (-6).
+ *  @{ */
+
+/** RCT of R, G, B pixels to three planes. */
+ZELJ_API ZelStatus zeliRCTFwd_JPEG2K_16s_C3P3R(const Zel16s* pSrc, int srcStep, Zel16s* const pDst[3], int dstStep,
+                                               ZeliSize roiSize);
+/** RCT of R, G, B pixels to three planes. */
+ZELJ_API ZelStatus zeliRCTFwd_JPEG2K_32s_C3P3R(const Zel32s* pSrc, int srcStep, Zel32s* const pDst[3], int dstStep,
+                                               ZeliSize roiSize);
+/** RCT of three planes in place. */
+ZELJ_API ZelStatus zeliRCTFwd_JPEG2K_16s_P3IR(Zel16s* const pSrcDst[3], int srcDstStep, ZeliSize roiSize);
+/** RCT of three planes in place. */
+ZELJ_API ZelStatus zeliRCTFwd_JPEG2K_32s_P3IR(Zel32s* const pSrcDst[3], int srcDstStep, ZeliSize roiSize);
+/** Inverse RCT of three planes to R, G, B pixels. */
+ZELJ_API ZelStatus zeliRCTInv_JPEG2K_16s_P3C3R(const Zel16s* const pSrc[3], int srcStep, Zel16s* pDst, int dstStep,
+                                               ZeliSize roiSize);
+/** Inverse RCT of three planes to R, G, B pixels. */
+ZELJ_API ZelStatus zeliRCTInv_JPEG2K_32s_P3C3R(const Zel32s* const pSrc[3], int srcStep, Zel32s* pDst, int dstStep,
+                                               ZeliSize roiSize);
+/** Inverse RCT of three planes in place, which may share memory. */
+ZELJ_API ZelStatus zeliRCTInv_JPEG2K_16s_P3IR(Zel16s* const pSrcDst[3], int srcDstStep, ZeliSize roiSize);
+/** Inverse RCT of three planes in place. */
+ZELJ_API ZelStatus zeliRCTInv_JPEG2K_32s_P3IR(Zel32s* const pSrcDst[3], int srcDstStep, ZeliSize roiSize);
+/** ICT of R, G, B pixels to three planes. */
+ZELJ_API ZelStatus zeliICTFwd_JPEG2K_32f_C3P3R(const Zel32f* pSrc, int srcStep, Zel32f* const pDst[3], int dstStep,
+                                               ZeliSize roiSize);
+/** ICT of three planes in place. */
+ZELJ_API ZelStatus zeliICTFwd_JPEG2K_32f_P3IR(Zel32f* const pSrcDst[3], int srcDstStep, ZeliSize roiSize);
+/** ICT of three planes in place, matrix form. */
+ZELJ_API ZelStatus zeliICTFwd_JPEG2K_32s_P3IR(Zel32s* const pSrcDst[3], int srcDstStep, ZeliSize roiSize);
+/** ICT of three planes in place, difference form, saturating. */
+ZELJ_API ZelStatus zeliICTFwd_JPEG2K_16s_P3IR(Zel16s* const pSrcDst[3], int srcDstStep, ZeliSize roiSize);
+/** Inverse ICT of three planes to R, G, B pixels. */
+ZELJ_API ZelStatus zeliICTInv_JPEG2K_32f_P3C3R(const Zel32f* const pSrc[3], int srcStep, Zel32f* pDst, int dstStep,
+                                               ZeliSize roiSize);
+/** Inverse ICT of three planes in place. */
+ZELJ_API ZelStatus zeliICTInv_JPEG2K_32f_P3IR(Zel32f* const pSrcDst[3], int srcDstStep, ZeliSize roiSize);
+/** Inverse ICT of three planes in place. */
+ZELJ_API ZelStatus zeliICTInv_JPEG2K_32s_P3IR(Zel32s* const pSrcDst[3], int srcDstStep, ZeliSize roiSize);
+/** Inverse ICT of three planes in place, saturating. */
+ZELJ_API ZelStatus zeliICTInv_JPEG2K_16s_P3IR(Zel16s* const pSrcDst[3], int srcDstStep, ZeliSize roiSize);
+/** @} */
+
+/** @defgroup wavelet53 Reversible 5/3 wavelet
+ *  The integer 5/3 filter of ISO/IEC 15444-1 Annex F, at four grains: rows and columns of rectangles, one lifting step
+ *  pair on rows that the caller holds, and one decomposition level of a tile. Where lines begin at an even position:
+ *
+ *      high[n] = x[2n + 1] - ((x[2n] + x[2n + 2]) >> 1)    low[n] = x[2n] + ((high[n - 1] + high[n] + 2) >> 2)
+ *
+ *  Row and column filters make no extension: the caller fills the samples around the border. With W pairs they read
+ *  x[-2] to x[2W] in phase 0 and x[-1] to x[2W + 1] otherwise; inverse ones high[-1] to high[W], and low[0] to low[W]
+ * in phase 0 or low[-1] to low[W - 1] otherwise. `phase` is 0 if the first sample stands at an even position; any other
+ * value tells an odd one, and the line then begins with a high-pass sample. Columns use their destination as scratch.
+ *
+ *  32-bit sums wrap. In 16 bits the filters and lifts form sums of neighbours in 16 bits (they wrap; results of row and
+ *  column filters are fixed as long as none does); tiles sum exactly and cut each stored value.
+ *
+ *  Tiles extend symmetrically by themselves; lines of one sample are doubled at an odd position (and halved towards
+ * zero), lines of two have their own closed form. A forward tile does columns, then rows; the inverse rows, then
+ * columns. In place, a line's low run stands in front of its high run. Out of place, the bands LL, LH (low
+ * horizontally), HL, HH are cut from that layout behind (width + 1) / 2 columns and (height + 1) / 2 rows whatever the
+ * phases: at an odd position and an odd length the first high samples stand in the lower band. `pBuffer` has the size
+ * that the `GetBufSize` export of the same layout returns for the rectangle; it is never null, even where that size is
+ * 0.
+ *
+ *  Checks: filters: null pointers (-8), a step below 1 (-14), height or width below 1 (-6). Lifts: null pointers (-8),
+ * width below 1 (-6). Tiles in place: pSrcDst null (-8), step below 1 (-14), pTileRect or pBuffer null (-8), no test of
+ * the size. Tiles out of place: null arguments (-8), the single step below 1 (-14), a null band (-8), a band's step
+ * below 1 (-14), width or height below 1 (-6). Buffer sizes: null pointers (-8).
+ *  @{ */
+
+/** Splits each row of 2 * dstRoiSize.width samples into a low and a high run. */
+ZELJ_API ZelStatus zeliWTFwdRow_B53_JPEG2K_16s_C1R(const Zel16s* pSrc, int srcStep, Zel16s* pDstLow, int dstLowStep,
+                                                   Zel16s* pDstHigh, int dstHighStep, ZeliSize dstRoiSize, int phase);
+/** Splits each row of 2 * dstRoiSize.width samples into a low and a high run. */
+ZELJ_API ZelStatus zeliWTFwdRow_B53_JPEG2K_32s_C1R(const Zel32s* pSrc, int srcStep, Zel32s* pDstLow, int dstLowStep,
+                                                   Zel32s* pDstHigh, int dstHighStep, ZeliSize dstRoiSize, int phase);
+/** Joins runs of srcRoiSize.width samples to rows of twice as many. */
+ZELJ_API ZelStatus zeliWTInvRow_B53_JPEG2K_16s_C1R(const Zel16s* pSrcLow, int srcLowStep, const Zel16s* pSrcHigh,
+                                                   int srcHighStep, ZeliSize srcRoiSize, Zel16s* pDst, int dstStep,
+                                                   int phase);
+/** Joins runs of srcRoiSize.width samples to rows of twice as many. */
+ZELJ_API ZelStatus zeliWTInvRow_B53_JPEG2K_32s_C1R(const Zel32s* pSrcLow, int srcLowStep, const Zel32s* pSrcHigh,
+                                                   int srcHighStep, ZeliSize srcRoiSize, Zel32s* pDst, int dstStep,
+                                                   int phase);
+/** Splits 2 * dstRoiSize.height rows into low and high rows. */
+ZELJ_API ZelStatus zeliWTFwdCol_B53_JPEG2K_16s_C1R(const Zel16s* pSrc, int srcStep, Zel16s* pDstLow, int dstLowStep,
+                                                   Zel16s* pDstHigh, int dstHighStep, ZeliSize dstRoiSize, int phase);
+/** Splits 2 * dstRoiSize.height rows into low and high rows. */
+ZELJ_API ZelStatus zeliWTFwdCol_B53_JPEG2K_32s_C1R(const Zel32s* pSrc, int srcStep, Zel32s* pDstLow, int dstLowStep,
+                                                   Zel32s* pDstHigh, int dstHighStep, ZeliSize dstRoiSize, int phase);
+/** Joins low and high rows to twice as many. */
+ZELJ_API ZelStatus zeliWTInvCol_B53_JPEG2K_16s_C1R(const Zel16s* pSrcLow, int srcLowStep, const Zel16s* pSrcHigh,
+                                                   int srcHighStep, ZeliSize srcRoiSize, Zel16s* pDst, int dstStep,
+                                                   int phase);
+/** Joins low and high rows to twice as many. */
+ZELJ_API ZelStatus zeliWTInvCol_B53_JPEG2K_32s_C1R(const Zel32s* pSrcLow, int srcLowStep, const Zel32s* pSrcHigh,
+                                                   int srcHighStep, ZeliSize srcRoiSize, Zel32s* pDst, int dstStep,
+                                                   int phase);
+/** One row pair: pDstHigh1 is the high row of pSrc1 between the even rows pSrc0 and pSrc2, pDstLow0 the low row of
+ * pSrc0 between the high rows pSrcHigh0 and pDstHigh1. */
+ZELJ_API ZelStatus zeliWTFwdColLift_B53_JPEG2K_16s_C1(const Zel16s* pSrc0, const Zel16s* pSrc1, const Zel16s* pSrc2,
+                                                      Zel16s* pDstLow0, const Zel16s* pSrcHigh0, Zel16s* pDstHigh1,
+                                                      int width);
+/** One row pair: pDstHigh1 is the high row of pSrc1 between the even rows pSrc0 and pSrc2, pDstLow0 the low row of
+ * pSrc0 between the high rows pSrcHigh0 and pDstHigh1. */
+ZELJ_API ZelStatus zeliWTFwdColLift_B53_JPEG2K_32s_C1(const Zel32s* pSrc0, const Zel32s* pSrc1, const Zel32s* pSrc2,
+                                                      Zel32s* pDstLow0, const Zel32s* pSrcHigh0, Zel32s* pDstHigh1,
+                                                      int width);
+/** One row pair back: pDst2 is the even row of pSrcLow0 between the high rows, pDst1 the odd row of pSrcHigh0 between
+ * the even rows pSrc0 (of the call before) and pDst2. */
+ZELJ_API ZelStatus zeliWTInvColLift_B53_JPEG2K_16s_C1(const Zel16s* pSrcLow0, const Zel16s* pSrcHigh0,
+                                                      const Zel16s* pSrcHigh1, const Zel16s* pSrc0, Zel16s* pDst1,
+                                                      Zel16s* pDst2, int width);
+/** One row pair back: pDst2 is the even row of pSrcLow0 between the high rows, pDst1 the odd row of pSrcHigh0 between
+ * the even rows pSrc0 (of the call before) and pDst2. */
+ZELJ_API ZelStatus zeliWTInvColLift_B53_JPEG2K_32s_C1(const Zel32s* pSrcLow0, const Zel32s* pSrcHigh0,
+                                                      const Zel32s* pSrcHigh1, const Zel32s* pSrc0, Zel32s* pDst1,
+                                                      Zel32s* pDst2, int width);
+/** One level of a tile in place. */
+ZELJ_API ZelStatus zeliWTFwd_B53_JPEG2K_16s_C1IR(Zel16s* pSrcDst, int srcDstStep, const ZeliRect* pTileRect,
+                                                 Zel8u* pBuffer);
+/** One level of a tile in place. */
+ZELJ_API ZelStatus zeliWTFwd_B53_JPEG2K_32s_C1IR(Zel32s* pSrcDst, int srcDstStep, const ZeliRect* pTileRect,
+                                                 Zel8u* pBuffer);
+/** One level back in place. */
+ZELJ_API ZelStatus zeliWTInv_B53_JPEG2K_16s_C1IR(Zel16s* pSrcDst, int srcDstStep, const ZeliRect* pTileRect,
+                                                 Zel8u* pBuffer);
+/** One level back in place. */
+ZELJ_API ZelStatus zeliWTInv_B53_JPEG2K_32s_C1IR(Zel32s* pSrcDst, int srcDstStep, const ZeliRect* pTileRect,
+                                                 Zel8u* pBuffer);
+/** One level of a tile to four bands. */
+ZELJ_API ZelStatus zeliWTFwd_B53_JPEG2K_16s_C1R(const Zel16s* pSrc, int srcStep, const ZeliRect* pTileRect,
+                                                Zel16s* const pDst[4], const int dstStep[4], Zel8u* pBuffer);
+/** One level of a tile to four bands. */
+ZELJ_API ZelStatus zeliWTFwd_B53_JPEG2K_32s_C1R(const Zel32s* pSrc, int srcStep, const ZeliRect* pTileRect,
+                                                Zel32s* const pDst[4], const int dstStep[4], Zel8u* pBuffer);
+/** One level back from four bands. */
+ZELJ_API ZelStatus zeliWTInv_B53_JPEG2K_16s_C1R(const Zel16s* const pSrc[4], const int srcStep[4], Zel16s* pDst,
+                                                int dstStep, const ZeliRect* pTileRect, Zel8u* pBuffer);
+/** One level back from four bands. */
+ZELJ_API ZelStatus zeliWTInv_B53_JPEG2K_32s_C1R(const Zel32s* const pSrc[4], const int srcStep[4], Zel32s* pDst,
+                                                int dstStep, const ZeliRect* pTileRect, Zel8u* pBuffer);
+/** Bytes of pBuffer in place: a line of the longer side and four samples, or 0 if no side has three samples. */
+ZELJ_API ZelStatus zeliWTGetBufSize_B53_JPEG2K_16s_C1IR(const ZeliRect* pTileRect, int* pSize);
+/** Bytes of pBuffer in place: a line of the longer side and four samples, or 0 if no side has three samples. */
+ZELJ_API ZelStatus zeliWTGetBufSize_B53_JPEG2K_32s_C1IR(const ZeliRect* pTileRect, int* pSize);
+/** Bytes of pBuffer out of place: the same and a copy of the tile with rows of whole 32 bytes. */
+ZELJ_API ZelStatus zeliWTGetBufSize_B53_JPEG2K_16s_C1R(const ZeliRect* pTileRect, int* pSize);
+/** Bytes of pBuffer out of place: the same and a copy of the tile with rows of whole 32 bytes. */
+ZELJ_API ZelStatus zeliWTGetBufSize_B53_JPEG2K_32s_C1R(const ZeliRect* pTileRect, int* pSize);
+/** @} */
+
+/** @defgroup wavelet97 Irreversible 9/7 wavelet
+ *  The 9/7 lifting filter of ISO/IEC 15444-1 Annex F at the grains of the 5/3 wavelet, with the same arguments, phases
+ * and checks. Low samples are scaled by 1 / 1.2301741, high ones by 1.2301741. One filter in several numeric forms,
+ * which a codec does not mix:
+ *
+ *  - `32f`: single precision, in the stated order of operations, without fused multiply-add.
+ *  - `32s` rows and lifts: 16 fraction bits, 64-bit products, sums wrap.
+ *  - `16s` rows and lifts: 15 fraction bits, every sum saturates. The first low, the last low and the last two high
+ * samples of a forward row are formed with 16 fraction bits and exact sums instead.
+ *  - `16s` tiles: 14 fraction bits, every stage wraps. `32s` tiles: single precision, results cut towards zero; above
+ * 2^31 they become 0x7fffffff, at 2^31 and below -2^31 0x80000000.
+ *
+ *  With W pairs the filters read x[-4] to x[2W + 2] in phase 0 and x[-3] to x[2W + 3] otherwise; inverse ones lie
+ * between low[-2] and low[W + 1] and between high[-2] and high[W + 1]. A line of one pair is made by the filter's taps
+ * directly, each rounded by itself in `32s`.
+ *
+ *  Tiles in place: at an odd position the forward transform puts the high run first, and with an odd number of samples
+ * its last sample overwrites the first low one while the last slot keeps its value. The inverse takes the low run first
+ *  always, so that round trips are for even positions.
+ *  @{ */
+
+/** Splits each row of 2 * dstRoiSize.width samples into a low and a high run. */
+ZELJ_API ZelStatus zeliWTFwdRow_D97_JPEG2K_16s_C1R(const Zel16s* pSrc, int srcStep, Zel16s* pDstLow, int dstLowStep,
+                                                   Zel16s* pDstHigh, int dstHighStep, ZeliSize dstRoiSize, int phase);
+/** Splits each row of 2 * dstRoiSize.width samples into a low and a high run. */
+ZELJ_API ZelStatus zeliWTFwdRow_D97_JPEG2K_32s_C1R(const Zel32s* pSrc, int srcStep, Zel32s* pDstLow, int dstLowStep,
+                                                   Zel32s* pDstHigh, int dstHighStep, ZeliSize dstRoiSize, int phase);
+/** Splits each row of 2 * dstRoiSize.width samples into a low and a high run. */
+ZELJ_API ZelStatus zeliWTFwdRow_D97_JPEG2K_32f_C1R(const Zel32f* pSrc, int srcStep, Zel32f* pDstLow, int dstLowStep,
+                                                   Zel32f* pDstHigh, int dstHighStep, ZeliSize dstRoiSize, int phase);
+/** Joins runs of srcRoiSize.width samples to rows of twice as many. */
+ZELJ_API ZelStatus zeliWTInvRow_D97_JPEG2K_16s_C1R(const Zel16s* pSrcLow, int srcLowStep, const Zel16s* pSrcHigh,
+                                                   int srcHighStep, ZeliSize srcRoiSize, Zel16s* pDst, int dstStep,
+                                                   int phase);
+/** Joins runs of srcRoiSize.width samples to rows of twice as many. */
+ZELJ_API ZelStatus zeliWTInvRow_D97_JPEG2K_32s_C1R(const Zel32s* pSrcLow, int srcLowStep, const Zel32s* pSrcHigh,
+                                                   int srcHighStep, ZeliSize srcRoiSize, Zel32s* pDst, int dstStep,
+                                                   int phase);
+/** Joins runs of srcRoiSize.width samples to rows of twice as many. */
+ZELJ_API ZelStatus zeliWTInvRow_D97_JPEG2K_32f_C1R(const Zel32f* pSrcLow, int srcLowStep, const Zel32f* pSrcHigh,
+                                                   int srcHighStep, ZeliSize srcRoiSize, Zel32f* pDst, int dstStep,
+                                                   int phase);
+/** Splits 2 * dstRoiSize.height rows into low and high rows. */
+ZELJ_API ZelStatus zeliWTFwdCol_D97_JPEG2K_32f_C1R(const Zel32f* pSrc, int srcStep, Zel32f* pDstLow, int dstLowStep,
+                                                   Zel32f* pDstHigh, int dstHighStep, ZeliSize dstRoiSize, int phase);
+/** Joins low and high rows to twice as many. */
+ZELJ_API ZelStatus zeliWTInvCol_D97_JPEG2K_32f_C1R(const Zel32f* pSrcLow, int srcLowStep, const Zel32f* pSrcHigh,
+                                                   int srcHighStep, ZeliSize srcRoiSize, Zel32f* pDst, int dstStep,
+                                                   int phase);
+/** One row pair of a pipeline of four stages a to d. In: rows 2n, 2n + 1, 2n + 2 of the source, b(2n - 2), c(2n - 3),
+ *  a(2n - 1). Out, in the order of the five rows that are written: low row 2n - 2, b(2n), high row 2n - 3, c(2n - 1),
+ *  a(2n + 1). For the next call pDstLow1 becomes pSrcDstLow0, pSrcDstHigh1 pSrcDstHigh0, and pDstHigh2 pSrcDstHigh1. */
+ZELJ_API ZelStatus zeliWTFwdColLift_D97_JPEG2K_16s_C1(const Zel16s* pSrc0, const Zel16s* pSrc1, const Zel16s* pSrc2,
+                                                      Zel16s* pSrcDstLow0, Zel16s* pDstLow1, Zel16s* pSrcDstHigh0,
+                                                      Zel16s* pSrcDstHigh1, Zel16s* pDstHigh2, int width);
+/** One row pair of a pipeline of four stages a to d. In: rows 2n, 2n + 1, 2n + 2 of the source, b(2n - 2), c(2n - 3),
+ *  a(2n - 1). Out, in the order of the five rows that are written: low row 2n - 2, b(2n), high row 2n - 3, c(2n - 1),
+ *  a(2n + 1). For the next call pDstLow1 becomes pSrcDstLow0, pSrcDstHigh1 pSrcDstHigh0, and pDstHigh2 pSrcDstHigh1. */
+ZELJ_API ZelStatus zeliWTFwdColLift_D97_JPEG2K_32s_C1(const Zel32s* pSrc0, const Zel32s* pSrc1, const Zel32s* pSrc2,
+                                                      Zel32s* pSrcDstLow0, Zel32s* pDstLow1, Zel32s* pSrcDstHigh0,
+                                                      Zel32s* pSrcDstHigh1, Zel32s* pDstHigh2, int width);
+/** One row pair of a pipeline of four stages a to d. In: rows 2n, 2n + 1, 2n + 2 of the source, b(2n - 2), c(2n - 3),
+ *  a(2n - 1). Out, in the order of the five rows that are written: low row 2n - 2, b(2n), high row 2n - 3, c(2n - 1),
+ *  a(2n + 1). For the next call pDstLow1 becomes pSrcDstLow0, pSrcDstHigh1 pSrcDstHigh0, and pDstHigh2 pSrcDstHigh1. */
+ZELJ_API ZelStatus zeliWTFwdColLift_D97_JPEG2K_32f_C1(const Zel32f* pSrc0, const Zel32f* pSrc1, const Zel32f* pSrc2,
+                                                      Zel32f* pSrcDstLow0, Zel32f* pDstLow1, Zel32f* pSrcDstHigh0,
+                                                      Zel32f* pSrcDstHigh1, Zel32f* pDstHigh2, int width);
+/** One row pair back. In: low row 2n, high rows 2n - 1 and 2n + 1, the finished row 2n - 4, b(2n - 3), a(2n - 2). Out:
+ * rows 2n - 3 and 2n - 2, b(2n - 1), a(2n). For the next call pSrcDstLow0 becomes pSrc0, pDstHigh1 pSrcDstHigh0, and
+ * pDstLow1 pSrcDstLow0. */
+ZELJ_API ZelStatus zeliWTInvColLift_D97_JPEG2K_16s_C1(const Zel16s* pSrcLow0, const Zel16s* pSrcHigh0,
+                                                      const Zel16s* pSrcHigh1, const Zel16s* pSrc0,
+                                                      Zel16s* pSrcDstHigh0, Zel16s* pSrcDstLow0, Zel16s* pDstHigh1,
+                                                      Zel16s* pDstLow1, int width);
+/** One row pair back. In: low row 2n, high rows 2n - 1 and 2n + 1, the finished row 2n - 4, b(2n - 3), a(2n - 2). Out:
+ * rows 2n - 3 and 2n - 2, b(2n - 1), a(2n). For the next call pSrcDstLow0 becomes pSrc0, pDstHigh1 pSrcDstHigh0, and
+ * pDstLow1 pSrcDstLow0. */
+ZELJ_API ZelStatus zeliWTInvColLift_D97_JPEG2K_32s_C1(const Zel32s* pSrcLow0, const Zel32s* pSrcHigh0,
+                                                      const Zel32s* pSrcHigh1, const Zel32s* pSrc0,
+                                                      Zel32s* pSrcDstHigh0, Zel32s* pSrcDstLow0, Zel32s* pDstHigh1,
+                                                      Zel32s* pDstLow1, int width);
+/** One row pair back. In: low row 2n, high rows 2n - 1 and 2n + 1, the finished row 2n - 4, b(2n - 3), a(2n - 2). Out:
+ * rows 2n - 3 and 2n - 2, b(2n - 1), a(2n). For the next call pSrcDstLow0 becomes pSrc0, pDstHigh1 pSrcDstHigh0, and
+ * pDstLow1 pSrcDstLow0. */
+ZELJ_API ZelStatus zeliWTInvColLift_D97_JPEG2K_32f_C1(const Zel32f* pSrcLow0, const Zel32f* pSrcHigh0,
+                                                      const Zel32f* pSrcHigh1, const Zel32f* pSrc0,
+                                                      Zel32f* pSrcDstHigh0, Zel32f* pSrcDstLow0, Zel32f* pDstHigh1,
+                                                      Zel32f* pDstLow1, int width);
+/** One level of a tile in place. */
+ZELJ_API ZelStatus zeliWTFwd_D97_JPEG2K_16s_C1IR(Zel16s* pSrcDst, int srcDstStep, const ZeliRect* pTileRect,
+                                                 Zel8u* pBuffer);
+/** One level of a tile in place. */
+ZELJ_API ZelStatus zeliWTFwd_D97_JPEG2K_32s_C1IR(Zel32s* pSrcDst, int srcDstStep, const ZeliRect* pTileRect,
+                                                 Zel8u* pBuffer);
+/** One level back in place. */
+ZELJ_API ZelStatus zeliWTInv_D97_JPEG2K_16s_C1IR(Zel16s* pSrcDst, int srcDstStep, const ZeliRect* pTileRect,
+                                                 Zel8u* pBuffer);
+/** One level back in place. */
+ZELJ_API ZelStatus zeliWTInv_D97_JPEG2K_32s_C1IR(Zel32s* pSrcDst, int srcDstStep, const ZeliRect* pTileRect,
+                                                 Zel8u* pBuffer);
+/** One level of a tile to four bands. */
+ZELJ_API ZelStatus zeliWTFwd_D97_JPEG2K_16s_C1R(const Zel16s* pSrc, int srcStep, const ZeliRect* pTileRect,
+                                                Zel16s* const pDst[4], const int dstStep[4], Zel8u* pBuffer);
+/** One level of a tile to four bands. */
+ZELJ_API ZelStatus zeliWTFwd_D97_JPEG2K_32s_C1R(const Zel32s* pSrc, int srcStep, const ZeliRect* pTileRect,
+                                                Zel32s* const pDst[4], const int dstStep[4], Zel8u* pBuffer);
+/** One level back from four bands. */
+ZELJ_API ZelStatus zeliWTInv_D97_JPEG2K_16s_C1R(const Zel16s* const pSrc[4], const int srcStep[4], Zel16s* pDst,
+                                                int dstStep, const ZeliRect* pTileRect, Zel8u* pBuffer);
+/** One level back from four bands. */
+ZELJ_API ZelStatus zeliWTInv_D97_JPEG2K_32s_C1R(const Zel32s* const pSrc[4], const int srcStep[4], Zel32s* pDst,
+                                                int dstStep, const ZeliRect* pTileRect, Zel8u* pBuffer);
+/** Bytes of pBuffer in place: a line of the longer side and eight samples, or 0 for a single sample. */
+ZELJ_API ZelStatus zeliWTGetBufSize_D97_JPEG2K_16s_C1IR(const ZeliRect* pTileRect, int* pSize);
+/** Bytes of pBuffer in place: a line of the longer side and eight samples, or 0 for a single sample. */
+ZELJ_API ZelStatus zeliWTGetBufSize_D97_JPEG2K_32s_C1IR(const ZeliRect* pTileRect, int* pSize);
+/** Bytes of pBuffer out of place: the same and a copy of the tile with rows of whole 32 bytes. */
+ZELJ_API ZelStatus zeliWTGetBufSize_D97_JPEG2K_16s_C1R(const ZeliRect* pTileRect, int* pSize);
+/** Bytes of pBuffer out of place: the same and a copy of the tile with rows of whole 32 bytes. */
+ZELJ_API ZelStatus zeliWTGetBufSize_D97_JPEG2K_32s_C1R(const ZeliRect* pTileRect, int* pSize);
 /** @defgroup tiff TIFF rows
  *  PackBits (TIFF 6.0 section 9) and rows of 16-bit samples as two rows of bytes. A call handles one row.
  *
@@ -537,7 +832,7 @@ ZELJ_API ZelStatus zeliTextureEncodeBlockFromRG_BC5_8u_C2C1R(const Zel8u* pSrc, 
  *  One slot for each `zeli` export, in alphabetical order of the names (capitals before the underscore before small
  *  letters): the address of the implementation. Constant; an export is a jump through its slot.
  *  @{ */
-#define ZELJ_ENTRY_COUNT 91 /**< slots of the entry table: the exports but zeljGetLibVersion */
+#define ZELJ_ENTRY_COUNT 157 /**< slots of the entry table: the exports but zeljGetLibVersion */
 /** The slots. */
 ZELJ_API extern void (*const zeljEntryTable[ZELJ_ENTRY_COUNT])(void);
 /** @} */
