@@ -741,6 +741,151 @@ ZELJ_API ZelStatus zeliWTGetBufSize_D97_JPEG2K_32s_C1IR(const ZeliRect* pTileRec
 ZELJ_API ZelStatus zeliWTGetBufSize_D97_JPEG2K_16s_C1R(const ZeliRect* pTileRect, int* pSize);
 /** Bytes of pBuffer out of place: the same and a copy of the tile with rows of whole 32 bytes. */
 ZELJ_API ZelStatus zeliWTGetBufSize_D97_JPEG2K_32s_C1R(const ZeliRect* pTileRect, int* pSize);
+/** @defgroup jpegxrvlc JPEG XR adaptive state
+ *  The record that run/level coding of a tile adapts (ITU-T T.832): 21 alphabets, each with the table of codes in force
+ *  and the scores that decide its exchange, and three scan orders. It lies in caller memory of 2208 bytes, aligned to
+ * 8, and belongs to one thread at a time.
+ *
+ *  A codec calls zeliVLCInit_JPEGXR once and zeliVLCScanReset_JPEGXR for each order, then codes blocks; before a block
+ * of another kind it sets the scan, and where the standard says so it adapts the alphabets and restarts the counts.
+ *
+ *  | Slots | Symbols | Use |
+ *  |---|---|---|
+ *  | 0 | 5 | runs; always its first table |
+ *  | 1, 2, 3, 4 | 4, 8, 7, 7 | in no export's use: never adapted, their pointers are left alone |
+ *  | 5, 8 | 12 | first symbol of a low-pass block: luma, chroma |
+ *  | 6, 7; 9, 10 | 6 | further symbols of a low-pass block |
+ *  | 11, 12 | 7 | magnitudes in low-pass blocks |
+ *  | 13, 16 | 12 | first symbol of a high-pass block: luma, chroma |
+ *  | 14, 15; 17, 18 | 6 | further symbols of a high-pass block |
+ *  | 19, 20 | 7 | magnitudes in high-pass blocks |
+ *
+ *  Fields, by offset: the scan in force 0 (a pointer); by slot, pointers to codes 8, increments 176 and 344, look-up
+ *  tables 512 and 680; by slot, five integers 848 (number of symbols, table, whether adapted before, upper and lower
+ *  bound); the discriminants 1268 and 1352; the scan tables 2 at 1436, 1 at 1692, 0 at 1948, of 16 entries (count,
+ *  index, x, y).
+ *  @{ */
+
+typedef struct ZeliVLCState_JPEGXR ZeliVLCState_JPEGXR; /**< adaptive state of a tile, 2208 bytes */
+
+/** `*pSize` = 2208. Checks: pSize null (-8). */
+ZELJ_API ZelStatus zeliVLCGetStateSize_JPEGXR(Zel32u* pSize);
+/** Every alphabet as after its first adaptation, the three scan orders of the standard, and the low-pass scan in force.
+ *  The counts of the scans are left as they are: reset each scan before the first block. Checks: pState null (-8). */
+ZELJ_API ZelStatus zeliVLCInit_JPEGXR(ZeliVLCState_JPEGXR* pState);
+/** Adapts the slots 0 and 5 to 12 (which = 0) or 13 to 20 (which = 1): a score below -8 moves to the next lower table,
+ *  one above 8 to the next higher. Checks: pState null (-8), another `which` (-7). */
+ZELJ_API ZelStatus zeliVLCAdapt_JPEGXR(ZeliVLCState_JPEGXR* pState, Zel32s which);
+/** Gives a scan's counts their start values, 32767 and then 32, 30 and so on to 4. The order stays as it is. Checks:
+ *  pState null (-8), `which` not 0, 1 or 2 (-7). */
+ZELJ_API ZelStatus zeliVLCScanReset_JPEGXR(ZeliVLCState_JPEGXR* pState, Zel32s which);
+/** Puts a scan in force: 2 low-pass, 1 high-pass, 0 high-pass of blocks predicted from above. Checks: pState null (-8),
+ *  another `which` (-7). */
+ZELJ_API ZelStatus zeliVLCScanSet_JPEGXR(ZeliVLCState_JPEGXR* pState, Zel32s which);
+/** Puts scan 2 in force and scans a low-pass block with it: 16 values in `index` order, of which the first (the DC)
+ * plays no part. With m = modelBits, a value of a magnitude of at least 2^m makes a pair of run and level (the
+ * magnitude >> m, with the value's sign) in pRunLevel; its place is counted and changes places with the one in front
+ * when it overtakes it. `*pNumNonzero` is the number of pairs.
+ *
+ *  `pResidual[index]` tells the rest of each value, given m above 0: twice the low m bits of the magnitude where there
+ * is a pair; else four times the magnitude, 1 more if it is not 0, 2 more if the value is negative. With m = 0 nothing
+ * is stored.
+ *
+ *  Checks: a null pointer (-8), modelBits above 15 (-7). */
+ZELJ_API ZelStatus zeliVLCScan4x4DC_JPEGXR_32s(const Zel32s* pSrc, Zel32u modelBits, Zel32u* pResidual,
+                                               Zel32s* pRunLevel, Zel32u* pNumNonzero, ZeliVLCState_JPEGXR* pState);
+/** @} */
+
+/** @defgroup jpegxrblocks JPEG XR block coding
+ *  Blocks to and from run/level symbols through the alphabets of the state record, and to and from the fixed-length
+ * codes behind them (the flexbits of ITU-T T.832). A block is 4 rows of 4 samples, a step in bytes apart; sample (0,
+ * 0), the DC, is neither coded nor written.
+ *
+ *  The stream is three cells of the caller's: the next byte, up to 32 bits at the top of a word, and their number. Bits
+ *  go most significant first, bytes two at a time. A writer leaves at most 16 bits in the word and a reader at least
+ * 16; neither knows an end: the caller sees to room, and flushes the last bits. `chroma` is 0 for luma and 1 for
+ * chroma.
+ *  `*pNumNonzero` is the number of pairs. An encoder and its decoder leave the same state behind.
+ *
+ *  A damaged stream gives some values, and none outside the block.
+ *
+ *  Checks: a null pointer, or `*ppBitStream` null (-8); `*pNumBits` above 32, modelBits, trim or bits above 15, or too
+ *  many pairs (-7).
+ *  @{ */
+
+/** Codes the coefficients of a magnitude of at least 2^modelBits, less their low bits, in the order of the scan in
+ * force, and counts their places as zeliVLCScan4x4DC_JPEGXR_32s does. Writes no bit if there are none. */
+ZELJ_API ZelStatus zeliVLCEncode4x4_JPEGXR_16s1u_C1R(const Zel16s* pSrc, Zel32u srcStep, Zel32u chroma,
+                                                     Zel32u modelBits, Zel8u** ppBitStream, Zel32u* pBitBuf,
+                                                     Zel32u* pNumBits, Zel32u* pNumNonzero,
+                                                     ZeliVLCState_JPEGXR* pState);
+/** The same of 32-bit samples. */
+ZELJ_API ZelStatus zeliVLCEncode4x4_JPEGXR_32s1u_C1R(const Zel32s* pSrc, Zel32u srcStep, Zel32u chroma,
+                                                     Zel32u modelBits, Zel8u** ppBitStream, Zel32u* pBitBuf,
+                                                     Zel32u* pNumBits, Zel32u* pNumNonzero,
+                                                     ZeliVLCState_JPEGXR* pState);
+/** zeliVLCEncode4x4_JPEGXR_16s1u_C1R, and `pResidual[index]` for each coefficient but the DC: twice the low modelBits
+ *  bits of the magnitude, less the lowest `trim`, where there is a pair; else, of the value without its lowest trim
+ * bits, four times the magnitude, 1 more if it is not 0, 2 more if it is negative. */
+ZELJ_API ZelStatus zeliVLCEncode4x4Flex_JPEGXR_16s1u_C1R(const Zel16s* pSrc, Zel32u srcStep, Zel32u chroma,
+                                                         Zel32u modelBits, Zel32u trim, Zel32u* pResidual,
+                                                         Zel8u** ppBitStream, Zel32u* pBitBuf, Zel32u* pNumBits,
+                                                         Zel32u* pNumNonzero, ZeliVLCState_JPEGXR* pState);
+/** The same of 32-bit samples. */
+ZELJ_API ZelStatus zeliVLCEncode4x4Flex_JPEGXR_32s1u_C1R(const Zel32s* pSrc, Zel32u srcStep, Zel32u chroma,
+                                                         Zel32u modelBits, Zel32u trim, Zel32u* pResidual,
+                                                         Zel8u** ppBitStream, Zel32u* pBitBuf, Zel32u* pNumBits,
+                                                         Zel32u* pNumNonzero, ZeliVLCState_JPEGXR* pState);
+/** Clears the block but for its DC, and stores level times multiplier for each pair; counts places as the encoder. */
+ZELJ_API ZelStatus zeliVLCDecode4x4_JPEGXR_1u16s_C1R(Zel8u** ppBitStream, Zel32u* pBitBuf, Zel32u* pNumBits,
+                                                     Zel32u multiplier, Zel16s* pDst, Zel32u dstStep, Zel32s chroma,
+                                                     Zel32u* pNumNonzero, ZeliVLCState_JPEGXR* pState);
+/** The same of 32-bit samples. */
+ZELJ_API ZelStatus zeliVLCDecode4x4_JPEGXR_1u32s_C1R(Zel8u** ppBitStream, Zel32u* pBitBuf, Zel32u* pNumBits,
+                                                     Zel32u multiplier, Zel32s* pDst, Zel32u dstStep, Zel32s chroma,
+                                                     Zel32u* pNumNonzero, ZeliVLCState_JPEGXR* pState);
+/** Codes the pairs of a low-pass block as zeliVLCScan4x4DC_JPEGXR_32s gives them, 1 to 16. */
+ZELJ_API ZelStatus zeliVLCEncodeDC444_JPEGXR_32s1u(const Zel32s* pRunLevel, Zel32s count, Zel32u chroma,
+                                                   Zel8u** ppBitStream, Zel32u* pBitBuf, Zel32u* pNumBits,
+                                                   ZeliVLCState_JPEGXR* pState);
+/** The same for the interleaved chroma of a 4:2:2 macroblock: 1 to 14 pairs on 14 places. */
+ZELJ_API ZelStatus zeliVLCEncodeDC422_JPEGXR_32s1u(const Zel32s* pRunLevel, Zel32u count, Zel8u** ppBitStream,
+                                                   Zel32u* pBitBuf, Zel32u* pNumBits, ZeliVLCState_JPEGXR* pState);
+/** The same for the interleaved chroma of a 4:2:0 macroblock: 1 to 6 pairs on 6 places. */
+ZELJ_API ZelStatus zeliVLCEncodeDC420_JPEGXR_32s1u(const Zel32s* pRunLevel, Zel32u count, Zel8u** ppBitStream,
+                                                   Zel32u* pBitBuf, Zel32u* pNumBits, ZeliVLCState_JPEGXR* pState);
+/** Stores the levels of a low-pass block at `pDst[index]` by the scan in force, whose places it counts. Values without
+ * a pair are left as they are: clear the 16 of them. */
+ZELJ_API ZelStatus zeliVLCDecodeDC444_JPEGXR_1u32s(Zel8u** ppBitStream, Zel32u* pBitBuf, Zel32u* pNumBits, Zel32s* pDst,
+                                                   Zel32u chroma, Zel32u* pNumNonzero, ZeliVLCState_JPEGXR* pState);
+/** The same for the interleaved chroma of a 4:2:2 macroblock. */
+ZELJ_API ZelStatus zeliVLCDecodeDC422_JPEGXR_1u32s(Zel8u** ppBitStream, Zel32u* pBitBuf, Zel32u* pNumBits, Zel32s* pDst,
+                                                   Zel32u* pNumNonzero, ZeliVLCState_JPEGXR* pState);
+/** The same for the interleaved chroma of a 4:2:0 macroblock. */
+ZELJ_API ZelStatus zeliVLCDecodeDC420_JPEGXR_1u32s(Zel8u** ppBitStream, Zel32u* pBitBuf, Zel32u* pNumBits, Zel32s* pDst,
+                                                   Zel32u* pNumNonzero, ZeliVLCState_JPEGXR* pState);
+/** Writes a field for each of the 15 coefficients, in the fixed order of the standard. With bUseResidual: r =
+ *  `pResidual[index]`, r >> 1 in bits + (r & 1) bits. Without: a = magnitude >> trim, its low bits, and behind them a
+ * sign bit (1: negative) if a is not 0. Both pointers are tested in any case. */
+ZELJ_API ZelStatus zeliFLCEncode4x4_JPEGXR_16s1u_C1R(const Zel16s* pSrc, Zel32u srcStep, const Zel32u* pResidual,
+                                                     Zel8u** ppBitStream, Zel32u* pBitBuf, Zel32u* pNumBits,
+                                                     Zel32u bits, Zel32u trim, Zel32s bUseResidual);
+/** The same of 32-bit samples. */
+ZELJ_API ZelStatus zeliFLCEncode4x4_JPEGXR_32s1u_C1R(const Zel32s* pSrc, Zel32u srcStep, const Zel32u* pResidual,
+                                                     Zel8u** ppBitStream, Zel32u* pBitBuf, Zel32u* pNumBits,
+                                                     Zel32u bits, Zel32u trim, Zel32s bUseResidual);
+/** Adds the fields to a block's coefficients. With bRefine, a field times multiplier moves a coefficient away from
+ * zero, or makes it if it is 0; only then a sign bit follows a field that is not 0. Without, a field that is not 0 has
+ * a sign bit and replaces the coefficient. */
+ZELJ_API ZelStatus zeliFLCDecode4x4_JPEGXR_1u16s_C1IR(Zel8u** ppBitStream, Zel32u* pBitBuf, Zel32u* pNumBits,
+                                                      Zel16s* pSrcDst, Zel32u srcDstStep, Zel32u bits,
+                                                      Zel16s multiplier, Zel32s bRefine);
+/** The same of 32-bit samples. */
+ZELJ_API ZelStatus zeliFLCDecode4x4_JPEGXR_1u32s_C1IR(Zel8u** ppBitStream, Zel32u* pBitBuf, Zel32u* pNumBits,
+                                                      Zel32s* pSrcDst, Zel32u srcDstStep, Zel32u bits,
+                                                      Zel16s multiplier, Zel32s bRefine);
+/** @} */
+
 /** @defgroup tiff TIFF rows
  *  PackBits (TIFF 6.0 section 9) and rows of 16-bit samples as two rows of bytes. A call handles one row.
  *
@@ -832,7 +977,7 @@ ZELJ_API ZelStatus zeliTextureEncodeBlockFromRG_BC5_8u_C2C1R(const Zel8u* pSrc, 
  *  One slot for each `zeli` export, in alphabetical order of the names (capitals before the underscore before small
  *  letters): the address of the implementation. Constant; an export is a jump through its slot.
  *  @{ */
-#define ZELJ_ENTRY_COUNT 157 /**< slots of the entry table: the exports but zeljGetLibVersion */
+#define ZELJ_ENTRY_COUNT 179 /**< slots of the entry table: the exports but zeljGetLibVersion */
 /** The slots. */
 ZELJ_API extern void (*const zeljEntryTable[ZELJ_ENTRY_COUNT])(void);
 /** @} */

@@ -1,0 +1,215 @@
+// The adaptive state of JPEG XR (ITU-T T.832): its tables of codes, their exchange as statistics drift, and the scan
+// orders.
+#include "jpegxr/vlc_state.h"
+
+#include <algorithm>
+#include <array>
+
+#include "frame/checks.h"
+#include "frame/implementations.h"
+
+namespace zelj {
+namespace {
+
+template <size_t kSymbols, size_t kTables>
+struct Codes {
+  Codeword table[kTables][kSymbols];
+};
+
+constexpr Codes<5, 2> kCodes5{{{{1, 1}, {1, 2}, {1, 3}, {0, 4}, {1, 4}}, {{1, 1}, {0, 3}, {1, 3}, {2, 3}, {3, 3}}}};
+constexpr Codes<6, 4> kCodes6{{{{1, 1}, {0, 5}, {1, 3}, {1, 5}, {1, 2}, {1, 4}},
+                               {{1, 2}, {0, 4}, {2, 2}, {1, 4}, {3, 2}, {1, 3}},
+                               {{0, 4}, {1, 4}, {1, 2}, {2, 2}, {3, 2}, {1, 3}},
+                               {{0, 5}, {1, 5}, {1, 2}, {1, 1}, {1, 4}, {1, 3}}}};
+constexpr Codes<7, 2> kCodes7{{{{1, 2}, {2, 2}, {3, 2}, {1, 3}, {1, 4}, {0, 5}, {1, 5}},
+                               {{1, 1}, {1, 2}, {1, 3}, {1, 4}, {1, 5}, {0, 6}, {1, 6}}}};
+constexpr Codes<12, 5> kCodes12{
+    {{{1, 5}, {1, 6}, {0, 7}, {1, 7}, {4, 5}, {2, 3}, {5, 5}, {1, 1}, {6, 5}, {1, 4}, {7, 5}, {3, 3}},
+     {{2, 4}, {2, 5}, {0, 6}, {1, 6}, {3, 4}, {2, 3}, {3, 5}, {3, 2}, {3, 3}, {4, 3}, {1, 5}, {5, 3}},
+     {{3, 2}, {1, 3}, {0, 7}, {1, 7}, {1, 5}, {2, 3}, {2, 7}, {3, 3}, {4, 3}, {5, 3}, {3, 7}, {1, 4}},
+     {{1, 3}, {3, 2}, {0, 7}, {1, 5}, {2, 5}, {2, 3}, {1, 7}, {3, 3}, {3, 5}, {4, 3}, {1, 6}, {5, 3}},
+     {{2, 3}, {1, 1}, {1, 7}, {1, 4}, {2, 7}, {3, 3}, {0, 8}, {2, 4}, {3, 7}, {3, 4}, {1, 8}, {1, 5}}}};
+
+constexpr Zel32s kDelta5[1][5] = {{0, -1, 0, 1, 1}};
+constexpr Zel32s kDelta6[3][6] = {{-1, 1, 1, 1, 0, 1}, {-2, 0, 0, 2, 0, 0}, {-1, -1, 0, 1, -2, 0}};
+constexpr Zel32s kDelta7[1][7] = {{1, 0, -1, -1, -1, -1, -1}};
+constexpr Zel32s kDelta12[4][12] = {{1, 1, 1, 1, 1, 0, 0, -1, 2, 1, 0, 0},
+                                    {2, 2, -1, -1, -1, 0, -2, -1, 0, 0, -2, -1},
+                                    {-1, 1, 0, 2, 0, 0, 0, 0, -2, 0, 1, 1},
+                                    {0, 1, 0, 1, -2, 0, -1, -1, -2, -1, -2, -2}};
+
+// Codes of more than five bits begin with five zeros and have eight bits at most.
+constexpr size_t kShortLookups = 32, kLongLookups = 8;
+template <size_t kTables>
+struct Lookups {
+  SymbolLookup table[kTables][kShortLookups + kLongLookups];
+};
+
+template <size_t kSymbols, size_t kTables>
+constexpr Lookups<kTables> lookupsOf(const Codes<kSymbols, kTables>& codes) {
+  Lookups<kTables> lookups{};
+  for (size_t t = 0; t < kTables; ++t) {
+    for (size_t symbol = 0; symbol < kSymbols; ++symbol) {
+      const Codeword word = codes.table[t][symbol];
+      const bool isLong = word.length > 5;
+      const int spare = (isLong ? 8 : 5) - word.length;
+      for (size_t i = 0; i < size_t{1} << spare; ++i) {
+        lookups.table[t][(isLong ? kShortLookups : 0) + (size_t{word.code} << spare) + i] = {static_cast<Zel8u>(symbol),
+                                                                                             word.length};
+      }
+    }
+  }
+  return lookups;
+}
+
+constexpr Lookups<2> kLookups5 = lookupsOf(kCodes5), kLookups7 = lookupsOf(kCodes7);
+constexpr Lookups<4> kLookups6 = lookupsOf(kCodes6);
+constexpr Lookups<5> kLookups12 = lookupsOf(kCodes12);
+
+// Any bits begin with a code, so a damaged stream gives symbols as well.
+template <size_t kSymbols, size_t kTables>
+constexpr bool areComplete(const Codes<kSymbols, kTables>& codes) {
+  for (const auto& table : codes.table) {
+    int sum = 0;
+    for (const Codeword word : table) sum += 256 >> word.length;
+    if (sum != 256) return false;
+  }
+  return true;
+}
+static_assert(areComplete(kCodes5) && areComplete(kCodes6) && areComplete(kCodes7) && areComplete(kCodes12));
+
+constexpr Zel32s kSymbolCounts[kSlots] = {5, 4, 8, 7, 7, 12, 6, 6, 12, 6, 6, 7, 7, 12, 6, 6, 12, 6, 6, 7, 7};
+
+constexpr Zel32s kThreshold = 8, kLimit = 64;
+constexpr Zel32s kNeverBelow = -0x7FFFFFFF - 1, kNeverAbove = 0x40000000;
+
+// Points a slot at the codes and increments of its table. With two discriminants each table is compared with both
+// neighbours, and those at the ends with the one that they have.
+template <size_t kSymbols, size_t kTables, size_t kRows>
+void pointAtTables(ZeliVLCState_JPEGXR& state, int s, const Codes<kSymbols, kTables>& codes,
+                   const Lookups<kTables>& lookups, const Zel32s (&delta)[kRows][kSymbols]) {
+  const int t = state.slot[s].tableIndex;
+  state.codeTable[s] = codes.table[t];
+  state.decodeTable[s] = lookups.table[t];
+  state.decodeTable1[s] = lookups.table[t] + kShortLookups;
+  state.delta[s] = delta[std::max(std::min(t, static_cast<int>(kRows)) - 1, 0)];
+  state.delta1[s] = kRows == 1 ? nullptr : delta[std::min(t, static_cast<int>(kRows) - 1)];
+}
+
+void adapt(ZeliVLCState_JPEGXR& state, int s) {
+  AlphabetState& slot = state.slot[s];
+  Zel32s &low = state.discriminant[s], &high = state.discriminant1[s];
+  const int symbols = slot.symbolCount;
+  const bool hasSecond = symbols == 6 || symbols == 12;
+  const int tables = symbols == 6 ? 4 : symbols == 12 ? 5 : 2;
+  if (!slot.initialised) {
+    slot.initialised = 1;
+    slot.tableIndex = hasSecond;
+    low = high = 0;
+  }
+  const int step = low < slot.lowerBound ? -1 : (hasSecond ? high : low) > slot.upperBound ? 1 : 0;
+  slot.tableIndex += step;
+  low = step ? 0 : std::clamp(low, -kLimit, kLimit);
+  high = step ? 0 : std::clamp(high, -kLimit, kLimit);
+  slot.lowerBound = slot.tableIndex == 0 ? kNeverBelow : -kThreshold;
+  slot.upperBound = slot.tableIndex == tables - 1 ? kNeverAbove : kThreshold;
+  switch (symbols) {
+    case 5:
+      return pointAtTables(state, s, kCodes5, kLookups5, kDelta5);
+    case 6:
+      return pointAtTables(state, s, kCodes6, kLookups6, kDelta6);
+    case 7:
+      return pointAtTables(state, s, kCodes7, kLookups7, kDelta7);
+    default:
+      return pointAtTables(state, s, kCodes12, kLookups12, kDelta12);
+  }
+}
+
+// The slots of the low-pass (0) or the high-pass bands (1). Slots 1 to 4 are in no coder's use.
+void adaptBand(ZeliVLCState_JPEGXR& state, Zel32s band) {
+  if (band == 0) adapt(state, 0);
+  for (int s = band == 0 ? 5 : 13, end = s + 8; s < end; ++s) adapt(state, s);
+}
+
+struct Place {
+  Zel8u index, x, y;
+};
+constexpr Place kOrder2[15] = {{1, 1, 0}, {4, 3, 0},  {5, 2, 0},  {2, 0, 1},  {8, 0, 3},
+                               {6, 3, 1}, {9, 1, 3},  {3, 1, 1},  {12, 3, 3}, {10, 0, 2},
+                               {7, 2, 1}, {13, 2, 3}, {11, 1, 2}, {14, 3, 2}, {15, 2, 2}};
+constexpr Place kOrder1[15] = {{5, 2, 0},  {10, 0, 2}, {12, 3, 3}, {1, 1, 0},  {2, 0, 1},
+                               {8, 0, 3},  {4, 3, 0},  {6, 3, 1},  {9, 1, 3},  {3, 1, 1},
+                               {14, 3, 2}, {13, 2, 3}, {7, 2, 1},  {11, 1, 2}, {15, 2, 2}};
+constexpr Place kOrder0[15] = {{10, 0, 2}, {2, 0, 1},  {12, 3, 3}, {5, 2, 0},  {9, 1, 3},
+                               {4, 3, 0},  {8, 0, 3},  {1, 1, 0},  {13, 2, 3}, {6, 3, 1},
+                               {15, 2, 2}, {14, 3, 2}, {3, 1, 1},  {11, 1, 2}, {7, 2, 1}};
+
+// The counts stay as they are.
+void setOrder(ScanEntry (&table)[16], const Place (&order)[15]) {
+  table[0].index = table[0].x = table[0].y = 0;
+  for (int i = 0; i < 15; ++i) {
+    ScanEntry& entry = table[i + 1];
+    entry.index = order[i].index;
+    entry.x = order[i].x;
+    entry.y = order[i].y;
+  }
+}
+
+ScanEntry* scanTable(ZeliVLCState_JPEGXR& state, Zel32s which) {
+  return which == 0 ? state.scanTable0 : which == 1 ? state.scanTable1 : state.scanTable2;
+}
+
+ZelStatus checkChoice(const void* pState, Zel32s which, Zel32u last) {
+  if (!pState) return zelStatusNullPointer;
+  return static_cast<Zel32u>(which) > last ? zelStatusBadArgument : zelStatusOk;
+}
+
+} // namespace
+} // namespace zelj
+
+using namespace zelj;
+
+ZelStatus ownVLCGetStateSize_JPEGXR(Zel32u* pSize) {
+  if (!pSize) return zelStatusNullPointer;
+  *pSize = sizeof(ZeliVLCState_JPEGXR);
+  return zelStatusOk;
+}
+
+ZelStatus ownVLCInit_JPEGXR(ZeliVLCState_JPEGXR* pState) {
+  if (!pState) return zelStatusNullPointer;
+  for (int s = 0; s < kSlots; ++s) {
+    pState->slot[s] = {kSymbolCounts[s], 0, 0, 0, 0};
+    pState->discriminant[s] = 0;
+  }
+  // The first pass settles the bounds; the second, with them, is the first adaptation of a fresh slot.
+  for (int pass = 0; pass < 2; ++pass) {
+    for (AlphabetState& slot : pState->slot) slot.initialised = 0;
+    adaptBand(*pState, 0);
+    adaptBand(*pState, 1);
+  }
+  pState->currentScan = pState->scanTable2;
+  setOrder(pState->scanTable2, kOrder2);
+  setOrder(pState->scanTable1, kOrder1);
+  setOrder(pState->scanTable0, kOrder0);
+  return zelStatusOk;
+}
+
+ZelStatus ownVLCAdapt_JPEGXR(ZeliVLCState_JPEGXR* pState, Zel32s which) {
+  if (ZelStatus bad = checkChoice(pState, which, 1)) return bad;
+  adaptBand(*pState, which);
+  return zelStatusOk;
+}
+
+ZelStatus ownVLCScanReset_JPEGXR(ZeliVLCState_JPEGXR* pState, Zel32s which) {
+  if (ZelStatus bad = checkChoice(pState, which, 2)) return bad;
+  ScanEntry* table = scanTable(*pState, which);
+  table[0].count = 32767; // no place overtakes it
+  for (Zel32u i = 1; i < 16; ++i) table[i].count = 34 - 2 * i;
+  return zelStatusOk;
+}
+
+ZelStatus ownVLCScanSet_JPEGXR(ZeliVLCState_JPEGXR* pState, Zel32s which) {
+  if (ZelStatus bad = checkChoice(pState, which, 2)) return bad;
+  pState->currentScan = scanTable(*pState, which);
+  return zelStatusOk;
+}
