@@ -454,6 +454,148 @@ ZELJ_API ZelStatus zeliDecodeHuffmanOne_JPEG_1u16s_C1(const Zel8u* pSrc, Zel32s 
                                                       ZeliDecodeHuffmanState* pState);
 /** @} */
 
+/** @defgroup huffmanprogressive Progressive Huffman coding
+ *  A block for one scan of the progressive mode (ITU T.81 Annex G). The caller keeps the coefficients of the whole
+ * image in natural order: each scan of an encoder codes some of their bits, each scan of a decoder adds to what the
+ * earlier ones left. `Ss` and `Se` are the first and the last zig-zag position of an AC scan's band, `Al` the lowest
+ * bit that the scan codes.
+ *
+ *  A state record serves one scan, and begins each scan and each restart interval new: AC scans keep up to 64 bits in
+ *  it, a run of blocks whose band has ended, and the encoder's correction bits of that run.
+ *
+ *  Positions, markers and flush are as for sequential coding, but in AC scans FF FF is a marker, too, and a flush first
+ *  codes the run of blocks and its correction bits.
+ *
+ *  Checks of the encoders: pDst null (-8), dstLenBytes below 1 (-6), pDstCurrPos, pState, in AC scans pAcTable null
+ *  (-8); then the flush; then pSrc, pLastDC null (-8), Ss outside 1..63, Se outside Ss..63, Al outside 0..13 (-5),
+ *  pDcTable null (-8). While coding: -64 for a symbol without a code, -62 when the destination is full, -63 for more
+ *  than 11 bits; the scan is then lost.
+ *
+ *  Checks of the decoders: pSrc null (-8), srcLenBytes below 1 (-6), the other pointers but those named last null (-8),
+ *  Ss, Se, Al as above (-5), the table and pState null (-8). While decoding: -62 at the end of the source, -63 when
+ * bits are missing before a marker or no code fits; a call of an AC scan that itself meets the marker answers -62.
+ *  @{ */
+
+/** Appends the DC term without its `Al` lowest bits, as the difference from `*pLastDC`, which is kept without them,
+ * too. */
+ZELJ_API ZelStatus zeliEncodeHuffman8x8_DCFirst_JPEG_16s1u_C1(const Zel16s* pSrc, Zel8u* pDst, Zel32s dstLenBytes,
+                                                              Zel32s* pDstCurrPos, Zel16s* pLastDC, Zel32s Al,
+                                                              const ZeliEncodeHuffmanSpec* pDcTable,
+                                                              ZeliEncodeHuffmanState* pState, Zel32s bFlushState);
+/** Appends bit `Al` of the DC term. */
+ZELJ_API ZelStatus zeliEncodeHuffman8x8_DCRefine_JPEG_16s1u_C1(const Zel16s* pSrc, Zel8u* pDst, Zel32s dstLenBytes,
+                                                               Zel32s* pDstCurrPos, Zel32s Al,
+                                                               ZeliEncodeHuffmanState* pState, Zel32s bFlushState);
+/** Appends the coefficients of a band without their `Al` lowest bits, or counts the block to the run of blocks whose
+ *  band has ended. */
+ZELJ_API ZelStatus zeliEncodeHuffman8x8_ACFirst_JPEG_16s1u_C1(const Zel16s* pSrc, Zel8u* pDst, Zel32s dstLenBytes,
+                                                              Zel32s* pDstCurrPos, Zel32s Ss, Zel32s Se, Zel32s Al,
+                                                              const ZeliEncodeHuffmanSpec* pAcTable,
+                                                              ZeliEncodeHuffmanState* pState, Zel32s bFlushState);
+/** Appends bit `Al` of the coefficients of a band: the positions of those that it makes significant, and correction
+ *  bits for the others. */
+ZELJ_API ZelStatus zeliEncodeHuffman8x8_ACRefine_JPEG_16s1u_C1(const Zel16s* pSrc, Zel8u* pDst, Zel32s dstLenBytes,
+                                                               Zel32s* pDstCurrPos, Zel32s Ss, Zel32s Se, Zel32s Al,
+                                                               const ZeliEncodeHuffmanSpec* pAcTable,
+                                                               ZeliEncodeHuffmanState* pState, Zel32s bFlushState);
+/** Sets the DC term, and nothing else in the block. */
+ZELJ_API ZelStatus zeliDecodeHuffman8x8_DCFirst_JPEG_1u16s_C1(const Zel8u* pSrc, Zel32s srcLenBytes,
+                                                              Zel32s* pSrcCurrPos, Zel16s* pDst, Zel16s* pLastDC,
+                                                              Zel32s* pMarker, Zel32s Al,
+                                                              const ZeliDecodeHuffmanSpec* pDcTable,
+                                                              ZeliDecodeHuffmanState* pState);
+/** Sets bit `Al` of the DC term, or leaves it. */
+ZELJ_API ZelStatus zeliDecodeHuffman8x8_DCRefine_JPEG_1u16s_C1(const Zel8u* pSrc, Zel32s srcLenBytes,
+                                                               Zel32s* pSrcCurrPos, Zel16s* pDst, Zel32s* pMarker,
+                                                               Zel32s Al, ZeliDecodeHuffmanState* pState);
+/** Sets the coefficients of a band that are not zero, and leaves the others. A run behind the band ends on the last
+ *  coefficient of the block. */
+ZELJ_API ZelStatus zeliDecodeHuffman8x8_ACFirst_JPEG_1u16s_C1(const Zel8u* pSrc, Zel32s srcLenBytes,
+                                                              Zel32s* pSrcCurrPos, Zel16s* pDst, Zel32s* pMarker,
+                                                              Zel32s Ss, Zel32s Se, Zel32s Al,
+                                                              const ZeliDecodeHuffmanSpec* pAcTable,
+                                                              ZeliDecodeHuffmanState* pState);
+/** Adds bit `Al` to the coefficients of a band. Status 10: done, from bits in hand while more were wanted and a marker
+ *  was pending. */
+ZELJ_API ZelStatus zeliDecodeHuffman8x8_ACRefine_JPEG_1u16s_C1(const Zel8u* pSrc, Zel32s srcLenBytes,
+                                                               Zel32s* pSrcCurrPos, Zel16s* pDst, Zel32s* pMarker,
+                                                               Zel32s Ss, Zel32s Se, Zel32s Al,
+                                                               const ZeliDecodeHuffmanSpec* pAcTable,
+                                                               ZeliDecodeHuffmanState* pState);
+/** @} */
+
+/** @defgroup huffmanstatistics Huffman statistics and table generation
+ *  A dry run counts the symbols that the coders would write, in 256 counters by symbol that the caller has cleared;
+ *  zeliEncodeHuffmanRawTableInit_JPEG_8u makes the best table for them (ITU T.81 Annex K.2). Symbols that stand in
+ * front of a failure are counted.
+ *  @{ */
+
+/** Counts the symbols of a block of a sequential scan. Checks: null pointers (-8). While counting: -63 for a DC
+ *  difference of more than 15 bits or a coefficient of more than 14. */
+ZELJ_API ZelStatus zeliGetHuffmanStatistics8x8_JPEG_16s_C1(const Zel16s* pSrc, Zel32u* pDcStatistics,
+                                                           Zel32u* pAcStatistics, Zel16s* pLastDC);
+/** Counts the category of one difference. Checks: null pointers (-8). */
+ZELJ_API ZelStatus zeliGetHuffmanStatisticsOne_JPEG_16s_C1(const Zel16s* pSrc, Zel32u* pStatistics);
+/** Counts the symbol of zeliEncodeHuffman8x8_DCFirst_JPEG_16s1u_C1. Checks: null pointers (-8), Al outside 0..13 (-5).
+ *  While counting: -63 for more than 11 bits. */
+ZELJ_API ZelStatus zeliGetHuffmanStatistics8x8_DCFirst_JPEG_16s_C1(const Zel16s* pSrc, Zel32u* pDcStatistics,
+                                                                   Zel16s* pLastDC, Zel32s Al);
+/** Counts the symbols of zeliEncodeHuffman8x8_ACFirst_JPEG_16s1u_C1. Checks: pAcStatistics, pState null (-8); then the
+ *  flush; then pSrc null (-8), Ss outside 1..63, Se outside Ss..63, Al outside 0..13 (-5). While counting: -63 for more
+ *  than 11 bits. */
+ZELJ_API ZelStatus zeliGetHuffmanStatistics8x8_ACFirst_JPEG_16s_C1(const Zel16s* pSrc, Zel32u* pAcStatistics, Zel32s Ss,
+                                                                   Zel32s Se, Zel32s Al, ZeliEncodeHuffmanState* pState,
+                                                                   Zel32s bFlushState);
+/** Counts the symbols of zeliEncodeHuffman8x8_ACRefine_JPEG_16s1u_C1. Checks as the first scan's. */
+ZELJ_API ZelStatus zeliGetHuffmanStatistics8x8_ACRefine_JPEG_16s_C1(const Zel16s* pSrc, Zel32u* pAcStatistics,
+                                                                    Zel32s Ss, Zel32s Se, Zel32s Al,
+                                                                    ZeliEncodeHuffmanState* pState, Zel32s bFlushState);
+/** The best code of at most 16 bits for counted symbols: BITS (16 bytes) and HUFFVAL (as many as symbols occur). No
+ * code is all ones. Counts and their sums are to stay below 1000000000. Checks: null pointers (-8). -64, and nothing is
+ *  written, if a code had more than 32 bits before it is limited. */
+ZELJ_API ZelStatus zeliEncodeHuffmanRawTableInit_JPEG_8u(const Zel32s* pStatistics, Zel8u* pListBits, Zel8u* pListVals);
+/** @} */
+
+/** @defgroup lossless Lossless JPEG rows
+ *  Rows of the lossless process (ITU T.81 Annex H): differences of samples of 2 to 16 bits from what their neighbours
+ *  foretell, modulo 65536, and their code. The caller applies the point transform `Pt`. Rows hold `width` samples.
+ *  @{ */
+
+/** Differences of the first row: from half the range, 2^(P - Pt - 1), then from the sample to the left. `P` is the
+ *  precision. Checks: pointers null (-8), width below 1 (-6), P outside 2..16 or Pt below 0 (-5). */
+ZELJ_API ZelStatus zeliDiffPredFirstRow_JPEG_16s_C1(const Zel16s* pSrc, Zel16s* pDst, Zel32s width, Zel32s P,
+                                                    Zel32s Pt);
+/** The inverse of zeliDiffPredFirstRow_JPEG_16s_C1. */
+ZELJ_API ZelStatus zeliReconstructPredFirstRow_JPEG_16s_C1(const Zel16s* pSrc, Zel16s* pDst, Zel32s width, Zel32s P,
+                                                           Zel32s Pt);
+/** Differences of any other row, with one of the predictors 1 to 7 of T.81 Table H.1; the first sample's from the one
+ *  above. Samples count as signed where a prediction halves. Checks: pointers null (-8), width below 1 (-6), predictor
+ *  outside 1..7 (-5). */
+ZELJ_API ZelStatus zeliDiffPredRow_JPEG_16s_C1(const Zel16s* pSrc, const Zel16s* pPrevRow, Zel16s* pDst, Zel32s width,
+                                               Zel32s predictor);
+/** The inverse of zeliDiffPredRow_JPEG_16s_C1: pPrevRow is the row of samples above. */
+ZELJ_API ZelStatus zeliReconstructPredRow_JPEG_16s_C1(const Zel16s* pSrc, const Zel16s* pPrevRow, Zel16s* pDst,
+                                                      Zel32s width, Zel32s predictor);
+/** Appends rows of differences of up to four planes (of more the first four), the planes' samples in turn, each by its
+ *  table as zeliEncodeHuffmanOne_JPEG_16s1u_C1 does.
+ *
+ *  Checks: pDst null (-8), dstLenBytes below 1 (-6), pDstCurrPos, pState null (-8); then the flush; then pSrc null
+ * (-8), width or planes below 1 (-6), pTable, planes' rows and tables null (-8). While coding: -64 for a category
+ * without a code, -62 when the destination is full. */
+ZELJ_API ZelStatus zeliEncodeHuffmanRow_JPEG_16s1u_P4C1(const Zel16s* pSrc[4], Zel32s width, Zel32s planes, Zel8u* pDst,
+                                                        Zel32s dstLenBytes, Zel32s* pDstCurrPos,
+                                                        const ZeliEncodeHuffmanSpec* pTable[4],
+                                                        ZeliEncodeHuffmanState* pState, Zel32s bFlushState);
+/** The inverse of zeliEncodeHuffmanRow_JPEG_16s1u_P4C1. Checks: pSrc null (-8), srcLenBytes below 1 (-6), pSrcCurrPos,
+ *  pDst null (-8), width or planes below 1 (-6), pMarker, pTable, pState, planes' rows and tables null (-8). While
+ *  decoding: -62 at the end of the source, -63 when bits are missing before a marker or no code fits; the samples up to
+ *  there are written. */
+ZELJ_API ZelStatus zeliDecodeHuffmanRow_JPEG_1u16s_C1P4(const Zel8u* pSrc, Zel32s srcLenBytes, Zel32s* pSrcCurrPos,
+                                                        Zel16s* pDst[4], Zel32s width, Zel32s planes, Zel32s* pMarker,
+                                                        const ZeliDecodeHuffmanSpec* pTable[4],
+                                                        ZeliDecodeHuffmanState* pState);
+/** @} */
+
 /** @defgroup componenttransforms JPEG 2000 component transforms
  *  The reversible (RCT) and the irreversible (ICT) transform of three components (ISO/IEC 15444-1 Annex G). Level shift
  *  and clipping stay with the caller. Forward: R, G, B to Y, the blue difference (plane 1) and the red one (plane 2).
@@ -977,7 +1119,7 @@ ZELJ_API ZelStatus zeliTextureEncodeBlockFromRG_BC5_8u_C2C1R(const Zel8u* pSrc, 
  *  One slot for each `zeli` export, in alphabetical order of the names (capitals before the underscore before small
  *  letters): the address of the implementation. Constant; an export is a jump through its slot.
  *  @{ */
-#define ZELJ_ENTRY_COUNT 179 /**< slots of the entry table: the exports but zeljGetLibVersion */
+#define ZELJ_ENTRY_COUNT 199 /**< slots of the entry table: the exports but zeljGetLibVersion */
 /** The slots. */
 ZELJ_API extern void (*const zeljEntryTable[ZELJ_ENTRY_COUNT])(void);
 /** @} */

@@ -23,18 +23,18 @@ ZelStatus ownFillBitBuffer(const BitSource& source, int bitsNeeded) {
   ZeliDecodeHuffmanState& state = *source.state;
   Zel32s& position = *source.position;
   if (*source.marker) return bitsNeeded > state.validBits ? zelStatusJpegCoefficientRange : zelStatusOk;
-  while (state.validBits < 25) {
+  while (state.validBits < (source.wide ? 57 : 25)) {
     if (position >= source.length) return bitsNeeded > state.validBits ? zelStatusJpegBufferEnd : zelStatusOk;
     const Zel8u byte = source.bytes[position++];
     if (byte == 0xFF) {
-      Zel8u next = 0xFF;
-      while (next == 0xFF) { // fill bytes
+      Zel8u next;
+      do { // fill bytes
         if (position >= source.length) return zelStatusJpegBufferEnd;
         next = source.bytes[position++];
-      }
+      } while (next == 0xFF && !source.wide);
       if (next) {
         *source.marker = next;
-        return zelStatusOk;
+        return source.wide && bitsNeeded > state.validBits ? zelStatusJpegBufferEnd : zelStatusOk;
       }
     }
     state.accumulator = state.accumulator << 8 | byte;

@@ -14,11 +14,15 @@ struct BitSource {
   Zel32s* marker;
   ZeliDecodeHuffmanState* state;
   bool lenient = false; // at a marker additional bits may fall short, if not altogether; codes never
+  bool wide = false;    // AC scans
 };
 
 // Refills the accumulator byte by byte, to between 25 and 32 bits unless the source or a marker ends it. Status -62:
 // the source has ended (within FF in any case, else if more bits are needed than there are); -63: a marker was met in
 // an earlier call and more bits are needed. The call that meets a marker succeeds.
+//
+// In AC scans it refills to between 57 and 64 bits, takes FF FF for a marker too, and the call that meets a marker
+// answers -62 where it leaves bits missing.
 ZelStatus ownFillBitBuffer(const BitSource& source, int bitsNeeded);
 
 // Decodes a symbol: -62 and -63 as above; -63 also where no code fits, and then the symbol is set to 0.

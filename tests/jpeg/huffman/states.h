@@ -18,6 +18,7 @@ struct DecoderState {
   DecoderState() { zeliDecodeHuffmanStateInit_JPEG_8u(get()); }
   ZeliDecodeHuffmanState* get() { return reinterpret_cast<ZeliDecodeHuffmanState*>(bytes); }
   int lastPosition() const { return field(16); }
+  int eobRun() const { return field(12); }
   int validBits() const { return field(8); }
   void hold(Zel64u bits, Zel32s count) {
     std::memcpy(bytes, &bits, 8);
