@@ -1113,13 +1113,23 @@ ZELJ_API ZelStatus zeliTextureEncodeBlock_BC4_8u_C1R(const Zel8u* pSrc, int srcS
 /** R, G to BC5: two BC4 halves, R first. */
 ZELJ_API ZelStatus zeliTextureEncodeBlockFromRG_BC5_8u_C2C1R(const Zel8u* pSrc, int srcStep, ZeliSize srcRoiSize,
                                                              Zel8u* pDst);
+
+/** One block of 4x4 pixels R, G, B, A to one BC7 block of 16 bytes in one mode, 0 to 7, and its squared error, summed
+ *  over the pixels and channels. Who wants the best block calls this for each mode and keeps the one with the least
+ * error. Every partition gets a rough fit, the best quarter of them is refined, and the block with the least error
+ * remains; an error of 0 ends the search. In modes 0 to 3, which hold no alpha, the error counts alpha as 255. Lowest
+ * bits that end points share are settled by vote when the block is written, and the error is that before the vote.
+ *
+ *  Checks: pSrc, pDst, pError null (-8); srcStep 0 (-14); mode above 7 (-9999). */
+ZELJ_API ZelStatus zeliTextureEncodeBlock4x4FromRGBA_BC7_8u_C4C1R(const Zel8u* pSrc, int srcStep, Zel8u* pDst,
+                                                                  Zel32u* pError, Zel32u mode);
 /** @} */
 
 /** @defgroup entrytable Entry table
  *  One slot for each `zeli` export, in alphabetical order of the names (capitals before the underscore before small
  *  letters): the address of the implementation. Constant; an export is a jump through its slot.
  *  @{ */
-#define ZELJ_ENTRY_COUNT 199 /**< slots of the entry table: the exports but zeljGetLibVersion */
+#define ZELJ_ENTRY_COUNT 200 /**< slots of the entry table: the exports but zeljGetLibVersion */
 /** The slots. */
 ZELJ_API extern void (*const zeljEntryTable[ZELJ_ENTRY_COUNT])(void);
 /** @} */
