@@ -1092,6 +1092,19 @@ ZELJ_API ZelStatus zeliTextureDecodeBlockToRG_BC5_8u_C1C2R(const Zel8u* pSrc, Ze
 ZELJ_API ZelStatus zeliTextureDecodeBlockToRGBA_BC7_8u_C1C4R(const Zel8u* pSrc, Zel8u* pDst, int dstStep,
                                                              ZeliSize dstRoiSize);
 
+/** BC6 of the signed form to half floats R, G, B: a sign bit and 15 bits of magnitude in each sample. Negative zeros
+ *  come out as 0; blocks of a reserved mode as zeros.
+ *
+ *  Blocks that reach over the right or the lower edge do not give the pixels of a whole block: the four rows of 24
+ * bytes are laid 16 bytes apart, each over the end of the one before, and row `r` of the image takes its bytes from `r
+ * * (6 n + 8)` on for `n` < 4 columns, else from `32 r`. Images whose sides are multiples of 4 are free of this. */
+ZELJ_API ZelStatus zeliTextureDecodeBlockToRGB_BC6_16s_C1C3R(const Zel8u* pSrc, Zel16s* pDst, int dstStep,
+                                                             ZeliSize dstRoiSize);
+/** The same for the unsigned form: half floats up to 0x7BFF. The sum of an end point and a difference that is below 0
+ *  is kept as a negative number, so that the low 16 bits of what it leads to are the samples. */
+ZELJ_API ZelStatus zeliTextureDecodeBlockToRGB_BC6_16u_C1C3R(const Zel8u* pSrc, Zel16u* pDst, int dstStep,
+                                                             ZeliSize dstRoiSize);
+
 /** R, G, B, A to DXT1 in one pass: the end points are the corners of the block's bounding box, moved inside by a
  *  sixteenth of its sides; each pixel takes the nearest of the four colours by the sum of absolute differences. Alpha
  *  plays no part. */
@@ -1129,7 +1142,7 @@ ZELJ_API ZelStatus zeliTextureEncodeBlock4x4FromRGBA_BC7_8u_C4C1R(const Zel8u* p
  *  One slot for each `zeli` export, in alphabetical order of the names (capitals before the underscore before small
  *  letters): the address of the implementation. Constant; an export is a jump through its slot.
  *  @{ */
-#define ZELJ_ENTRY_COUNT 200 /**< slots of the entry table: the exports but zeljGetLibVersion */
+#define ZELJ_ENTRY_COUNT 202 /**< slots of the entry table: the exports but zeljGetLibVersion */
 /** The slots. */
 ZELJ_API extern void (*const zeljEntryTable[ZELJ_ENTRY_COUNT])(void);
 /** @} */
