@@ -108,6 +108,16 @@ HWY_INLINE EndVec shiftedRight(EndVec v, int bits) {
   return hn::ShiftRightSame(v, bits);
 }
 
+template <class V>
+HWY_INLINE V times31(V v) {
+  return hn::Sub(hn::ShiftLeft<5>(v), v);
+}
+// The upper 16 bits of the lanes of two vectors, those of b behind those of a in each 128-bit lane.
+template <class V>
+HWY_INLINE auto narrow(V a, V b) {
+  return hn::ReorderDemote2To(hn::Repartition<Zel16s, hn::DFromV<V>>(), hn::ShiftRight<16>(a), hn::ShiftRight<16>(b));
+}
+
 // How the two forms differ: signs of fields, unquantised ends in 16 bits, and samples.
 struct Unsigned {
   static constexpr bool kExtendsBase = false;
@@ -121,8 +131,9 @@ struct Unsigned {
   }
 
   // The low 16 bits of 31 / 64 of x.
-  static HWY_INLINE PaletteVec sample(PaletteVec x) {
-    return hn::ShiftRight<16>(hn::ShiftLeft<10>(hn::Sub(hn::ShiftLeft<5>(x), x)));
+  template <class V>
+  static HWY_INLINE auto samples(V a, V b) {
+    return narrow(hn::ShiftLeft<10>(times31(a)), hn::ShiftLeft<10>(times31(b)));
   }
 };
 
@@ -139,14 +150,13 @@ struct Signed {
     return extendSign(magnitude, hn::BroadcastSignBit(v)); // (m ^ -1) + 1 is -m
   }
 
-  // Magnitude 31 / 32 of x's and its sign, without a negative zero; the low 16 bits.
-  static HWY_INLINE PaletteVec sample(PaletteVec x) {
-    const PaletteTag d;
-    const auto m = hn::Abs(x);
-    const auto t = hn::ShiftRight<5>(hn::Sub(hn::ShiftLeft<5>(m), m));
-    const auto negative = hn::And(hn::Sub(hn::Zero(d), t), hn::BroadcastSignBit(x));
-    const auto sign = hn::And(hn::ShiftRight<16>(negative), hn::Set(d, 0x8000));
-    return hn::ShiftRight<16>(hn::ShiftLeft<16>(hn::Or(t, sign)));
+  // The low 16 bits of 31 / 32 of the magnitude of x, below 65536, and its sign, without a negative zero.
+  template <class V>
+  static HWY_INLINE auto samples(V a, V b) {
+    const auto m = narrow(hn::ShiftLeft<11>(times31(hn::Abs(a))), hn::ShiftLeft<11>(times31(hn::Abs(b))));
+    const hn::DFromV<decltype(m)> d;
+    const auto signs = hn::And(hn::ReorderDemote2To(d, a, b), hn::Set(d, -0x8000));
+    return hn::Or(m, hn::IfThenZeroElse(hn::Eq(m, hn::Zero(d)), signs));
   }
 };
 
@@ -189,8 +199,9 @@ HWY_INLINE hn::VFromD<D> inQuarters(D d, EndVec a, EndVec b, int vector) {
   }
 }
 
+// Lane q of a vector of quarters holds entries 4q and 4q + 1, or 4q + 2 and 4q + 3, in four words each.
 struct Palette {
-  alignas(64) Zel16u entry[16][4];
+  BlockVec lower[kVectors], upper[kVectors];
 };
 
 // Entries of quarter q begin at a weight and go on in three steps, the same for all quarters.
@@ -225,12 +236,8 @@ HWY_INLINE void makePalette(const EndVec (&ends)[4], Palette& palette) {
     const auto step = hn::Mul(range, hn::Set(d, W::kStep)), middleStep = hn::Mul(range, hn::Set(d, W::kMiddleStep));
     const auto x0 = hn::Add(hn::Add(hn::ShiftLeft<6>(first), hn::Set(d, 32)), hn::Mul(range, weights));
     const auto x1 = hn::Add(x0, step), x2 = hn::Add(x1, middleStep), x3 = hn::Add(x2, step);
-    const auto pair = [](PaletteVec a, PaletteVec b) {
-      const auto sample = [](PaletteVec x) { return Form::sample(hn::ShiftRight<6>(x)); };
-      return asBytes(hn::ReorderDemote2To(hn::Repartition<Zel16s, PaletteTag>(), sample(a), sample(b)));
-    };
-    storeInterleaved(pair(x0, x1), pair(x2, x3), BlockTag(),
-                     reinterpret_cast<Zel8u*>(palette.entry[4 * kLanes128 * i]));
+    palette.lower[i] = asBytes(Form::samples(hn::ShiftRight<6>(x0), hn::ShiftRight<6>(x1)));
+    palette.upper[i] = asBytes(Form::samples(hn::ShiftRight<6>(x2), hn::ShiftRight<6>(x3)));
   }
 }
 
@@ -239,35 +246,54 @@ HWY_INLINE Zel64u insertZero(Zel64u indices, int bit) {
   return indices + (indices & (~Zel64u{0} << bit));
 }
 
-struct Entries {
-  alignas(16) Zel8u ofPixel[16];
-};
+using Entries = hn::Vec<Block8u>;
 
 // The entry of each pixel: 3-bit indices behind block bit 81, with 8 more in the second subset, or 4-bit ones
 // behind 64.
 template <bool kTwoSubsets>
-HWY_INLINE void readEntries(Bits bits, Entries& entries) {
+HWY_INLINE Entries readEntries(Bits bits) {
   const Block8u d;
+  const hn::Repartition<Zel16u, Block8u> d16;
+  const auto place = [=](Zel64u indices) {
+    return hn::BitCast(d, hn::Set(hn::Repartition<Zel64u, Block8u>(), indices));
+  };
   if constexpr (kTwoSubsets) {
     const size_t partition = bits.get<77, 5>();
-    const Zel64u indices = insertZero(insertZero(bits.high >> 18, 2), 3 * bptc::kSecondAnchorOfTwo[partition] + 2);
-    for (size_t p = 0; p < 16; ++p) {
-      entries.ofPixel[p] = static_cast<Zel8u>((indices >> 3 * p & 7) | 8 * bptc::kTwoSubsets[partition][p]);
-    }
+    const auto packed = place(insertZero(insertZero(bits.high >> 18, 2), 3 * bptc::kSecondAnchorOfTwo[partition] + 2));
+    const auto subset =
+        hn::BitCast(d16, hn::LoadU(d, bptc::kTwoSubsets[partition].data())); // 0 or 1: stays in its byte
+    return hn::Or(threeBitIndices<0>(packed), hn::BitCast(d, hn::ShiftLeft<3>(subset)));
   } else {
-    const Zel64u indices = insertZero(bits.high >> 1, 3);
-    const auto low = hn::BitCast(d, hn::Set(hn::Repartition<Zel64u, Block8u>(), indices));
-    const auto high = hn::BitCast(d, hn::ShiftRight<4>(hn::BitCast(hn::Repartition<Zel16u, Block8u>(), low)));
-    hn::Store(hn::And(hn::InterleaveLower(d, low, high), hn::Set(d, 15)), d, entries.ofPixel);
+    const auto low = place(insertZero(bits.high >> 1, 3));
+    const auto high = hn::BitCast(d, hn::ShiftRight<4>(hn::BitCast(d16, low)));
+    return hn::And(hn::InterleaveLower(d, low, high), hn::Set(d, 15));
+  }
+}
+
+// Four rows of the entries of four pixels, 24 bytes each.
+HWY_INLINE void storePixels(const Palette& palette, Entries entries, Zel8u* dst, Zel64s step) {
+  alignas(64) Zel16u entry[16][4];
+  alignas(16) Zel8u ofPixel[16];
+  for (int i = 0; i < kVectors; ++i) {
+    storeInterleaved(palette.lower[i], palette.upper[i], BlockTag(),
+                     reinterpret_cast<Zel8u*>(entry[4 * kLanes128 * i]));
+  }
+  hn::Store(entries, Block8u(), ofPixel);
+  for (int y = 0; y < 4; ++y) {
+    const Zel8u* const e = ofPixel + 4 * y;
+    Zel8u* const to = dst + y * step;
+    for (int x = 0; x < 3; ++x) std::memcpy(to + 6 * x, entry[e[x]], 8); // the next pixel overwrites two bytes
+    std::memcpy(to + 18, entry[e[3]], 6);
   }
 }
 
 template <class Form, bool kTwoSubsets>
-HWY_INLINE void decodeRest(const Fields& fields, int code, Bits bits, Palette& palette, Entries& entries) {
+HWY_INLINE void decodeFields(const Fields& fields, int code, Bits bits, Zel8u* dst, Zel64s step) {
   EndVec ends[4];
+  Palette palette;
   unpackEnds<Form>(fields, code, ends);
   makePalette<Form, kTwoSubsets>(ends, palette);
-  readEntries<kTwoSubsets>(bits, entries);
+  storePixels(palette, readEntries<kTwoSubsets>(bits), dst, step);
 }
 
 // Writes 24 bytes in each of four rows.
@@ -275,23 +301,12 @@ template <class Form>
 HWY_INLINE void decodeBlock(const Zel8u* block, Zel8u* dst, Zel64s step) {
   const Bits bits(block);
   const int code = bc6::kCodes[bits.low & 31];
-  Palette palette;
-  Entries entries;
   if (code < 0) {
     for (int y = 0; y < 4; ++y) std::memset(dst + y * step, 0, 24);
-    return;
-  }
-  const Fields fields = gather(code, bits);
-  if (code < bc6::kFirstOneSubset) {
-    decodeRest<Form, true>(fields, code, bits, palette, entries);
+  } else if (code < bc6::kFirstOneSubset) {
+    decodeFields<Form, true>(gather(code, bits), code, bits, dst, step);
   } else {
-    decodeRest<Form, false>(fields, code, bits, palette, entries);
-  }
-  for (int y = 0; y < 4; ++y) {
-    const Zel8u* const e = entries.ofPixel + 4 * y;
-    Zel8u* const to = dst + y * step;
-    for (int x = 0; x < 3; ++x) std::memcpy(to + 6 * x, palette.entry[e[x]], 8); // the next pixel overwrites two bytes
-    std::memcpy(to + 18, palette.entry[e[3]], 6);
+    decodeFields<Form, false>(gather(code, bits), code, bits, dst, step);
   }
 }
 

@@ -98,6 +98,22 @@ HWY_INLINE BlockVec narrowTwice(hn::Vec<Tag16> v) {
   return narrowUnsigned(s, s);
 }
 
+// Sixteen 3-bit indices, from 48 bits at byte kAt of each 128-bit lane, in the bytes of the lane.
+template <int kAt, class V>
+HWY_INLINE V threeBitIndices(V v) {
+  // Word i: the bytes that hold the indices of pixels 2i and 2i + 1, shifted down by the high half of a product.
+  static constexpr LaneBytes kFrom{{kNone, kAt, kAt, kAt + 1, kAt + 1, kAt + 2, kAt + 2, kAt + 3, kAt + 2, kAt + 3,
+                                    kAt + 3, kAt + 4, kAt + 4, kAt + 5, kAt + 5, kNone}};
+  static constexpr LaneWords kShift{{1 << 8, 1 << 10, 1 << 12, 1 << 14, 1 << 8, 1 << 10, 1 << 12, 1 << 14}};
+  const hn::DFromV<V> d;
+  const hn::Repartition<Zel16u, hn::DFromV<V>> d16;
+  const auto words = hn::BitCast(d16, hn::TableLookupBytesOr0(v, hn::LoadDup128(d, kFrom.value)));
+  const auto pairs = hn::MulHigh(words, hn::LoadDup128(d16, kShift.value));
+  const auto first = hn::And(pairs, hn::Set(d16, 0x0007)),
+             second = hn::And(hn::ShiftLeft<5>(pairs), hn::Set(d16, 0x0700));
+  return hn::BitCast(d, hn::Or(first, second));
+}
+
 // Four vectors' lanes as matrices: dword i of vector j becomes dword j of vector i.
 HWY_INLINE void transposeDwords(BlockVec (&v)[4]) {
   const Tag32 d;

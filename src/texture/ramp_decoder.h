@@ -28,14 +28,7 @@ HWY_INLINE BlockVec decodeRamp(BlockVec blocks) {
   const auto sums =
       hn::Add(asWords(mulAddPairs(asBytes(ends), weights)), choose(hn::Set(d, 3), inEachLane(kRoundFifths)));
   const auto ramp = narrowTwice(hn::MulHigh(sums, choose(hn::Set(d, 65536 / 7 + 1), hn::Set(d, 65536 / 5 + 1))));
-
-  // Word i: the bytes that hold the indices of pixels 2i and 2i + 1, shifted down by the high half of a product.
-  static constexpr LaneBytes kFrom{{kNone, kAt + 2, kAt + 2, kAt + 3, kAt + 3, kAt + 4, kAt + 4, kAt + 5, kAt + 4,
-                                    kAt + 5, kAt + 5, kAt + 6, kAt + 6, kAt + 7, kAt + 7, kNone}};
-  static constexpr LaneWords kShift{{1 << 8, 1 << 10, 1 << 12, 1 << 14, 1 << 8, 1 << 10, 1 << 12, 1 << 14}};
-  const auto pairs = hn::MulHigh(asWords(pick(blocks, kFrom)), inEachLane(kShift));
-  const auto indices = hn::Or(hn::And(pairs, hn::Set(d, 0x0007)), hn::And(hn::ShiftLeft<5>(pairs), hn::Set(d, 0x0700)));
-  return hn::TableLookupBytes(ramp, asBytes(indices));
+  return hn::TableLookupBytes(ramp, threeBitIndices<kAt + 2>(blocks));
 }
 
 } // namespace zelj
