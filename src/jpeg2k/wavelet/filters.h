@@ -11,7 +11,9 @@
 
 namespace zelj {
 
-constexpr int kPiecePairs = 256; // rows are worked on in pieces, with all stages in the first-level cache
+// Rows are worked on in pieces, with all stages in the first-level cache, and some rows at a time: each step reads what
+// the one before has just written, at other alignments, and waits less if other rows come between.
+constexpr int kPiecePairs = 128, kRowGroup = 4;
 
 // Every stage of a piece of a row, in arrays of its own. Index j holds the even sample 2j, or the odd one 2j + 1 behind
 // it, counted from the first even sample of the piece.
@@ -27,98 +29,121 @@ inline int pieceLength(int left) {
   return left == kPiecePairs + 1 ? kPiecePairs - 1 : std::min(left, kPiecePairs);
 }
 
-// Stages behind the source: samples that the filter computes in another way at the ends of a row. Most do not.
+// Samples at the ends of a row that a filter computes in another way, done again behind each step. Most filters have
+// none.
 struct PlainEnds {
-  template <int k, class S>
-  static void apply(S&, int, bool, bool) {}
+  template <int k, class S, class T>
+  static void apply(S&, T*, int, bool, bool) {}
   template <class T>
   static void applyHigh(T*, const T*, int, bool) {}
 };
 
 template <class Filter, class Ends, class T>
-void forwardRow(const T* src, T* low, T* high, int pairs, bool odd) {
+void forwardRowGroup(const T* src, int srcStep, T* low, int lowStep, T* high, int highStep, int pairs, int rows,
+                     bool odd) {
   using List = typename Filter::Forward;
   constexpr int kLifting = liftingSteps(List()), kHalf = kLifting / 2;
-  Stages<T, kLifting + 2> s; // stages 0 and 1: the source's even and odd samples; stage k + 2: behind step k
+  Stages<T, kLifting + 1> stages[kRowGroup]; // stage 0: the source's even samples; stage k + 1: behind step k
   for (int j0 = 0, n; j0 < pairs; j0 += n) {
     n = pieceLength(pairs - j0);
     const bool isFirst = j0 == 0, isLast = j0 + n == pairs;
-    deinterleave(src + odd + 2 * (Zel64s{j0} - kHalf), 2 * (n + 2 * kHalf) - 1, s.at(0, -kHalf), s.at(1, -kHalf));
     forSteps(List(), [&]<class Step, int k>() {
-      if constexpr (scalesOnly<Step>) {
-        const T* from = s.at(kLifting, -odd);
-        lift<Step>(high + j0, from, from, from, n);
-        Ends::applyHigh(high + j0, from, n, isLast);
-      } else if constexpr (k % 2 == 0) {
-        constexpr int kBegin = k / 2 - kHalf;
-        lift<Step>(s.at(k + 2, kBegin), s.at(k ? k : 1, kBegin), s.at(k ? k + 1 : 0, kBegin),
-                   s.at(k ? k + 1 : 0, kBegin + 1), n + kHalf - 1 - k / 2 - kBegin);
-        Ends::template apply<k>(s, n, isFirst, isLast);
-      } else {
-        constexpr int kBegin = (k + 1) / 2 - kHalf;
-        lift<Step>(s.at(k + 2, kBegin), s.at(k == 1 ? 0 : k, kBegin), s.at(k + 1, kBegin - 1), s.at(k + 1, kBegin),
-                   n + kHalf - (k + 1) / 2 - kBegin);
-        Ends::template apply<k>(s, n, isFirst, isLast);
+      for (int y = 0; y < rows; ++y) {
+        auto& s = stages[y];
+        T *toLow = row(low, lowStep, y) + j0, *toHigh = row(high, highStep, y) + j0;
+        if constexpr (k == 0) {
+          const T* from = row(src, srcStep, y) + odd + 2 * Zel64s{j0};
+          splitAndLift<Step>(from - 2 * kHalf, n + 2 * kHalf - 1, s.at(0, -kHalf), s.at(1, -kHalf));
+          std::memcpy(s.at(0, n + kHalf - 1), from + 2 * (n + kHalf - 1), sizeof(T));
+          Ends::template apply<k>(s, from, n, isFirst, isLast);
+        } else if constexpr (scalesOnly<Step>) {
+          const T* from = s.at(kLifting - 1, -odd);
+          lift<Step>(toHigh, from, from, from, n);
+          Ends::applyHigh(toHigh, from, n, isLast);
+        } else {
+          constexpr int kBegin = (k + 1) / 2 - kHalf, kNeighbour = k % 2 ? kBegin - 1 : kBegin;
+          T* to = k == kLifting - 1 ? toLow : s.at(k + 1, kBegin);
+          lift<Step>(to, s.at(k - 1, kBegin), s.at(k, kNeighbour), s.at(k, kNeighbour + 1),
+                     n + kHalf - (k % 2 ? 0 : 1) - (k + 1) / 2 - kBegin);
+          Ends::template apply<k>(s, to, n, isFirst, isLast);
+        }
+        if constexpr (k + 1 == List::kCount && !scalesOnly<Step>) {
+          std::memcpy(toHigh, s.at(k, -odd), static_cast<size_t>(n) * sizeof(T));
+        }
       }
     });
-    std::memcpy(low + j0, s.at(kLifting + 1, 0), static_cast<size_t>(n) * sizeof(T));
-    if constexpr (List::kCount == kLifting) {
-      std::memcpy(high + j0, s.at(kLifting, -odd), static_cast<size_t>(n) * sizeof(T));
-    }
   }
+}
+
+// The last step, on odd samples between n + 1 even ones, of which the first or the last is not part of the piece.
+template <class Step, class T>
+void joinPiece(const T* even, const T* between, int n, T* dst, bool odd) {
+  if (!odd) return liftAndJoin<Step, Same<T>>(even, between, n, dst);
+  lift<Step>(dst, between, even, even + 1, 1);
+  liftAndJoin<Step, Same<T>>(even + 1, between + 1, n - 1, dst + 1);
+  std::memcpy(dst + 2 * n - 1, even + n, sizeof(T));
 }
 
 // Index j counts from the first sample that is written, or the even one behind it: where the row begins with an odd
 // sample, low sample j - 1 has even index j.
 template <class Filter, class T>
-void inverseRow(const T* low, const T* high, T* dst, int pairs, bool odd) {
+void inverseRowGroup(const T* low, int lowStep, const T* high, int highStep, T* dst, int dstStep, int pairs, int rows,
+                     bool odd) {
   using List = typename Filter::Inverse;
   constexpr int kLifting = liftingSteps(List()), kHalf = kLifting / 2;
-  Stages<T, kLifting> s; // behind each step
-  low -= odd;
+  Stages<T, kLifting - 1> stages[kRowGroup]; // behind each step but the last
   for (int j0 = 0, n; j0 < pairs; j0 += n) {
     n = pieceLength(pairs - j0);
     forSteps(List(), [&]<class Step, int k>() {
-      constexpr int kBegin = k / 2 + 1 - kHalf;
-      const auto band = [&](int j) { return (k % 2 ? high : low) + (j0 + j); };
-      const auto neighbour = [&](int j) -> const T* { return k ? s.at(k - 1, j) : high + (j0 + j); };
-      const T* x = k < 2 ? band(kBegin) : s.at(k - 2, kBegin);
-      if constexpr (k % 2 == 0) {
-        lift<Step>(s.at(k, kBegin), x, neighbour(kBegin - 1), neighbour(kBegin), n + kHalf - k / 2 - kBegin);
-      } else {
-        lift<Step>(s.at(k, kBegin), x, neighbour(kBegin), neighbour(kBegin + 1), n + kHalf - 1 - k / 2 - kBegin);
+      for (int y = 0; y < rows; ++y) {
+        auto& s = stages[y];
+        const T *fromLow = row(low, lowStep, y) + j0 - odd, *fromHigh = row(high, highStep, y) + j0;
+        constexpr int kBegin = k / 2 + 1 - kHalf, kNeighbour = k % 2 ? kBegin : kBegin - 1;
+        const T* x = k == 0 ? fromLow + kBegin : k == 1 ? fromHigh + kBegin : s.at(k - 2, kBegin);
+        const T* neighbours = k ? s.at(k - 1, kNeighbour) : fromHigh + kNeighbour;
+        if constexpr (k + 1 < kLifting) {
+          lift<Step>(s.at(k, kBegin), x, neighbours, neighbours + 1, n + kHalf - (k % 2) - k / 2 - kBegin);
+        } else {
+          joinPiece<Step>(neighbours, x, n, row(dst, dstStep, y) + 2 * Zel64s{j0}, odd);
+        }
       }
     });
-    const T *even = s.at(kLifting - 2, odd), *between = s.at(kLifting - 1, 0);
-    interleave(odd ? between : even, odd ? even : between, 2 * n, dst + 2 * Zel64s{j0});
   }
 }
 
 template <class Filter, class Ends = PlainEnds, class T>
 void forwardRows(const T* src, int srcStep, T* low, int lowStep, T* high, int highStep, ZeliSize size, int phase) {
-  for (int y = 0; y < size.height; ++y) {
+  for (int y = 0; y < size.height; y += kRowGroup) {
     const T* from = row(src, srcStep, y);
     T *toLow = row(low, lowStep, y), *toHigh = row(high, highStep, y);
+    const int rows = std::min(kRowGroup, size.height - y);
     if (size.width == 1 && liftingSteps(typename Filter::Forward()) == 4) {
-      pairByTaps([&](int i) { return samples<T>(from + i)->v; }, toLow, toHigh, phase != 0);
-      continue;
+      for (int i = 0; i < rows; ++i) {
+        pairByTaps([&](int x) { return samples<T>(row(from, srcStep, i) + x)->v; }, row(toLow, lowStep, i),
+                   row(toHigh, highStep, i), phase != 0);
+      }
+    } else {
+      forwardRowGroup<Filter, Ends>(from, srcStep, toLow, lowStep, toHigh, highStep, size.width, rows, phase != 0);
     }
-    forwardRow<Filter, Ends>(from, toLow, toHigh, size.width, phase != 0);
   }
 }
 
 template <class Filter, class T>
 void inverseRows(const T* low, int lowStep, const T* high, int highStep, ZeliSize size, T* dst, int dstStep,
                  int phase) {
-  for (int y = 0; y < size.height; ++y) {
+  for (int y = 0; y < size.height; y += kRowGroup) {
     const T *fromLow = row(low, lowStep, y), *fromHigh = row(high, highStep, y);
     T* to = row(dst, dstStep, y);
+    const int rows = std::min(kRowGroup, size.height - y);
     if (size.width == 1 && liftingSteps(typename Filter::Inverse()) == 4) {
-      joinByTaps([&](int i) { return samples<T>(fromLow + i)->v; }, [&](int i) { return samples<T>(fromHigh + i)->v; },
-                 to, to + 1, phase != 0);
-      continue;
+      for (int i = 0; i < rows; ++i) {
+        joinByTaps([&](int x) { return samples<T>(row(fromLow, lowStep, i) + x)->v; },
+                   [&](int x) { return samples<T>(row(fromHigh, highStep, i) + x)->v; }, row(to, dstStep, i),
+                   row(to, dstStep, i) + 1, phase != 0);
+      }
+    } else {
+      inverseRowGroup<Filter>(fromLow, lowStep, fromHigh, highStep, to, dstStep, size.width, rows, phase != 0);
     }
-    inverseRow<Filter>(fromLow, fromHigh, to, size.width, phase != 0);
   }
 }
 

@@ -61,27 +61,30 @@ ZelStatus inverseColumnLift(const T* pSrcLow0, const T* pSrcHigh0, const T* pSrc
 // The first low sample of a 16-bit row, the last low and the last two high ones, and the stages behind these.
 struct RowEnds {
   using Edges = Irreversible16sEdges;
-  template <class Step, class S>
-  static void again(S& s, int k, int begin, int end) {
-    const Zel16s* x = s.at(k < 2 ? 1 - k : k, begin);
-    const int before = k % 2 ? begin - 1 : begin;
-    const Zel16s* neighbours = k ? s.at(k + 1, before) : s.at(0, before);
-    lift<Step>(s.at(k + 2, begin), x, neighbours, neighbours + 1, end - begin);
+  // Step k once more for indices begin to end - 1; `to` is index 0 of the result.
+  template <class Step, int k, class S>
+  static void again(S& s, Zel16s* to, int begin, int end) {
+    const Zel16s* neighbours = s.at(k, k % 2 ? begin - 1 : begin);
+    lift<Step>(to + begin, s.at(k - 1, begin), neighbours, neighbours + 1, end - begin);
   }
-  template <int k, class S>
-  static void apply(S& s, int n, bool isFirst, bool isLast) {
+  // `at` is the piece of the source behind step 0, the destination of low samples behind the last step.
+  template <int k, class S, class T>
+  static void apply(S& s, T* at, int n, bool isFirst, bool isLast) {
     if constexpr (k == 0) {
-      if (isFirst) again<Edges::A>(s, k, -2, 2);
-      if (isLast) again<Edges::A>(s, k, n, n + 1);
+      const auto fromSource = [&](int begin, int end) {
+        for (int j = begin; j < end; ++j) lift<Edges::A>(s.at(1, j), at + 2 * j + 1, at + 2 * j, at + 2 * j + 2, 1);
+      };
+      if (isFirst) fromSource(-2, 2);
+      if (isLast) fromSource(n, n + 1);
     } else if constexpr (k == 1) {
-      if (isFirst) again<Edges::B>(s, k, -1, 2);
-      if (isLast) again<Edges::B>(s, k, n, n + 1);
+      if (isFirst) again<Edges::B, k>(s, s.at(2, 0), -1, 2);
+      if (isLast) again<Edges::B, k>(s, s.at(2, 0), n, n + 1);
     } else if constexpr (k == 2) {
-      if (isFirst) again<Edges::C>(s, k, -1, 1);
-      if (isLast) again<Edges::C>(s, k, n - 1, n);
+      if (isFirst) again<Edges::C, k>(s, s.at(3, 0), -1, 1);
+      if (isLast) again<Edges::C, k>(s, s.at(3, 0), n - 1, n);
     } else {
-      if (isFirst) again<Edges::FirstLow>(s, k, 0, 1);
-      if (isLast) again<Edges::LastLow>(s, k, n - 1, n);
+      if (isFirst) again<Edges::FirstLow, k>(s, at, 0, 1);
+      if (isLast) again<Edges::LastLow, k>(s, at, n - 1, n);
     }
   }
   static void applyHigh(Zel16s* high, const Zel16s* from, int n, bool isLast) {

@@ -97,6 +97,7 @@ struct IrreversibleTile32s {
   };
   using Forward = Steps<A, B, Float::C, Low, High>;
   using Inverse = Steps<InverseA, InverseB, Float::InverseC, InverseD, EvenToInteger>;
+  using Finish = EvenToInteger;
   using ForwardOfTwo = Forward;
   using InverseOfTwo = Inverse;
   static constexpr bool kHighRunFirst = true;
@@ -140,6 +141,7 @@ struct IrreversibleTile16s {
   };
   using Forward = Steps<A, B, C, Low, High>;
   using Inverse = Steps<InverseA, InverseB, InverseC, InverseD>;
+  using Finish = Same<Zel16s>;
   using ForwardOfTwo = Forward;
   using InverseOfTwo = Inverse;
   static constexpr bool kHighRunFirst = true;

@@ -26,6 +26,14 @@ constexpr int liftingSteps(Steps<Step...>) {
   return (... + (scalesOnly<Step> ? 0 : 1));
 }
 
+// Leaves a sample as it is.
+template <class T>
+struct Same {
+  using X = T;
+  using Neighbour = T;
+  static T apply(T x, T, T) { return x; }
+};
+
 // Calls f.template operator()<Step, k>() for each step.
 template <class... Step, class F>
 void forSteps(Steps<Step...>, F f) {
@@ -47,28 +55,37 @@ void lift(void* dst, const void* x, const void* a, const void* b, int count) {
   for (int i = 0; i < count; ++i) to[i].v = Step::apply(at[i].v, before[i].v, behind[i].v);
 }
 
-// Samples at even indices go to `first`, the others to `second`; and back.
-template <class T>
-void deinterleave(const T* src, int count, T* first, T* second) {
-  const auto* from = samples<T>(src);
-  auto *to0 = samples<T>(first), *to1 = samples<T>(second);
+// Takes `pairs` pairs apart, from an even sample on, and does the first step on the odd ones. Reads the even sample
+// behind the last pair.
+template <class Step, class T>
+void splitAndLift(const T* src, int pairs, T* even, T* odd) {
+  using X = typename Step::X;
+  const auto* from = samples<X>(src);
+  auto* toEven = samples<X>(even);
+  auto* toOdd = samples<decltype(Step::apply(X{}, X{}, X{}))>(odd);
   ZELJ_INDEPENDENT
-  for (int i = 0; i < count / 2; ++i) {
-    to0[i].v = from[2 * i].v;
-    to1[i].v = from[2 * i + 1].v;
+  for (int i = 0; i < pairs; ++i) {
+    const X before = from[2 * i].v, behind = from[2 * i + 2].v;
+    toEven[i].v = before;
+    toOdd[i].v = Step::apply(from[2 * i + 1].v, before, behind);
   }
-  if (count % 2) to0[count / 2].v = from[count - 1].v;
 }
-template <class T>
-void interleave(const T* first, const T* second, int count, T* dst) {
-  const auto *from0 = samples<T>(first), *from1 = samples<T>(second);
+
+// Puts pairs together, with the last step on the odd samples, which reads the even one behind the last pair. Even
+// samples take their last form by Finish.
+template <class Step, class Finish, class T>
+void liftAndJoin(const T* even, const T* odd, int pairs, T* dst) {
+  using N = typename Step::Neighbour;
+  const auto* fromEven = samples<N>(even);
+  const auto* fromOdd = samples<typename Step::X>(odd);
   auto* to = samples<T>(dst);
   ZELJ_INDEPENDENT
-  for (int i = 0; i < count / 2; ++i) {
-    to[2 * i].v = from0[i].v;
-    to[2 * i + 1].v = from1[i].v;
+  for (int i = 0; i < pairs; ++i) {
+    const N before = fromEven[i].v;
+    const T between = Step::apply(fromOdd[i].v, before, fromEven[i + 1].v);
+    to[2 * i].v = Finish::apply(before, before, before);
+    to[2 * i + 1].v = between;
   }
-  if (count % 2) to[count - 1].v = from0[count / 2].v;
 }
 
 // The samples of one parity of a line, apart from the others.
@@ -95,16 +112,14 @@ void liftRun(Run<T> x, Run<T> other, int shift) {
   for (int j = end > begin ? end : begin; j < x.count; ++j) edge(j);
 }
 
-// All steps on a line that has been taken apart; phase is the parity of its first sample, first that of the first step.
-template <class StepList, class T>
-void liftLine(Run<T> even, Run<T> odd, int phase, int first) {
-  forSteps(StepList(), [&]<class Step, int k>() {
-    if ((k + first) % 2) {
-      liftRun<Step>(odd, even, -phase);
-    } else {
-      liftRun<Step>(even, odd, phase - 1);
-    }
-  });
+// One step on the samples of one parity of a line that has been taken apart; phase is that of its first sample.
+template <class Step, class T>
+void liftLine(Run<T> even, Run<T> odd, int phase, int parity) {
+  if (parity % 2) {
+    liftRun<Step>(odd, even, -phase);
+  } else {
+    liftRun<Step>(even, odd, phase - 1);
+  }
 }
 
 // All steps on rows, each as soon as its neighbours are ready, so that few rows are in use at a time. Rows have

@@ -43,6 +43,7 @@ struct Reversible {
   };
   using Forward = Steps<Predict, Update>;
   using Inverse = Steps<Unupdate, Unpredict>;
+  using Finish = Same<T>;
 
   // A line of two samples: both neighbours are the other one, and it is not added to itself.
   struct PredictOfTwo : Step {

@@ -56,9 +56,10 @@ void liftColumns(T* tile, int step, ZeliSize size, int first) {
 }
 
 // Puts move(source row, destination row) at every row q of a tile, the source being row sourceOf(q): cycle by cycle of
-// that permutation, each begun at its lowest row, which waits in `spare`. `move` may spoil its source.
-template <class T, class SourceOf, class Move>
-void permuteRows(T* tile, int step, ZeliSize size, T* spare, SourceOf sourceOf, Move move) {
+// that permutation, each begun at its lowest row, which waits in `spare` until the cycle ends. `move` may spoil its
+// source.
+template <class T, class SourceOf, class Move, class End>
+void permuteRows(T* tile, int step, ZeliSize size, T* spare, SourceOf sourceOf, Move move, End endOfCycle) {
   for (int start = 0; start < size.height; ++start) {
     int r = sourceOf(start);
     while (r > start) r = sourceOf(r);
@@ -67,58 +68,132 @@ void permuteRows(T* tile, int step, ZeliSize size, T* spare, SourceOf sourceOf, 
     int q = start;
     for (r = sourceOf(q); r != start; q = r, r = sourceOf(r)) move(row(tile, step, r), row(tile, step, q));
     move(spare, row(tile, step, q));
+    endOfCycle();
   }
 }
 
-// Takes a line apart, and the steps on it.
-template <class Filter, class T>
-void splitLine(const T* src, T* dst, Split split) {
-  const int n = split.n, lows = split.lows(), highs = split.highs();
-  if (n == 1) {
-    if (split.phase) {
-      doubleRow(src, dst, 1);
-    } else {
-      std::memcpy(dst, src, sizeof(T));
+// Takes rows apart, with the steps on them. Each row is a step behind the next one: a step reads what the one before
+// has written, at other alignments, and does not wait for it so.
+template <class Filter, class List, class T>
+class Splitter {
+ public:
+  explicit Splitter(Split split) : split_(split) {}
+
+  void move(const T* src, T* dst) {
+    const int n = split_.n;
+    if (n == 1) {
+      if (split_.phase) {
+        doubleRow(src, dst, 1);
+      } else {
+        std::memcpy(dst, src, sizeof(T));
+      }
+      return;
     }
-    return;
-  }
-  const Run<T> low = {dst + (split.highFirst ? highs : 0), lows}, high = {dst + (split.highFirst ? 0 : lows), highs};
-  if (split.phase) {
-    deinterleave(src, n, high.data, low.data);
-  } else {
-    deinterleave(src, n, low.data, high.data);
-  }
-  if (n == 2) {
-    liftLine<typename Filter::ForwardOfTwo>(low, high, split.phase, 1);
-  } else {
-    liftLine<typename Filter::Forward>(low, high, split.phase, 1);
-  }
-  if (split.collides()) {
-    std::memmove(low.data, low.data + 1, static_cast<size_t>(lows - 1) * sizeof(T));
+    forSteps(List(), [&]<class Step, int k>() {
+      if constexpr (k == 0) takeApart<Step>(src, dst);
+    });
+    enter(dst);
+    if (!split_.collides()) return;
+    // The low run lies one place behind its own until it is done.
+    const int lows = split_.lows();
+    for (int k = 1; k < kSteps; ++k) enter(nullptr);
+    std::memmove(dst + split_.highs(), dst + split_.highs() + 1, static_cast<size_t>(lows - 1) * sizeof(T));
     std::memcpy(dst + (n - 1), src + (n - 1), sizeof(T));
   }
-}
+  void finish() {
+    for (int k = 1; k < kSteps; ++k) enter(nullptr);
+  }
 
-// The steps on a line that lies in its runs, low run first, and puts it together. Spoils the source.
-template <class Filter, class T>
-void joinLine(T* src, T* dst, Split split) {
-  const int n = split.n;
-  if (n == 1) {
-    if (split.phase) {
+ private:
+  static constexpr int kSteps = List::kCount;
+
+  Run<T> low(T* dst) const { return {dst + (split_.highFirst ? split_.highs() : 0), split_.lows()}; }
+  Run<T> high(T* dst) const { return {dst + (split_.highFirst ? 0 : split_.lows()), split_.highs()}; }
+
+  template <class Step>
+  void takeApart(const T* src, T* dst) const {
+    T *even = low(dst).data, *odd = high(dst).data;
+    int n = split_.n;
+    if (split_.phase) {
+      lift<Step>(odd++, src, src + 1, src + 1, 1);
+      ++src;
+      --n;
+    }
+    const int pairs = (n - 1) / 2;
+    splitAndLift<Step>(src, pairs, even, odd);
+    std::memcpy(even + pairs, src + 2 * pairs, sizeof(T));
+    if (n % 2 == 0) lift<Step>(odd + pairs, src + 2 * pairs + 1, src + 2 * pairs, src + 2 * pairs, 1);
+  }
+  void enter(T* dst) {
+    for (int k = kSteps - 1; k > 0; --k) rows_[k] = rows_[k - 1];
+    rows_[0] = dst;
+    forSteps(List(), [&]<class Step, int k>() {
+      if (k > 0 && rows_[k]) liftLine<Step>(low(rows_[k]), high(rows_[k]), split_.phase, k + 1);
+    });
+  }
+
+  Split split_;
+  T* rows_[kSteps] = {};
+};
+
+// Puts rows together, low run first, behind the steps on them; spoils the sources. Rows go through the steps one behind
+// the other here, too.
+template <class Filter, class List, class T>
+class Joiner {
+ public:
+  explicit Joiner(Split split) : split_(split) {}
+
+  void move(T* src, T* dst) {
+    if (split_.n > 1) {
+      enter({src, dst});
+    } else if (split_.phase) {
       halveRow(src, dst, 1);
     } else {
       std::memcpy(dst, src, sizeof(T));
     }
-    return;
   }
-  const Run<T> low = {src, split.lows()}, high = {src + low.count, split.highs()};
-  if (n == 2) {
-    liftLine<typename Filter::InverseOfTwo>(low, high, split.phase, 0);
-  } else {
-    liftLine<typename Filter::Inverse>(low, high, split.phase, 0);
+  void finish() {
+    for (int k = 1; k < kLifting; ++k) enter({});
   }
-  interleave(split.phase ? high.data : low.data, split.phase ? low.data : high.data, n, dst);
-}
+
+ private:
+  static constexpr int kLifting = liftingSteps(List());
+  struct Row {
+    T *from, *to;
+  };
+
+  void enter(Row row) {
+    for (int k = kLifting - 1; k > 0; --k) rows_[k] = rows_[k - 1];
+    rows_[0] = row;
+    forSteps(List(), [&]<class Step, int k>() {
+      if constexpr (k + 1 < kLifting) {
+        if (T* at = rows_[k].from) {
+          liftLine<Step>(Run<T>{at, split_.lows()}, Run<T>{at + split_.lows(), split_.highs()}, split_.phase, k);
+        }
+      } else if constexpr (k + 1 == kLifting) {
+        if (rows_[k].from) join<Step, typename Filter::Finish>(rows_[k].from, rows_[k].to);
+      }
+    });
+  }
+  template <class Step, class Finish>
+  void join(const T* even, T* dst) const {
+    const T* odd = even + split_.lows();
+    int n = split_.n;
+    if (split_.phase) {
+      lift<Step>(dst++, odd++, even, even, 1);
+      --n;
+    }
+    const int pairs = (n - 1) / 2;
+    liftAndJoin<Step, Finish>(even, odd, pairs, dst);
+    even += pairs;
+    dst += 2 * pairs;
+    if (n % 2 == 0) lift<Step>(dst + 1, odd + pairs, even, even, 1);
+    lift<Finish>(dst, even, even, even, 1);
+  }
+
+  Split split_;
+  Row rows_[kLifting] = {};
+};
 
 // The line buffer is wanted for lines of three samples up only: rows of two wait on the stack.
 template <class T>
@@ -127,6 +202,23 @@ struct SpareRow {
   T narrow[2];
   T* data;
 };
+
+template <class Filter, class List, class T>
+void splitRows(T* tile, int step, ZeliSize size, T* spare, Split columns, Split rows) {
+  Splitter<Filter, List, T> splitter(rows);
+  permuteRows(
+      tile, step, size, spare, [&](int q) { return columns.sampleOf(q); },
+      [&](const T* from, T* to) { splitter.move(from, to); }, [] {});
+  splitter.finish();
+}
+
+template <class Filter, class List, class T>
+void joinRows(T* tile, int step, ZeliSize size, T* spare, Split columns, Split rows) {
+  Joiner<Filter, List, T> joiner(rows);
+  permuteRows(
+      tile, step, size, spare, [&](int i) { return columns.slotOf(i); }, [&](T* from, T* to) { joiner.move(from, to); },
+      [&] { joiner.finish(); });
+}
 
 template <class Filter, class T = typename Filter::Value>
 void forwardTile(T* tile, int step, const ZeliRect& rect, Zel8u* pBuffer) {
@@ -145,9 +237,11 @@ void forwardTile(T* tile, int step, const ZeliRect& rect, Zel8u* pBuffer) {
     liftColumns<typename Filter::Forward>(tile, step, size, 1 - columns.phase);
     if (columns.collides()) std::memcpy(row(tile, step, 1), spare.data, rowBytes);
   }
-  permuteRows(
-      tile, step, size, spare.data, [&](int q) { return columns.sampleOf(q); },
-      [&](const T* from, T* to) { splitLine<Filter>(from, to, rows); });
+  if (size.width == 2) {
+    splitRows<Filter, typename Filter::ForwardOfTwo>(tile, step, size, spare.data, columns, rows);
+  } else {
+    splitRows<Filter, typename Filter::Forward>(tile, step, size, spare.data, columns, rows);
+  }
 }
 
 template <class Filter, class T = typename Filter::Value>
@@ -156,9 +250,11 @@ void inverseTile(T* tile, int step, const ZeliRect& rect, Zel8u* pBuffer) {
   if (size.width < 1) return;
   const Split columns = {size.height, rect.y & 1, false}, rows = {size.width, rect.x & 1, false};
   SpareRow<T> spare(pBuffer, size.width);
-  permuteRows(
-      tile, step, size, spare.data, [&](int i) { return columns.slotOf(i); },
-      [&](T* from, T* to) { joinLine<Filter>(from, to, rows); });
+  if (size.width == 2) {
+    joinRows<Filter, typename Filter::InverseOfTwo>(tile, step, size, spare.data, columns, rows);
+  } else {
+    joinRows<Filter, typename Filter::Inverse>(tile, step, size, spare.data, columns, rows);
+  }
   if (size.height < 2) {
     if (columns.phase) halveRow(tile, tile, size.width);
   } else if (size.height == 2) {
