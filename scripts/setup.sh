@@ -8,7 +8,7 @@ packages=(
   libpng-dev                                                 # zelimg
   libgtest-dev libjpeg-turbo-progs                           # the tests, and the programs that they work with
   libbenchmark-dev libjpeg62-turbo-dev libtiff-dev           # the benchmarks and their peers
-  libsquish-dev libstb-dev
+  libsquish-dev libstb-dev libopenjp2-7-dev
   clang libclang-rt-14-dev libomp-dev                        # the second compiler, fuzzers, thread sanitizer
   doxygen python3                                            # the reference and the benchmark report
 )
