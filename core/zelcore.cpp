@@ -3,7 +3,9 @@
 
 #include <cpuid.h>
 #include <omp.h>
+#include <stdint.h>
 #include <stdlib.h>
+#include <string.h>
 #include <unistd.h>
 
 #include <climits>
@@ -38,14 +40,23 @@ long largestCache() {
 
 } // namespace
 
+// Aligned by hand, with the block's own address in front: posix_memalign of glibc leaves the pieces that it cuts off in
+// its caches, so that a large block that was released does not serve the next request of its size.
 void* zelMalloc(int size) {
+  constexpr size_t kAlignment = 64;
   if (size < 1) return nullptr;
-  void* p = nullptr;
-  return posix_memalign(&p, 64, static_cast<size_t>(size)) == 0 ? p : nullptr;
+  auto* block = static_cast<char*>(malloc(static_cast<size_t>(size) + kAlignment));
+  if (!block) return nullptr;
+  char* aligned = block + kAlignment - reinterpret_cast<uintptr_t>(block) % kAlignment;
+  memcpy(aligned - sizeof block, &block, sizeof block); // malloc aligns to 16, so there is room
+  return aligned;
 }
 
 void zelFree(void* p) {
-  free(p);
+  if (!p) return;
+  void* block;
+  memcpy(&block, static_cast<char*>(p) - sizeof block, sizeof block);
+  free(block);
 }
 
 int zelGetMaxCacheSizeB(int* pSizeByte) {
