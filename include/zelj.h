@@ -883,6 +883,122 @@ ZELJ_API ZelStatus zeliWTGetBufSize_D97_JPEG2K_32s_C1IR(const ZeliRect* pTileRec
 ZELJ_API ZelStatus zeliWTGetBufSize_D97_JPEG2K_16s_C1R(const ZeliRect* pTileRect, int* pSize);
 /** Bytes of pBuffer out of place: the same and a copy of the tile with rows of whole 32 bytes. */
 ZELJ_API ZelStatus zeliWTGetBufSize_D97_JPEG2K_32s_C1R(const ZeliRect* pTileRect, int* pSize);
+/** @defgroup jpeg2kencoder JPEG 2000 code-block encoder
+ *  Tier-1 coding of one code-block of quantised wavelet coefficients (ISO/IEC 15444-1 Annexes C and D): coding passes,
+ *  the MQ coder, and what a rate allocator needs of each pass. A load runs all passes and keeps their decisions; a store
+ *  turns them into bytes, in pieces of any size.
+ *
+ *  Samples are 32-bit words of sign and magnitude, not two's complement: bit 31 is the sign, bit 30 the top bit plane of
+ *  the sub-band. The lowest plane coded is bit `31 - magnBits`; bits below it are not coded but count in distortions.
+ *  `subband` is 0 for LL, 1 for LH, 2 for HL and 3 for HH; others act like 0.
+ *
+ *  `styleFlags` is a sum of: 1 stripe-causal contexts; 2 bypass: the significance and refinement passes below the top
+ *  four planes are raw; 4 terminate on each pass; 8 reset contexts behind each pass; 16 segmentation symbols; 32
+ *  distortions of the lowest plane are exact, as in a reversible path. `termMode` is 1 for the shortest termination, 2
+ *  for a predictable one; others flush.
+ *
+ *  For each block: zeliEncodeLoadCodeBlock_JPEG2K_32s_C1R, zeliEncodeStoreBits_JPEG2K_1u until nothing is left, once;
+ *  then rates and lengths are final. Distortions are known behind the load. A state belongs to one thread at a time.
+ *  @{ */
+
+/** Holds a block and where its coding stands. */
+typedef struct ZeliEncodeState_JPEG2K ZeliEncodeState_JPEG2K;
+
+/** Makes a state for blocks up to codeBlockMaxSize, and for others that take no more pieces of 16 columns by 4 rows.
+ *  Checks: ppState null (-8), width or height below 1 (-6); -9 with `*ppState` null: no memory. */
+ZELJ_API ZelStatus zeliEncodeInitAlloc_JPEG2K(ZeliEncodeState_JPEG2K** ppState, ZeliSize codeBlockMaxSize);
+/** Releases what zeliEncodeInitAlloc_JPEG2K made. Checks: pState null (-8). */
+ZELJ_API ZelStatus zeliEncodeFree_JPEG2K(ZeliEncodeState_JPEG2K* pState);
+/** Loads a block and runs its coding passes. `*pSfBits` is the position of the highest bit of any magnitude plus one, 0
+ *  for an empty block; `*pNOfPasses` the number of passes; `*pNOfTermPasses` the number of codeword segments: with style
+ *  4 the number of passes, else one more than the changes between raw and arithmetic-coded passes, and 1 for a block
+ *  without passes. The argument between termMode and styleFlags is not read.
+ *
+ *  Checks: pState null (-8), no state (-17), pSfBits, pNOfPasses, pNOfTermPasses null (-8), height or width below 1
+ *  (-6), pSrc null (-8), srcStep below 1 (-14); a block for which the state has no memory (-6). */
+ZELJ_API ZelStatus zeliEncodeLoadCodeBlock_JPEG2K_32s_C1R(const Zel32s* pSrc, int srcStep, ZeliSize codeBlockSize,
+                                                          ZeliEncodeState_JPEG2K* pState, int subband, int magnBits,
+                                                          int termMode, int reserved, int styleFlags, int* pSfBits,
+                                                          int* pNOfPasses, int* pNOfTermPasses);
+/** Writes the next bytes of the block: at most `*pDstLen`, which becomes their number. `*pIsNotFinish` is not 0 while
+ *  more are to come. Checks: pState null (-8), no state (-17), pDst, pDstLen, pIsNotFinish null (-8), `*pDstLen` below 1
+ *  (-6). */
+ZELJ_API ZelStatus zeliEncodeStoreBits_JPEG2K_1u(Zel8u* pDst, int* pDstLen, ZeliEncodeState_JPEG2K* pState,
+                                                 int* pIsNotFinish);
+/** How many bytes of the block a decoder needs for the passes up to passNumber, from 0: exact where the coder was
+ *  terminated behind the pass, and elsewhere no less than needed. A stream cut there does not end in 0xFF. Rates do not
+ *  fall from pass to pass. Checks: pState null (-8), no state (-17), pRate null (-8), no such pass (-113). */
+ZELJ_API ZelStatus zeliEncodeGetRate_JPEG2K(ZeliEncodeState_JPEG2K* pState, int passNumber, int* pRate);
+/** By how much the squared error falls with the passes up to passNumber, in squares of the step of the lowest coded
+ *  plane. Exact sums need a distance of at most 21 between the top plane and the lowest. Checks as
+ *  zeliEncodeGetRate_JPEG2K. */
+ZELJ_API ZelStatus zeliEncodeGetDist_JPEG2K(ZeliEncodeState_JPEG2K* pState, int passNumber, double* pDist);
+/** Bytes of a codeword segment, from 0. Checks as zeliEncodeGetRate_JPEG2K, for segments (-113). */
+ZELJ_API ZelStatus zeliEncodeGetTermPassLen_JPEG2K(ZeliEncodeState_JPEG2K* pState, int termPassNumber, int* pLength);
+/** @} */
+
+/** @defgroup jpeg2kdecoder JPEG 2000 code-block decoder
+ *  The way back (ISO/IEC 15444-1 Annexes C and D), to samples in the encoder's format, plane for plane. A whole block
+ *  is decoded by one call of zeliDecodeCodeBlock_JPEG2K_1u32s_C1R, or step by step: attach a block, set the number of
+ *  passes that may be decoded, then hand in one codeword segment at a time.
+ *
+ *  A sample that is known down to plane p has the bit below p set, too: the middle of what it may be. `sfBits` is
+ *  what the encoder told. `styleFlags` has the encoder's flags 1, 2, 4, 8 and 16, and
+ *  0x10000: after a failure zeliDecodeCodeBlock_JPEG2K_1u32s_C1R cuts samples back to the plane that it stopped at;
+ *  0x20000: attaching leaves the destination as it is, else it is cleared; 0x40000:
+ *  zeliDecodeCodeBlock_JPEG2K_1u32s_C1R leaves the middle bits in, else all bits below the current plane are cleared;
+ *  0x80000: attaching leaves what is known of the samples, to go on from an earlier attach of that size; 0x100000: the
+ *  segments were terminated predictably, which is verified.
+ *
+ *  Beyond a segment's length bytes read as 0xFF, so a short segment is no failure in itself. Failures (-112) are wrong
+ *  segmentation symbols, wrong predictable terminations, and raw segments that do not end in their padding of zeros and
+ *  ones. A failing step has decoded its passes. A state belongs to one thread at a time.
+ *  @{ */
+
+/** Holds where the decoding of a block stands. */
+typedef struct ZeliDecodeCBProgrState_JPEG2K ZeliDecodeCBProgrState_JPEG2K;
+
+/** Bytes of a state for blocks up to codeBlockMaxSize, w by h:
+ *  `((4w + 8 + 31) & ~31) * ((h + 1) / 2 + 2) + 472`. Checks: width or height below 1 (-6), pStateSize null (-8). */
+ZELJ_API ZelStatus zeliDecodeCBProgrGetStateSize_JPEG2K(ZeliSize codeBlockMaxSize, int* pStateSize);
+/** The same, for zeliDecodeCodeBlock_JPEG2K_1u32s_C1R. */
+ZELJ_API ZelStatus zeliDecodeGetBufSize_JPEG2K(ZeliSize codeBlockMaxSize, int* pSize);
+/** Makes a state in the caller's memory; no block is attached. Checks: pState null (-8). */
+ZELJ_API ZelStatus zeliDecodeCBProgrInit_JPEG2K(ZeliDecodeCBProgrState_JPEG2K* pState);
+/** Makes a state. Checks: ppState null (-8), width or height below 1 (-6); -9 with `*ppState` null: no memory. */
+ZELJ_API ZelStatus zeliDecodeCBProgrInitAlloc_JPEG2K(ZeliDecodeCBProgrState_JPEG2K** ppState,
+                                                     ZeliSize codeBlockMaxSize);
+/** Releases what zeliDecodeCBProgrInitAlloc_JPEG2K made. Checks: pState null (-8), no state (-17). */
+ZELJ_API ZelStatus zeliDecodeCBProgrFree_JPEG2K(ZeliDecodeCBProgrState_JPEG2K* pState);
+/** Attaches a block: its samples go to pDst, which must last as long as steps are taken. The current plane is
+ *  `sfBits - 1` and no passes are left. Checks: pState null (-8), no state (-17), pDst null (-8), dstStep below 1 (-14),
+ *  height or width below 1 (-6). */
+ZELJ_API ZelStatus zeliDecodeCBProgrAttach_JPEG2K_32s_C1R(Zel32s* pDst, int dstStep, ZeliSize codeBlockSize,
+                                                          ZeliDecodeCBProgrState_JPEG2K* pState, int subband,
+                                                          int sfBits, int styleFlags);
+/** Sets how many passes may be decoded yet. Checks: pState null (-8), no state (-17). */
+ZELJ_API ZelStatus zeliDecodeCBProgrSetPassCounter_JPEG2K(int nOfPasses, ZeliDecodeCBProgrState_JPEG2K* pState);
+/** How many passes may be decoded yet. Checks: pState, pNOfPasses null (-8), no state (-17). */
+ZELJ_API ZelStatus zeliDecodeCBProgrGetPassCounter_JPEG2K(ZeliDecodeCBProgrState_JPEG2K* pState, int* pNOfPasses);
+/** The bit plane at which decoding stands; below 0 behind the last. Checks: pState null (-8), no state (-17), pBitPlane
+ *  null (-8). */
+ZELJ_API ZelStatus zeliDecodeCBProgrGetCurBitPlaneNum_JPEG2K(ZeliDecodeCBProgrState_JPEG2K* pState, int* pBitPlane);
+/** Decodes one codeword segment: with style 4 one pass, else all passes up to the next termination, as far as passes
+ *  are left. Does nothing where none are, or no planes. Checks: pSrc, pState null (-8), no state (-17), nothing attached
+ *  (-180). While decoding: -112. */
+ZELJ_API ZelStatus zeliDecodeCBProgrStep_JPEG2K(const Zel8u* pSrc, int srcLen, ZeliDecodeCBProgrState_JPEG2K* pState);
+/** Decodes a block from nOfTermPasses codeword segments of pTermPassLen bytes each, one behind the other, up to the
+ *  first failure. pErrorBitPlane, which may be null, gets the current plane on failure. The state needs no Init: its
+ *  memory is made new.
+ *
+ *  Checks: pSrc, pState null (-8), height or width below 1 (-6), pTermPassLen, pDst null (-8), dstStep below 1 (-14).
+ *  While decoding: -112. */
+ZELJ_API ZelStatus zeliDecodeCodeBlock_JPEG2K_1u32s_C1R(const Zel8u* pSrc, Zel32s* pDst, int dstStep,
+                                                        ZeliSize codeBlockSize, int subband, int sfBits, int nOfPasses,
+                                                        const int* pTermPassLen, int nOfTermPasses, int styleFlags,
+                                                        int* pErrorBitPlane, ZeliDecodeCBProgrState_JPEG2K* pState);
+/** @} */
+
 /** @defgroup jpegxrvlc JPEG XR adaptive state
  *  The record that run/level coding of a tile adapts (ITU-T T.832): 21 alphabets, each with the table of codes in force
  *  and the scores that decide its exchange, and three scan orders. It lies in caller memory of 2208 bytes, aligned to
@@ -1142,7 +1258,7 @@ ZELJ_API ZelStatus zeliTextureEncodeBlock4x4FromRGBA_BC7_8u_C4C1R(const Zel8u* p
  *  One slot for each `zeli` export, in alphabetical order of the names (capitals before the underscore before small
  *  letters): the address of the implementation. Constant; an export is a jump through its slot.
  *  @{ */
-#define ZELJ_ENTRY_COUNT 202 /**< slots of the entry table: the exports but zeljGetLibVersion */
+#define ZELJ_ENTRY_COUNT 220 /**< slots of the entry table: the exports but zeljGetLibVersion */
 /** The slots. */
 ZELJ_API extern void (*const zeljEntryTable[ZELJ_ENTRY_COUNT])(void);
 /** @} */

@@ -1,0 +1,78 @@
+// The probability estimation of the MQ coder (ISO/IEC 15444-1 Table C.2) and the contexts of code-blocks (Table D.7),
+// in the form that encoder and decoder share: the state of a context is one word with all that a decision needs.
+#pragma once
+
+#include <array>
+
+#include "zelj.h"
+
+namespace zelj {
+
+// State of a context: Qe << 16 | next state after an LPS << 8 | next after an MPS << 1 | MPS. The nexts are indices
+// into kMqStates, which holds each row of the table twice: 2 * row + MPS.
+using MqState = Zel32u;
+
+constexpr Zel32u qeOf(MqState state) {
+  return state >> 16;
+}
+constexpr Zel32u nextOnLps(MqState state) {
+  return state >> 8 & 0x7F;
+}
+constexpr Zel32u nextOnMps(MqState state) {
+  return state >> 1 & 0x7F;
+}
+constexpr Zel32u mpsOf(MqState state) {
+  return state & 1;
+}
+
+constexpr size_t kMqRows = 47;
+
+constexpr std::array<MqState, 2 * kMqRows> makeMqStates() {
+  constexpr struct {
+    Zel16u qe;
+    Zel8u onMps, onLps, flips; // flips: an LPS exchanges the sense of the MPS
+  } kRows[kMqRows] = {
+      {0x5601, 1, 1, 1},   {0x3401, 2, 6, 0},   {0x1801, 3, 9, 0},   {0x0AC1, 4, 12, 0},  {0x0521, 5, 29, 0},
+      {0x0221, 38, 33, 0}, {0x5601, 7, 6, 1},   {0x5401, 8, 14, 0},  {0x4801, 9, 14, 0},  {0x3801, 10, 14, 0},
+      {0x3001, 11, 17, 0}, {0x2401, 12, 18, 0}, {0x1C01, 13, 20, 0}, {0x1601, 29, 21, 0}, {0x5601, 15, 14, 1},
+      {0x5401, 16, 14, 0}, {0x5101, 17, 15, 0}, {0x4801, 18, 16, 0}, {0x3801, 19, 17, 0}, {0x3401, 20, 18, 0},
+      {0x3001, 21, 19, 0}, {0x2801, 22, 19, 0}, {0x2401, 23, 20, 0}, {0x2201, 24, 21, 0}, {0x1C01, 25, 22, 0},
+      {0x1801, 26, 23, 0}, {0x1601, 27, 24, 0}, {0x1401, 28, 25, 0}, {0x1201, 29, 26, 0}, {0x1101, 30, 27, 0},
+      {0x0AC1, 31, 28, 0}, {0x09C1, 32, 29, 0}, {0x08A1, 33, 30, 0}, {0x0521, 34, 31, 0}, {0x0441, 35, 32, 0},
+      {0x02A1, 36, 33, 0}, {0x0221, 37, 34, 0}, {0x0141, 38, 35, 0}, {0x0111, 39, 36, 0}, {0x0085, 40, 37, 0},
+      {0x0049, 41, 38, 0}, {0x0025, 42, 39, 0}, {0x0015, 43, 40, 0}, {0x0009, 44, 41, 0}, {0x0005, 45, 42, 0},
+      {0x0001, 45, 43, 0}, {0x5601, 46, 46, 0},
+  };
+  std::array<MqState, 2 * kMqRows> states{};
+  for (size_t row = 0; row < kMqRows; ++row) {
+    for (Zel32u mps = 0; mps < 2; ++mps) {
+      const auto& r = kRows[row];
+      const Zel32u onMps = 2u * r.onMps + mps, onLps = 2u * r.onLps + (mps ^ r.flips);
+      states[2 * row + mps] = Zel32u{r.qe} << 16 | onLps << 8 | onMps << 1 | mps;
+    }
+  }
+  return states;
+}
+
+inline constexpr std::array<MqState, 2 * kMqRows> kMqStates = makeMqStates();
+
+// Contexts are numbered so that their bits are cheap to form: the nine of zero coding from 0, the five of sign coding
+// from kSignContext and the three of refinement from kRefinementContext.
+constexpr Zel32u kRunContext = 9;
+constexpr Zel32u kUniformContext = 10;
+constexpr Zel32u kSignContext = 16;
+constexpr Zel32u kRefinementContext = 24;
+constexpr size_t kContexts = 27;
+
+struct MqContexts {
+  MqState states[kContexts];
+
+  void reset() {
+    for (MqState& state : states) state = kMqStates[0];
+    states[0] = kMqStates[2 * 4];
+    states[kRunContext] = kMqStates[2 * 3];
+    states[kUniformContext] = kMqStates[2 * 46];
+  }
+};
+
+} // namespace zelj
