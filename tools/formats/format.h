@@ -100,5 +100,6 @@ std::string describePicture(const char* title, const Picture& picture);
 std::unique_ptr<Format> pngFormat();
 std::unique_ptr<Format> pnmFormat();
 std::unique_ptr<Format> jpegFormat();
+std::unique_ptr<Format> tiffFormat();
 
 } // namespace formats

@@ -1,0 +1,32 @@
+// A codec for TIFF files (baseline TIFF 6.0) in strips, by rows: grey, R, G, B, both with alpha, and on reading also
+// palettes, C, M, Y, K, fewer than 8 bits and either byte order. Samples have 8 or 16 bits, plain or in PackBits.
+#pragma once
+
+#include <memory>
+
+#include "common/rows.h"
+#include "common/sink.h"
+#include "common/source.h"
+
+namespace tiff {
+
+using img::Bytes;
+using img::ByteSpan;
+using img::Error;
+using img::fail;
+
+enum class Compression { none, packBits };
+
+struct EncodeOptions {
+  Compression compression = Compression::packBits;
+  // Rows of 16-bit samples as a row of the high bytes and one of the low ones, each packed by itself. It packs better,
+  // but is a scheme of this codec, under a number that makes other programs refuse the file.
+  bool bytePlanes = false;
+};
+
+// Rows of the first picture of a file, and files of one picture: grey or R, G, B with or without alpha, 8 or 16 bits.
+Error openReader(img::ByteSource& source, int64_t maxPixels, std::unique_ptr<img::RowReader>& reader);
+Error openWriter(img::ByteSink& sink, const img::Picture& picture, const EncodeOptions& options,
+                 std::unique_ptr<img::RowWriter>& writer);
+
+} // namespace tiff
