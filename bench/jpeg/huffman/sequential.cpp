@@ -1,28 +1,19 @@
 // The sequential block coders on the blocks of photographs, beside libjpeg-turbo: its encoder's kernel for one block,
-// and its decoder up to the coefficients. ZELJ_BENCH_IMAGES names a folder of PNG files to take instead of a made-up
-// picture.
-// clang-format off
-#include <cstdio> // jpeglib.h needs it in front
-#include <jpeglib.h>
-// clang-format on
-#include <png.h>
-
+// and its decoder up to the coefficients.
 #include <algorithm>
-#include <cmath>
 #include <cstdlib>
-#include <filesystem>
 #include <memory>
 #include <vector>
 
+#include "jpeg/huffman/pictures.h"
 #include "support/measure.h"
-#include "support/random.h"
 #include "support/turbo.h"
 #include "zelj.h"
 
 namespace zelj::bench {
 namespace {
 
-constexpr int kWidth = 512, kHeight = 384, kComponents = 3;
+constexpr int kComponents = 3;
 
 // What the peer's kernel expects of its caller: the head of its writer's state, and its table of codes.
 struct PeerWriter {
@@ -36,62 +27,6 @@ struct PeerTable {
   unsigned code[256];
   char length[256];
 };
-
-using Picture = std::vector<uint8_t>; // RGB, kWidth x kHeight
-
-// Noise with the spectrum of a photograph: octaves of smoothed random grids, each half as strong, and a few hard edges.
-Picture madeUpPicture(uint64_t seed) {
-  test::Random random(seed);
-  std::vector<float> plane(kWidth * kHeight * 3);
-  for (int cell = 128, strength = 100; cell >= 1; cell /= 2, strength = strength * 16 / 25) {
-    const int columns = kWidth / cell + 2, rows = kHeight / cell + 2;
-    std::vector<float> grid(static_cast<size_t>(columns * rows * 3));
-    for (float& g : grid) g = static_cast<float>(random.in(-strength, strength));
-    for (int y = 0; y < kHeight; ++y) {
-      for (int x = 0; x < kWidth; ++x) {
-        const float fx = static_cast<float>(x % cell) / static_cast<float>(cell);
-        const float fy = static_cast<float>(y % cell) / static_cast<float>(cell);
-        for (int c = 0; c < 3; ++c) {
-          const float* g = &grid[static_cast<size_t>(((y / cell) * columns + x / cell) * 3)];
-          // Half of a channel's noise is common to all three.
-          const auto at = [&](int dx, int dy) {
-            const float* p = g + (dy * columns + dx) * 3;
-            return 0.3f * p[c] + 0.7f * p[1];
-          };
-          plane[static_cast<size_t>((y * kWidth + x) * 3 + c)] +=
-              (at(0, 0) * (1 - fx) + at(1, 0) * fx) * (1 - fy) + (at(0, 1) * (1 - fx) + at(1, 1) * fx) * fy;
-        }
-      }
-    }
-  }
-  Picture picture(plane.size());
-  for (size_t i = 0; i < plane.size(); ++i) {
-    const float edge = plane[i / 3 * 3 + 1] > 40 ? 50.0f : 0.0f;
-    picture[i] = static_cast<uint8_t>(std::clamp(plane[i] + edge + 110.0f, 0.0f, 255.0f));
-  }
-  return picture;
-}
-
-// The middle of every PNG file of the folder that is large enough.
-std::vector<Picture> readPictures(const char* folder) {
-  std::vector<Picture> pictures;
-  for (const auto& entry : std::filesystem::directory_iterator(folder)) {
-    png_image image{};
-    image.version = PNG_IMAGE_VERSION;
-    if (!png_image_begin_read_from_file(&image, entry.path().c_str())) continue;
-    image.format = PNG_FORMAT_RGB;
-    const int width = static_cast<int>(image.width), height = static_cast<int>(image.height);
-    Picture all(PNG_IMAGE_SIZE(image));
-    if (!png_image_finish_read(&image, nullptr, all.data(), 0, nullptr) || width < kWidth || height < kHeight) continue;
-    Picture middle;
-    for (int y = (height - kHeight) / 2, end = y + kHeight; y < end; ++y) {
-      const uint8_t* row = &all[static_cast<size_t>((y * width + (width - kWidth) / 2) * 3)];
-      middle.insert(middle.end(), row, row + kWidth * 3);
-    }
-    pictures.push_back(std::move(middle));
-  }
-  return pictures;
-}
 
 // A picture as a JPEG file of libjpeg-turbo's, with its blocks and code in scan order.
 struct Scan {
@@ -110,45 +45,6 @@ struct Scan {
     return reinterpret_cast<const ZeliDecodeHuffmanSpec*>(tables[kind][component != 0].decode.data());
   }
 };
-
-void compress(const Picture& picture, int quality, Scan& scan) {
-  jpeg_compress_struct jpeg;
-  jpeg_error_mgr errors;
-  jpeg.err = jpeg_std_error(&errors);
-  jpeg_create_compress(&jpeg);
-  unsigned char* bytes = nullptr;
-  unsigned long length = 0;
-  jpeg_mem_dest(&jpeg, &bytes, &length);
-  jpeg.image_width = kWidth;
-  jpeg.image_height = kHeight;
-  jpeg.input_components = 3;
-  jpeg.in_color_space = JCS_RGB;
-  jpeg_set_defaults(&jpeg);
-  jpeg_set_quality(&jpeg, quality, TRUE);
-  jpeg_start_compress(&jpeg, TRUE);
-  while (jpeg.next_scanline < jpeg.image_height) {
-    auto* row = const_cast<uint8_t*>(&picture[jpeg.next_scanline * kWidth * 3]);
-    jpeg_write_scanlines(&jpeg, &row, 1);
-  }
-  jpeg_finish_compress(&jpeg);
-  jpeg_destroy_compress(&jpeg);
-  scan.file.assign(bytes, bytes + length);
-  free(bytes);
-}
-
-// The peer's work up to the coefficients; use(jpeg, arrays) sees them.
-template <class Use>
-void readCoefficients(const std::vector<uint8_t>& file, Use use) {
-  jpeg_decompress_struct jpeg;
-  jpeg_error_mgr errors;
-  jpeg.err = jpeg_std_error(&errors);
-  jpeg_create_decompress(&jpeg);
-  jpeg_mem_src(&jpeg, file.data(), file.size());
-  jpeg_read_header(&jpeg, TRUE);
-  use(jpeg, jpeg_read_coefficients(&jpeg));
-  jpeg_finish_decompress(&jpeg);
-  jpeg_destroy_decompress(&jpeg);
-}
 
 void makeTables(jpeg_decompress_struct& jpeg, Scan& scan) {
   for (int kind = 0; kind < 2; ++kind) {
@@ -179,7 +75,7 @@ void makeTables(jpeg_decompress_struct& jpeg, Scan& scan) {
 
 Scan makeScan(const Picture& picture, int quality) {
   Scan scan;
-  compress(picture, quality, scan);
+  scan.file = compress(picture, quality);
   readCoefficients(scan.file, [&](jpeg_decompress_struct& jpeg, jvirt_barray_ptr* arrays) {
     makeTables(jpeg, scan);
     const JDIMENSION rows = kHeight / 16, columns = kWidth / 16;
@@ -281,12 +177,7 @@ void decodeScanDirectly(const Scan& scan, std::vector<Zel16s>& to) {
 }
 
 void registerAll() {
-  const char* folder = std::getenv("ZELJ_BENCH_IMAGES");
-  std::vector<Picture> pictures;
-  if (folder && *folder) pictures = readPictures(folder);
-  // Several, or the processor learns the branches by heart.
-  for (uint64_t seed = 1; seed <= 4 && !(folder && *folder); ++seed) pictures.push_back(madeUpPicture(seed));
-  if (pictures.empty()) return;
+  const std::vector<Picture> pictures = benchPictures();
   for (const int quality : {50, 75, 90, 95}) {
     auto scans = std::make_shared<std::vector<Scan>>();
     size_t blocks = 0, bytes = 0;

@@ -71,9 +71,10 @@ HWY_INLINE bool readFirstScanFast(const BitSource& source, const ZeliDecodeHuffm
 // Refinement scans.
 
 // A coefficient whose correction bit is set moves away from zero, once.
-HWY_INLINE void correct(Zel16s* coefficient, int shift) {
-  const int value = load16(coefficient), sign = value >> 15, unit = 1 << shift;
-  if (!(value & unit)) store16(value + ((unit ^ sign) - sign), coefficient);
+HWY_INLINE void correct(Zel16s* coefficient, int shift, Zel64u bit) {
+  const int value = load16(coefficient), sign = value >> 15;
+  const int more = static_cast<int>(bit) << shift & ~value;
+  store16(value + (more ^ sign) - sign, coefficient);
 }
 
 // Reads the correction bits from position *k on, over `zeros` coefficients that are zero, and stops at the next such
@@ -87,7 +88,7 @@ ZelStatus readCorrections(const BitSource& source, Band band, Zel16s* block, int
     }
     Zel32u bit;
     if (ZelStatus bad = readBits(source, 1, &bit)) return bad;
-    if (bit) correct(coefficient, band.shift);
+    correct(coefficient, band.shift, bit);
   }
   return zelStatusOk;
 }
@@ -123,36 +124,48 @@ ZelStatus readCorrections(const BitSource& source, Band band, Zel16s* block, int
   return refused ? zelStatusJpegMarkerPending : zelStatusOk;
 }
 
-// The same with a bit for each coefficient in place of a loop over them. False: nothing has changed.
+// Corrects the coefficients of a mask, the first by the topmost of as many bits.
+HWY_INLINE void correctAll(Zel16s* block, int shift, Zel64u positions, Zel64u bits) {
+#ifdef __BMI2__
+  for (Zel64u set = _pdep_u64(bits, mirrored(positions)); set; set &= set - 1) {
+    correct(block + kNaturalOfZigzag[63 - static_cast<size_t>(std::countr_zero(set))], shift, 1);
+  }
+#else
+  int left = std::popcount(positions);
+  for (; bits & ((Zel64u{1} << left) - 1); positions &= positions - 1) {
+    correct(block + kNaturalOfZigzag[static_cast<size_t>(std::countr_zero(positions))], shift, bits >> --left & 1);
+  }
+#endif
+}
+
+// The same with masks of positions in place of a loop over them, and all correction bits of the block in one string.
+// False: nothing has changed.
 HWY_INLINE bool readRefinementScanFast(const BitSource& source, const ZeliDecodeHuffmanSpec& table, Band band,
                                        Zel16s* block) {
   if (!WideReader::canStart(source)) return false;
   WideReader reader(source);
   const Zel64u inBand = positionsOfBand(band.first, band.last), nonzero = positionsNotZero(ZigzagBytes(block)) & inBand;
-  Zel64u zeros = inBand & ~nonzero;     // from the position reached on
-  Zel64u corrected = mirrored(nonzero); // likewise
-  Zel64u set = 0, fresh = 0;            // whose correction bits are set; that were zero: mirrored
+  Zel64u zeros = inBand & ~nonzero, correctable = nonzero; // from the position reached on
+  Zel64u corrections = 0, fresh = 0;                       // fresh: were zero
   int eobRun = source.state->eobRun;
   const auto giveUp = [&] {
-    for (; fresh; fresh &= fresh - 1) store(block, 63 - std::countr_zero(fresh), 0);
+    for (; fresh; fresh &= fresh - 1) store(block, std::countr_zero(fresh), 0);
     return false;
   };
-  // Reads the correction bits of some positions.
-  const auto correctAt = [&](Zel64u positions) __attribute__((always_inline)) {
+  const auto takeCorrections = [&](Zel64u positions) __attribute__((always_inline)) {
     int n = std::popcount(positions);
-    Zel64u bits = 0;
     if (n > WideReader::kRefilled) [[unlikely]] {
       if (!reader.ensure(32)) return false;
       n -= 32;
-      bits = reader.take(32) << n;
+      corrections = corrections << 32 | reader.take(32);
     }
     if (!reader.ensure(n)) return false;
-    set |= scatterBits(bits | reader.take(n), positions);
+    corrections = corrections << n | reader.take(n);
     return true;
   };
 
   if (eobRun == 0) {
-    for (int k = band.first; k <= band.last;) {
+    for (int k = band.first; k <= band.last; ++k) {
       if (!reader.ensure(16 + 14)) return giveUp();
       const Zel32u entry = reader.lookup(table);
       const int run = entry >> 4 & 15, category = entry & 15;
@@ -165,26 +178,25 @@ HWY_INLINE bool readRefinementScanFast(const BitSource& source, const ZeliDecode
       }
       const bool positive = category && reader.take(1);
       if (std::popcount(zeros) <= run) [[unlikely]] { // the run leads out of the band
-        if (category || !correctAt(corrected)) return giveUp();
+        if (category || !takeCorrections(correctable)) return giveUp();
         break;
       }
       k = positionBehind(zeros, run);
-      if (!correctAt(corrected & ~fromPosition(k))) return giveUp();
-      corrected &= fromPosition(k);
-      zeros &= ~Zel64u{1} << k;
+      const Zel64u behind = ~Zel64u{1} << k;
+      if (!takeCorrections(correctable & ~behind)) return giveUp();
+      correctable &= behind;
+      zeros &= behind;
       if (category) {
         store(block, k, positive ? 1 << band.shift : -1 * (1 << band.shift));
-        fresh |= Zel64u{1} << (63 - k);
+        fresh |= Zel64u{1} << k;
       }
-      ++k;
     }
   }
   if (eobRun > 0) {
-    if (!correctAt(corrected)) return giveUp();
+    if (!takeCorrections(correctable)) return giveUp();
     --eobRun;
   }
-  for (; set; set &= set - 1)
-    correct(block + kNaturalOfZigzag[63 - static_cast<size_t>(std::countr_zero(set))], band.shift);
+  correctAll(block, band.shift, nonzero, corrections);
   reader.finish(source);
   source.state->eobRun = eobRun;
   return true;

@@ -2,6 +2,7 @@
 // refinement scan, of which one belongs to each coefficient that is not zero, are gathered and scattered at once.
 #pragma once
 
+#include <array>
 #include <bit>
 #ifdef __BMI2__
 #include <immintrin.h>
@@ -37,24 +38,33 @@ HWY_INLINE Zel64u gatherBits(Zel64u from, Zel64u mask) {
 #endif
 }
 
-// The inverse: the lowest bits of `from`, at the positions of `mask`.
-HWY_INLINE Zel64u scatterBits(Zel64u from, Zel64u mask) {
-#ifdef __BMI2__
-  return _pdep_u64(from, mask);
-#else
-  Zel64u bits = 0;
-  for (; mask; mask &= mask - 1, from >>= 1) bits |= (mask & -mask) & -(from & 1);
-  return bits;
+#ifndef __BMI2__
+// The positions of the first, second and so on bit of each byte.
+inline constexpr auto kBitOfByte = [] {
+  std::array<std::array<Zel8u, 256>, 8> at{};
+  for (size_t byte = 0; byte < 256; ++byte) {
+    for (size_t bit = 0, n = 0; bit < 8; ++bit) {
+      if (byte >> bit & 1) at[n++][byte] = static_cast<Zel8u>(bit);
+    }
+  }
+  return at;
+}();
 #endif
-}
 
 // The lowest positions of `mask` but for `count` of them, fewer than it has; not mirrored.
 HWY_INLINE int positionBehind(Zel64u mask, int count) {
 #ifdef __BMI2__
   return std::countr_zero(_pdep_u64(Zel64u{1} << count, mask));
 #else
-  for (; count > 0; --count) mask &= mask - 1;
-  return std::countr_zero(mask);
+  // How many bits each byte and those below it have, in all bytes at once; then how many bytes are passed over.
+  constexpr Zel64u kOnes = 0x0101010101010101u, kTops = 0x8080808080808080u;
+  Zel64u sums = mask - (mask >> 1 & 0x5555555555555555u);
+  sums = (sums & 0x3333333333333333u) + (sums >> 2 & 0x3333333333333333u);
+  sums = ((sums + (sums >> 4)) & 0x0F0F0F0F0F0F0F0Fu) * kOnes;
+  const auto counts = static_cast<Zel64u>(count) * kOnes;
+  const int byte = 8 * std::popcount(((counts | kTops) - sums) & kTops);
+  const auto below = static_cast<size_t>(sums << 8 >> byte & 255);
+  return byte + kBitOfByte[static_cast<size_t>(count) - below][mask >> byte & 255];
 #endif
 }
 
