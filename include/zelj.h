@@ -885,11 +885,11 @@ ZELJ_API ZelStatus zeliWTGetBufSize_D97_JPEG2K_16s_C1R(const ZeliRect* pTileRect
 ZELJ_API ZelStatus zeliWTGetBufSize_D97_JPEG2K_32s_C1R(const ZeliRect* pTileRect, int* pSize);
 /** @defgroup jpeg2kencoder JPEG 2000 code-block encoder
  *  Tier-1 coding of one code-block of quantised wavelet coefficients (ISO/IEC 15444-1 Annexes C and D): coding passes,
- *  the MQ coder, and what a rate allocator needs of each pass. A load runs all passes and keeps their decisions; a store
- *  turns them into bytes, in pieces of any size.
+ *  the MQ coder, and what a rate allocator needs of each pass. A load runs all passes and keeps their decisions; a
+ * store turns them into bytes, in pieces of any size.
  *
- *  Samples are 32-bit words of sign and magnitude, not two's complement: bit 31 is the sign, bit 30 the top bit plane of
- *  the sub-band. The lowest plane coded is bit `31 - magnBits`; bits below it are not coded but count in distortions.
+ *  Samples are 32-bit words of sign and magnitude, not two's complement: bit 31 is the sign, bit 30 the top bit plane
+ * of the sub-band. The lowest plane coded is bit `31 - magnBits`; bits below it are not coded but count in distortions.
  *  `subband` is 0 for LL, 1 for LH, 2 for HL and 3 for HH; others act like 0.
  *
  *  `styleFlags` is a sum of: 1 stripe-causal contexts; 2 bypass: the significance and refinement passes below the top
@@ -910,9 +910,9 @@ ZELJ_API ZelStatus zeliEncodeInitAlloc_JPEG2K(ZeliEncodeState_JPEG2K** ppState, 
 /** Releases what zeliEncodeInitAlloc_JPEG2K made. Checks: pState null (-8). */
 ZELJ_API ZelStatus zeliEncodeFree_JPEG2K(ZeliEncodeState_JPEG2K* pState);
 /** Loads a block and runs its coding passes. `*pSfBits` is the position of the highest bit of any magnitude plus one, 0
- *  for an empty block; `*pNOfPasses` the number of passes; `*pNOfTermPasses` the number of codeword segments: with style
- *  4 the number of passes, else one more than the changes between raw and arithmetic-coded passes, and 1 for a block
- *  without passes. The argument between termMode and styleFlags is not read.
+ *  for an empty block; `*pNOfPasses` the number of passes; `*pNOfTermPasses` the number of codeword segments: with
+ * style 4 the number of passes, else one more than the changes between raw and arithmetic-coded passes, and 1 for a
+ * block without passes. The argument between termMode and styleFlags is not read.
  *
  *  Checks: pState null (-8), no state (-17), pSfBits, pNOfPasses, pNOfTermPasses null (-8), height or width below 1
  *  (-6), pSrc null (-8), srcStep below 1 (-14); a block for which the state has no memory (-6). */
@@ -921,7 +921,8 @@ ZELJ_API ZelStatus zeliEncodeLoadCodeBlock_JPEG2K_32s_C1R(const Zel32s* pSrc, in
                                                           int termMode, int reserved, int styleFlags, int* pSfBits,
                                                           int* pNOfPasses, int* pNOfTermPasses);
 /** Writes the next bytes of the block: at most `*pDstLen`, which becomes their number. `*pIsNotFinish` is not 0 while
- *  more are to come. Checks: pState null (-8), no state (-17), pDst, pDstLen, pIsNotFinish null (-8), `*pDstLen` below 1
+ *  more are to come. Checks: pState null (-8), no state (-17), pDst, pDstLen, pIsNotFinish null (-8), `*pDstLen` below
+ * 1
  *  (-6). */
 ZELJ_API ZelStatus zeliEncodeStoreBits_JPEG2K_1u(Zel8u* pDst, int* pDstLen, ZeliEncodeState_JPEG2K* pState,
                                                  int* pIsNotFinish);
@@ -971,8 +972,8 @@ ZELJ_API ZelStatus zeliDecodeCBProgrInitAlloc_JPEG2K(ZeliDecodeCBProgrState_JPEG
 /** Releases what zeliDecodeCBProgrInitAlloc_JPEG2K made. Checks: pState null (-8), no state (-17). */
 ZELJ_API ZelStatus zeliDecodeCBProgrFree_JPEG2K(ZeliDecodeCBProgrState_JPEG2K* pState);
 /** Attaches a block: its samples go to pDst, which must last as long as steps are taken. The current plane is
- *  `sfBits - 1` and no passes are left. Checks: pState null (-8), no state (-17), pDst null (-8), dstStep below 1 (-14),
- *  height or width below 1 (-6). */
+ *  `sfBits - 1` and no passes are left. Checks: pState null (-8), no state (-17), pDst null (-8), dstStep below 1
+ * (-14), height or width below 1 (-6). */
 ZELJ_API ZelStatus zeliDecodeCBProgrAttach_JPEG2K_32s_C1R(Zel32s* pDst, int dstStep, ZeliSize codeBlockSize,
                                                           ZeliDecodeCBProgrState_JPEG2K* pState, int subband,
                                                           int sfBits, int styleFlags);
@@ -984,7 +985,8 @@ ZELJ_API ZelStatus zeliDecodeCBProgrGetPassCounter_JPEG2K(ZeliDecodeCBProgrState
  *  null (-8). */
 ZELJ_API ZelStatus zeliDecodeCBProgrGetCurBitPlaneNum_JPEG2K(ZeliDecodeCBProgrState_JPEG2K* pState, int* pBitPlane);
 /** Decodes one codeword segment: with style 4 one pass, else all passes up to the next termination, as far as passes
- *  are left. Does nothing where none are, or no planes. Checks: pSrc, pState null (-8), no state (-17), nothing attached
+ *  are left. Does nothing where none are, or no planes. Checks: pSrc, pState null (-8), no state (-17), nothing
+ * attached
  *  (-180). While decoding: -112. */
 ZELJ_API ZelStatus zeliDecodeCBProgrStep_JPEG2K(const Zel8u* pSrc, int srcLen, ZeliDecodeCBProgrState_JPEG2K* pState);
 /** Decodes a block from nOfTermPasses codeword segments of pTermPassLen bytes each, one behind the other, up to the
@@ -997,6 +999,82 @@ ZELJ_API ZelStatus zeliDecodeCodeBlock_JPEG2K_1u32s_C1R(const Zel8u* pSrc, Zel32
                                                         ZeliSize codeBlockSize, int subband, int sfBits, int nOfPasses,
                                                         const int* pTermPassLen, int nOfTermPasses, int styleFlags,
                                                         int* pErrorBitPlane, ZeliDecodeCBProgrState_JPEG2K* pState);
+/** @} */
+
+/** @defgroup jpegxrpct JPEG XR photo core transform
+ *  The reversible 4x4 transform of ITU-T T.832 9.9, in place on every 4x4 block of a plane; one stage of it. A block's
+ * DC is left at its top left, the AC coefficients where the transform leaves them. Whole numbers wrap in the width of
+ * the sample, and the inverse restores every block whose forward steps did not wrap. Floats go through the same steps
+ *  without rounding.
+ *
+ *  Steps are in bytes and compared as unsigned numbers. Checks: pSrcDst null (-8); of a plane: width or height below 1
+ *  (-6), a step below a row (-14), width or height no multiple of 4 (-6); of a fixed size: a step below a row (-14).
+ *  @{ */
+
+/** Forward, 32-bit, a plane. */
+ZELJ_API ZelStatus zeliPCTFwd_JPEGXR_32s_C1IR(Zel32s* pSrcDst, Zel32u srcDstStep, ZeliSize roiSize);
+/** Forward, 32-bit, 16 x 16 samples. */
+ZELJ_API ZelStatus zeliPCTFwd16x16_JPEGXR_32s_C1IR(Zel32s* pSrcDst, Zel32u srcDstStep);
+/** Forward, 32-bit, 8 x 16 samples. */
+ZELJ_API ZelStatus zeliPCTFwd8x16_JPEGXR_32s_C1IR(Zel32s* pSrcDst, Zel32u srcDstStep);
+/** Forward, 32-bit, 8 x 8 samples. */
+ZELJ_API ZelStatus zeliPCTFwd8x8_JPEGXR_32s_C1IR(Zel32s* pSrcDst, Zel32u srcDstStep);
+/** Forward, 32-bit, a plane; another name of the `_JPEGXR_` export. */
+ZELJ_API ZelStatus zeliPCTFwd_HDP_32s_C1IR(Zel32s* pSrcDst, Zel32u srcDstStep, ZeliSize roiSize);
+/** Forward, 32-bit, 16 x 16 samples; another name of the `_JPEGXR_` export. */
+ZELJ_API ZelStatus zeliPCTFwd16x16_HDP_32s_C1IR(Zel32s* pSrcDst, Zel32u srcDstStep);
+/** Forward, 32-bit, 8 x 16 samples; another name of the `_JPEGXR_` export. */
+ZELJ_API ZelStatus zeliPCTFwd8x16_HDP_32s_C1IR(Zel32s* pSrcDst, Zel32u srcDstStep);
+/** Forward, 32-bit, 8 x 8 samples; another name of the `_JPEGXR_` export. */
+ZELJ_API ZelStatus zeliPCTFwd8x8_HDP_32s_C1IR(Zel32s* pSrcDst, Zel32u srcDstStep);
+/** Forward, 16-bit, a plane. */
+ZELJ_API ZelStatus zeliPCTFwd_JPEGXR_16s_C1IR(Zel16s* pSrcDst, Zel32u srcDstStep, ZeliSize roiSize);
+/** Forward, 16-bit, 16 x 16 samples. */
+ZELJ_API ZelStatus zeliPCTFwd16x16_JPEGXR_16s_C1IR(Zel16s* pSrcDst, Zel32u srcDstStep);
+/** Forward, 16-bit, 8 x 16 samples. */
+ZELJ_API ZelStatus zeliPCTFwd8x16_JPEGXR_16s_C1IR(Zel16s* pSrcDst, Zel32u srcDstStep);
+/** Forward, 16-bit, 8 x 8 samples. */
+ZELJ_API ZelStatus zeliPCTFwd8x8_JPEGXR_16s_C1IR(Zel16s* pSrcDst, Zel32u srcDstStep);
+/** Forward, floating-point, a plane. */
+ZELJ_API ZelStatus zeliPCTFwd_JPEGXR_32f_C1IR(Zel32f* pSrcDst, Zel32u srcDstStep, ZeliSize roiSize);
+/** Forward, floating-point, 16 x 16 samples. */
+ZELJ_API ZelStatus zeliPCTFwd16x16_JPEGXR_32f_C1IR(Zel32f* pSrcDst, Zel32u srcDstStep);
+/** Forward, floating-point, 8 x 16 samples. */
+ZELJ_API ZelStatus zeliPCTFwd8x16_JPEGXR_32f_C1IR(Zel32f* pSrcDst, Zel32u srcDstStep);
+/** Forward, floating-point, 8 x 8 samples. */
+ZELJ_API ZelStatus zeliPCTFwd8x8_JPEGXR_32f_C1IR(Zel32f* pSrcDst, Zel32u srcDstStep);
+/** Inverse, 32-bit, a plane. */
+ZELJ_API ZelStatus zeliPCTInv_JPEGXR_32s_C1IR(Zel32s* pSrcDst, Zel32u srcDstStep, ZeliSize roiSize);
+/** Inverse, 32-bit, 16 x 16 samples. */
+ZELJ_API ZelStatus zeliPCTInv16x16_JPEGXR_32s_C1IR(Zel32s* pSrcDst, Zel32u srcDstStep);
+/** Inverse, 32-bit, 8 x 16 samples. */
+ZELJ_API ZelStatus zeliPCTInv8x16_JPEGXR_32s_C1IR(Zel32s* pSrcDst, Zel32u srcDstStep);
+/** Inverse, 32-bit, 8 x 8 samples. */
+ZELJ_API ZelStatus zeliPCTInv8x8_JPEGXR_32s_C1IR(Zel32s* pSrcDst, Zel32u srcDstStep);
+/** Inverse, 32-bit, a plane; another name of the `_JPEGXR_` export. */
+ZELJ_API ZelStatus zeliPCTInv_HDP_32s_C1IR(Zel32s* pSrcDst, Zel32u srcDstStep, ZeliSize roiSize);
+/** Inverse, 32-bit, 16 x 16 samples; another name of the `_JPEGXR_` export. */
+ZELJ_API ZelStatus zeliPCTInv16x16_HDP_32s_C1IR(Zel32s* pSrcDst, Zel32u srcDstStep);
+/** Inverse, 32-bit, 8 x 16 samples; another name of the `_JPEGXR_` export. */
+ZELJ_API ZelStatus zeliPCTInv8x16_HDP_32s_C1IR(Zel32s* pSrcDst, Zel32u srcDstStep);
+/** Inverse, 32-bit, 8 x 8 samples; another name of the `_JPEGXR_` export. */
+ZELJ_API ZelStatus zeliPCTInv8x8_HDP_32s_C1IR(Zel32s* pSrcDst, Zel32u srcDstStep);
+/** Inverse, 16-bit, a plane. */
+ZELJ_API ZelStatus zeliPCTInv_JPEGXR_16s_C1IR(Zel16s* pSrcDst, Zel32u srcDstStep, ZeliSize roiSize);
+/** Inverse, 16-bit, 16 x 16 samples. */
+ZELJ_API ZelStatus zeliPCTInv16x16_JPEGXR_16s_C1IR(Zel16s* pSrcDst, Zel32u srcDstStep);
+/** Inverse, 16-bit, 8 x 16 samples. */
+ZELJ_API ZelStatus zeliPCTInv8x16_JPEGXR_16s_C1IR(Zel16s* pSrcDst, Zel32u srcDstStep);
+/** Inverse, 16-bit, 8 x 8 samples. */
+ZELJ_API ZelStatus zeliPCTInv8x8_JPEGXR_16s_C1IR(Zel16s* pSrcDst, Zel32u srcDstStep);
+/** Inverse, floating-point, a plane. */
+ZELJ_API ZelStatus zeliPCTInv_JPEGXR_32f_C1IR(Zel32f* pSrcDst, Zel32u srcDstStep, ZeliSize roiSize);
+/** Inverse, floating-point, 16 x 16 samples. */
+ZELJ_API ZelStatus zeliPCTInv16x16_JPEGXR_32f_C1IR(Zel32f* pSrcDst, Zel32u srcDstStep);
+/** Inverse, floating-point, 8 x 16 samples. */
+ZELJ_API ZelStatus zeliPCTInv8x16_JPEGXR_32f_C1IR(Zel32f* pSrcDst, Zel32u srcDstStep);
+/** Inverse, floating-point, 8 x 8 samples. */
+ZELJ_API ZelStatus zeliPCTInv8x8_JPEGXR_32f_C1IR(Zel32f* pSrcDst, Zel32u srcDstStep);
 /** @} */
 
 /** @defgroup jpegxrvlc JPEG XR adaptive state
@@ -1258,7 +1336,7 @@ ZELJ_API ZelStatus zeliTextureEncodeBlock4x4FromRGBA_BC7_8u_C4C1R(const Zel8u* p
  *  One slot for each `zeli` export, in alphabetical order of the names (capitals before the underscore before small
  *  letters): the address of the implementation. Constant; an export is a jump through its slot.
  *  @{ */
-#define ZELJ_ENTRY_COUNT 220 /**< slots of the entry table: the exports but zeljGetLibVersion */
+#define ZELJ_ENTRY_COUNT 252 /**< slots of the entry table: the exports but zeljGetLibVersion */
 /** The slots. */
 ZELJ_API extern void (*const zeljEntryTable[ZELJ_ENTRY_COUNT])(void);
 /** @} */
