@@ -1,16 +1,17 @@
 // Masks of bytes as integers.
 #pragma once
 
+#include <algorithm>
 #include <bit>
 
 #include "simd/simd.h"
 
 namespace zelj {
 
-// A mask of up to 64 bytes, the first in bit 0.
+// A mask of up to 64 lanes, the first in bit 0.
 template <class D, class M>
 HWY_INLINE Zel64u bitsOfMask(D d, M mask) {
-  hwy::UnsignedFromSize<hn::MaxLanes(D()) / 8> bits;
+  hwy::UnsignedFromSize<std::max<size_t>(hn::MaxLanes(D()) / 8, 1)> bits;
   hn::StoreMaskBits(d, mask, reinterpret_cast<uint8_t*>(&bits));
   return bits;
 }

@@ -2,25 +2,41 @@
 // channels stand still: they are summed once for each pixel and entry of the ramp. Then a vector holds one candidate
 // for the two ends in each lane, and the errors of all lanes come from one pass over the pixels.
 #include <algorithm>
+#include <bit>
 #include <limits>
 
+#include "simd/byte_masks.h"
 #include "texture/bc7_encode.h"
 
 namespace zelj::bc7 {
 
 const Squares kNoSquares{};
 
+namespace {
+
+// Values at a precision widened to 8 bits.
+template <class V>
+HWY_INLINE V widened(V value, int precision) {
+  const V top = hn::ShiftLeftSame(value, 8 - precision);
+  return hn::Or(top, hn::ShiftRightSame(top, precision));
+}
+
+} // namespace
+
 void setSquares(Squares& squares, const Zel16u* pixels, int precision, int e0, int e1, int indexBits) {
-  const auto widened = [precision](int value) {
-    const int top = value << (8 - precision);
-    return precision ? top | top >> precision : 255;
+  constexpr hn::CappedTag<Zel16u, 16> d;
+  constexpr size_t lanes = hn::MaxLanes(d), vectors = 16 / lanes;
+  const auto end = [=](int value) {
+    return precision ? widened(hn::Set(d, static_cast<Zel16u>(value)), precision) : hn::Set(d, 255);
   };
-  const int u0 = widened(e0), u1 = widened(e1);
+  const auto u0 = end(e0), u1 = end(e1);
+  hn::VFromD<decltype(d)> pixel[vectors];
+  for (size_t i = 0; i < vectors; ++i) pixel[i] = hn::LoadU(d, pixels + i * lanes);
   for (int j = 0; j < 1 << indexBits; ++j) {
-    const int weight = weightsOfBits(indexBits)[j], entry = ((64 - weight) * u0 + weight * u1 + 32) >> 6;
-    for (int p = 0; p < 16; ++p) {
-      const int difference = pixels[p] - entry;
-      squares.of[j][p] = static_cast<Zel16u>(difference * difference);
+    const auto entry = interpolated(u0, u1, weightsOfBits(indexBits)[j]);
+    for (size_t i = 0; i < vectors; ++i) {
+      const auto difference = hn::Sub(pixel[i], entry);
+      hn::Store(hn::Mul(difference, difference), d, squares.of[j] + i * lanes);
     }
   }
 }
@@ -42,34 +58,62 @@ void scanRamp(Scan& scan, const Squares* const (&channels)[4], int indexBits) {
 
 namespace {
 
-// A search along the ends of one channel. Lanes of T hold errors and distances, which stop at the largest T.
-//
-// 16-bit lanes serve where the error to be undercut is at most kShortErrors. That distances stop at 65535 then changes
-// nothing: a scan that met a rise from d >= 65535 on its way to one of d' <= kShortErrors would differ. But distances
-// along a ramp are a parabola but for the rounding of its entries to whole numbers, which moves a distance around 256
-// by at most 2 * 256 * sqrt(4) / 2 + 1 = 513. Convex, and falling from 65535 - 513 to 32767 + 513 within the ramp, the
-// parabola falls by 4 / 64 of 31742 or more from that entry to the next, which no rounding turns into a rise.
-constexpr Zel32s kShortErrors = 32767;
-
-template <class T>
-struct Line {
-  int count;
-  // What the other channels add for an entry and a pixel, and the pixel's own value, as they fill 32 bits of lanes.
-  alignas(64) Zel32u others[16][16];
-  alignas(64) Zel32u pixels[16];
-
-  static constexpr Zel32u kLimit = std::numeric_limits<T>::max();
-  static constexpr Zel32u filling(Zel32u value) { return sizeof(T) == 2 ? value * 0x10001 : value; }
-
-  Line(const Subset& subset, int channel, const Squares* const (&rest)[3], int indexBits) : count(subset.count) {
-    for (int j = 0; j < 1 << indexBits; ++j) {
+// A search along the ends of one channel: what is the same for all candidates.
+class Channel {
+ public:
+  Channel(const Subset& subset, int channel, const Squares* const (&rest)[3], int precision, int indexBits)
+      : count_(subset.count), precision_(precision), entries_(1 << indexBits), pixels_(subset.channel[channel]) {
+    std::fill_n(least_, 16, std::numeric_limits<Zel32u>::max());
+    for (int j = 0; j < entries_; ++j) {
       for (int p = 0; p < 16; ++p) {
-        const Zel32u sum = Zel32u{rest[0]->of[j][p]} + rest[1]->of[j][p] + rest[2]->of[j][p];
-        others[j][p] = filling(std::min(sum, kLimit));
+        others_[j][p] = Zel32u{rest[0]->of[j][p]} + rest[1]->of[j][p] + rest[2]->of[j][p];
+        least_[p] = std::min(least_[p], others_[j][p]);
       }
     }
-    for (int p = 0; p < 16; ++p) pixels[p] = filling(subset.channel[channel][p]);
+    for (int p = 0; p < 16; ++p) paid_ += p < count_ ? static_cast<Zel32s>(least_[p]) : 0;
   }
+
+  int count() const { return count_; }
+  int precision() const { return precision_; }
+  int top() const { return (1 << precision_) - 1; }
+  int entries() const { return entries_; }
+  Zel32u pixel(int p) const { return pixels_[p]; }
+  // Distance of an entry from a pixel in the other channels, beyond that of the nearest entry.
+  Zel32u beyondLeast(int j, int p) const { return others_[j][p] - least_[p]; }
+  // What the nearest entries cost in the other channels: every candidate pays it.
+  Zel32s paid() const { return paid_; }
+
+  // The error of two ends, without what every candidate pays.
+  template <int kIndexBits>
+  Zel32s error(int e0, int e1) const {
+    Squares own;
+    setSquares(own, pixels_, precision_, e0, e1, kIndexBits);
+    constexpr hn::CappedTag<Zel32s, 16> d;
+    constexpr int last = (1 << kIndexBits) - 1;
+    auto sum = hn::Zero(d);
+    for (size_t p = 0; p < 16; p += hn::MaxLanes(d)) {
+      const auto distance = [&](int j) {
+        const auto square = hn::PromoteTo(d, hn::LoadU(hn::Rebind<Zel16u, decltype(d)>(), own.of[j] + p));
+        return hn::Add(square, hn::Load(d, reinterpret_cast<const Zel32s*>(others_[j]) + p));
+      };
+      auto next = distance(last), found = next;
+      HWY_UNROLL(16)
+      for (int j = last - 1; j >= 0; --j) {
+        const auto here = distance(j);
+        found = scanFromEarlier(here, next, found);
+        next = here;
+      }
+      sum = hn::Add(sum, hn::IfThenElseZero(hn::Lt(hn::Iota(d, static_cast<Zel32s>(p)), hn::Set(d, count_)), found));
+    }
+    return hn::GetLane(hn::SumOfLanes(d, sum)) - paid_;
+  }
+
+ private:
+  alignas(64) Zel32u others_[16][16]; // entry, pixel
+  alignas(64) Zel32u least_[16];
+  int count_, precision_, entries_;
+  const Zel16u* pixels_;
+  Zel32s paid_ = 0;
 };
 
 template <class D>
@@ -86,50 +130,82 @@ HWY_INLINE V addLimited(V a, V b) {
   }
 }
 
-// Values at a precision widened to 8 bits.
-template <class V>
-HWY_INLINE V widened(V value, int precision) {
-  const V top = hn::ShiftLeftSame(value, 8 - precision);
-  return hn::Or(top, hn::ShiftRightSame(top, precision));
-}
+// A sieve for candidates, each in a lane of T: it tells for each a number not above its error, and lets those through
+// that are below a bound. Of the distances from a ramp it takes the least, whatever the scan would find, and it looks
+// at those entries alone that cost less than the bound in the other channels: their nearest neighbourhood. Lanes stop
+// at the largest T.
+template <int kIndexBits, class T>
+class Sieve {
+ public:
+  static constexpr Zel32u kLimit = std::numeric_limits<T>::max();
 
-// The errors of candidate ends, a candidate to a lane; of candidates at or above the bound some number not below it.
-template <int kIndexBits, class T, class V>
-HWY_INLINE V errorsOf(const Line<T>& line, V e0, V e1, T bound) {
-  constexpr int entries = 1 << kIndexBits;
-  const hn::DFromV<V> d;
-  V ramp[entries];
-  for (int j = 0; j < entries; ++j) ramp[j] = interpolated(e0, e1, weightsOfBits(kIndexBits)[j]);
-  V sum = hn::Zero(d);
-  for (int p = 0; p < line.count; ++p) {
-    if (p % 4 == 0 && p > 0 && hn::AllTrue(d, hn::Eq(hn::Max(sum, hn::Set(d, bound)), sum))) break;
-    const V pixel = fill(d, line.pixels[p]);
-    V found = hn::Zero(d), next = hn::Zero(d);
-    HWY_UNROLL(16)
-    for (int j = entries - 1; j >= 0; --j) {
-      const V difference = hn::Sub(pixel, ramp[j]);
-      const V distance = addLimited(fill(d, line.others[j][p]), hn::Mul(difference, difference));
-      found = j == entries - 1 ? distance : scanFromEarlier(distance, next, found);
-      next = distance;
+  Sieve(const Channel& channel, Zel32s bound) : count_(channel.count()) {
+    constexpr int entries = 1 << kIndexBits;
+    alignas(64) Zel32s last[16];
+    for (int p = 0; p < 16; ++p) {
+      pixels_[p] = filling(channel.pixel(p));
+      first_[p] = 16;
+      last[p] = 0;
     }
-    sum = addLimited(sum, found);
+    for (int j = 0; j < entries; ++j) {
+      for (int p = 0; p < 16; ++p) {
+        const Zel32u other = channel.beyondLeast(j, p);
+        others_[j][p] = filling(std::min(other, kLimit));
+        first_[p] = std::min(first_[p], other < static_cast<Zel32u>(bound) ? j : 16);
+        last[p] = std::max(last[p], other < static_cast<Zel32u>(bound) ? j : 0);
+      }
+    }
+    for (int p = 0; p < 16; ++p) width_ = std::max(width_, last[p] - first_[p] + 1);
+    for (int p = 0; p < 16; ++p) first_[p] = std::min(first_[p], entries - width_);
   }
-  return sum;
+
+  template <size_t kVectors, class V>
+  HWY_INLINE void errors(const V (&e0)[kVectors], const V (&e1)[kVectors], V (&sums)[kVectors]) const {
+    constexpr int entries = 1 << kIndexBits;
+    const hn::DFromV<V> d;
+    V ramp[entries][kVectors];
+    for (size_t v = 0; v < kVectors; ++v) {
+      for (int j = 0; j < entries; ++j) ramp[j][v] = interpolated(e0[v], e1[v], weightsOfBits(kIndexBits)[j]);
+      sums[v] = hn::Zero(d);
+    }
+    for (int p = 0; p < count_; ++p) {
+      const V pixel = fill(d, pixels_[p]);
+      const auto distance = [&](int j, size_t v) {
+        const V difference = hn::Sub(pixel, ramp[j][v]);
+        return addLimited(fill(d, others_[j][p]), hn::Mul(difference, difference));
+      };
+      const int first = first_[p];
+      V least[kVectors];
+      for (size_t v = 0; v < kVectors; ++v) least[v] = distance(first, v);
+      for (int j = first + 1; j < first + width_; ++j) {
+        for (size_t v = 0; v < kVectors; ++v) least[v] = hn::Min(least[v], distance(j, v));
+      }
+      for (size_t v = 0; v < kVectors; ++v) sums[v] = addLimited(sums[v], least[v]);
+    }
+  }
+
+ private:
+  static constexpr Zel32u filling(Zel32u value) { return sizeof(T) == 2 ? value * 0x10001 : value; }
+
+  int count_;
+  int width_ =
+      1; // entries to look at from the first on: as many for each pixel, since loops of one length are foreseen
+  alignas(64) Zel32s first_[16];
+  // Distances in the other channels, and the pixel's own value, as they fill 32 bits of lanes.
+  alignas(64) Zel32u others_[16][16];
+  alignas(64) Zel32u pixels_[16];
+};
+
+// Highway compares unsigned lanes for equality alone in one operation.
+template <class V>
+HWY_INLINE auto atOrAbove(V a, V b) {
+  return hn::Eq(hn::Max(a, b), a);
 }
 
-// The first lane with the least error below the bound takes its place; -1 if there is none.
-template <class T, class D, class V = hn::VFromD<D>>
-HWY_INLINE int firstLeast(D d, V errors, T& bound) {
-  if (hn::AllTrue(d, hn::Eq(hn::Min(errors, hn::Set(d, bound)), hn::Set(d, bound)))) return -1;
-  bound = hn::GetLane(hn::MinOfLanes(d, errors));
-  return static_cast<int>(hn::FindFirstTrue(d, hn::Eq(errors, hn::Set(d, bound))));
-}
-
-// The end of a channel that a step search found.
-template <class T>
-struct Stepped {
-  T error;
-  Zel8u end;
+// The ends of a channel, and an error to be undercut.
+struct Ends {
+  int e0, e1;
+  Zel32s error;
 };
 
 // Half the range of 8 bits, down and up, then half of that, and so on.
@@ -149,72 +225,73 @@ HWY_INLINE hn::VFromD<D> set(D d, int value) {
   return hn::Set(d, static_cast<hn::TFromD<D>>(value));
 }
 
-// Steps of half the range and less, each taken down or up if that lowers the error. All steps from one place are tried
-// at once: what they find is right up to the first that is taken.
+// Steps of half the range and less of one end, each taken down or up if that lowers the error. All steps from one place
+// are sieved at once, which is right up to the first that is taken.
 template <int kIndexBits, class T>
-Stepped<T> stepSearch(const Line<T>& line, int precision, const Zel8u (&ends)[2], int moving, T bound) {
+Ends searchSteps(const Channel& channel, const Sieve<kIndexBits, T>& sieve, Ends ends, bool second) {
   constexpr hn::CappedTag<T, 16> d;
   constexpr hn::RebindToSigned<decltype(d)> di;
   constexpr int lanes = static_cast<int>(hn::MaxLanes(d));
-  const Zel16s* const steps = kSteps + 2 * (8 - precision);
-  const auto fixed = widened(set(d, ends[1 - moving]), precision);
-  int place = ends[moving];
-  for (int i = 0; i < 2 * precision;) {
-    alignas(64) T errors[16];
-    for (int k = i / lanes * lanes; k < 2 * precision; k += lanes) {
+  using V = hn::VFromD<decltype(d)>;
+  const int count = 2 * channel.precision();
+  const Zel16s* const steps = kSteps + 16 - count;
+  int& place = second ? ends.e1 : ends.e0;
+  for (int i = 0; i < count;) {
+    Zel32u below = 0; // the steps that the sieve lets through
+    for (int k = i / lanes * lanes; k < count; k += lanes) {
       const auto moved = hn::Add(set(di, place), load16s(di, steps + k));
-      const auto outside = hn::Or(hn::Gt(hn::Zero(di), moved), hn::Gt(moved, set(di, (1 << precision) - 1)));
-      const auto end = widened(hn::BitCast(d, moved), precision);
-      const auto sums =
-          moving ? errorsOf<kIndexBits>(line, fixed, end, bound) : errorsOf<kIndexBits>(line, end, fixed, bound);
-      hn::Store(hn::Or(sums, hn::BitCast(d, hn::VecFromMask(di, outside))), d, errors + k);
+      const auto outside = hn::Or(hn::Gt(hn::Zero(di), moved), hn::Gt(moved, set(di, channel.top())));
+      const V end = widened(hn::BitCast(d, moved), channel.precision());
+      const V other = widened(set(d, second ? ends.e0 : ends.e1), channel.precision());
+      V sums[1];
+      sieve.errors({second ? other : end}, {second ? end : other}, sums);
+      below |= static_cast<Zel32u>(
+                   bitsOfMask(di, hn::Not(hn::Or(outside, hn::RebindMask(di, atOrAbove(sums[0], set(d, ends.error)))))))
+               << k;
     }
-    int taken = 0;
-    for (; i < 2 * precision && taken == 0; i += 2) {
-      for (int k = i; k < i + 2; ++k) {
-        if (errors[k] >= bound) continue;
-        bound = errors[k];
-        taken = steps[k];
-      }
+    below &= (1u << count) - (1u << i);
+    const int from = place;
+    for (i = count; below && std::countr_zero(below) < i; below &= below - 1) {
+      const int k = std::countr_zero(below), there = from + steps[k];
+      const Zel32s error =
+          second ? channel.error<kIndexBits>(ends.e0, there) : channel.error<kIndexBits>(there, ends.e1);
+      if (error >= ends.error) continue;
+      ends.error = error;
+      place = there;
+      i = (k | 1) + 1; // both directions of a step are tried
     }
-    place += taken;
   }
-  return {bound, static_cast<Zel8u>(place)};
+  return ends;
 }
 
 // The ends of a channel in turn. What a search finds for E1 counts as error, but E1 stays as it is, and E0 is only ever
 // what was found for it first.
 template <int kIndexBits, class T>
-T searchEnds(const Line<T>& line, int precision, Zel8u (&ends)[2], T error) {
-  const Stepped<T> first = stepSearch<kIndexBits>(line, precision, ends, 0, error),
-                   second = stepSearch<kIndexBits>(line, precision, ends, 1, error);
-  int next;
-  if (second.error > first.error) {
-    if (first.error >= error) return error;
-    ends[0] = first.end;
-    error = first.error;
-    next = 1;
-  } else {
-    if (second.error >= error) return error;
-    error = second.error;
-    next = 0;
-  }
-  for (;; next = 1 - next) {
-    const T found = stepSearch<kIndexBits>(line, precision, ends, next, error).error;
-    if (found >= error) return error;
-    if (next == 0) ends[0] = first.end;
-    error = found;
+Ends searchEnds(const Channel& channel, Ends ends) {
+  const Sieve<kIndexBits, T> sieve(channel, ends.error);
+  const Ends first = searchSteps(channel, sieve, ends, false), second = searchSteps(channel, sieve, ends, true);
+  bool next = second.error > first.error;
+  const Ends& better = next ? first : second;
+  if (better.error >= ends.error) return ends;
+  ends.error = better.error;
+  if (next) ends.e0 = first.e0;
+  for (;; next = !next) {
+    const Zel32s error = searchSteps(channel, sieve, ends, next).error;
+    if (error >= ends.error) return ends;
+    if (!next) ends.e0 = first.e0;
+    ends.error = error;
   }
 }
 
 // Offsets of both ends around where they are, in the order in which they are tried: E0 by 5 down to 5 up, E1 by 5 down
 // to 4 up. Where E0 is the larger, E1 is in the outer loop.
+constexpr size_t kNeighbours = 110;
 struct Neighbours {
   Zel16s offset[2][128]; // of E0, E1; 100 where there are no more
 };
 constexpr Neighbours neighbours(bool secondOuter) {
   Neighbours n{};
-  int i = 0;
+  size_t i = 0;
   for (int outer = 0; outer < (secondOuter ? 10 : 11); ++outer) {
     for (int inner = 0; inner < (secondOuter ? 11 : 10); ++inner, ++i) {
       n.offset[0][i] = static_cast<Zel16s>((secondOuter ? inner : outer) - 5);
@@ -224,51 +301,65 @@ constexpr Neighbours neighbours(bool secondOuter) {
   for (; i < 128; ++i) n.offset[0][i] = n.offset[1][i] = 100;
   return n;
 }
-constexpr Neighbours kNeighbours[2] = {neighbours(false), neighbours(true)};
+constexpr Neighbours kNeighbourOffsets[2] = {neighbours(false), neighbours(true)};
 
+// The neighbour with the least error, the first of equals, if that is lower.
 template <int kIndexBits, class T>
-T searchNeighbours(const Line<T>& line, int precision, Zel8u (&ends)[2], T error) {
+Ends searchNeighbours(const Channel& channel, Ends ends) {
   constexpr hn::ScalableTag<T> d;
   constexpr hn::RebindToSigned<decltype(d)> di;
-  using V = hn::VFromD<decltype(di)>;
-  const int top = (1 << precision) - 1;
-  const bool falling = ends[0] > ends[1];
-  const Zel16s(&offsets)[2][128] = kNeighbours[falling].offset;
-  const Zel8u from[2] = {ends[0], ends[1]};
-  const V highest[2] = {set(di, std::min(from[0] + 5, top)), set(di, std::min(from[1] + 4, top - 1))};
-  for (int i = 0; i < 110; i += static_cast<int>(hn::MaxLanes(d))) {
-    const V a = hn::Add(set(di, from[0]), load16s(di, offsets[0] + i));
-    const V b = hn::Add(set(di, from[1]), load16s(di, offsets[1] + i));
-    const V larger = falling ? a : b, smaller = falling ? b : a;
-    const auto outside = hn::Or(hn::Or(hn::Gt(hn::Zero(di), smaller), hn::Gt(smaller, larger)),
-                                hn::Or(hn::Gt(a, highest[0]), hn::Gt(b, highest[1])));
-    if (hn::AllTrue(di, outside)) continue;
-    const auto sums =
-        errorsOf<kIndexBits>(line, widened(hn::BitCast(d, a), precision), widened(hn::BitCast(d, b), precision), error);
-    const auto errors = hn::Or(sums, hn::BitCast(d, hn::VecFromMask(di, outside)));
-    const int lane = firstLeast(d, errors, error);
-    if (lane >= 0) {
-      ends[0] = static_cast<Zel8u>(from[0] + offsets[0][i + lane]);
-      ends[1] = static_cast<Zel8u>(from[1] + offsets[1][i + lane]);
+  using V = hn::VFromD<decltype(d)>;
+  using VI = hn::VFromD<decltype(di)>;
+  const Sieve<kIndexBits, T> sieve(channel, ends.error);
+  const bool falling = ends.e0 > ends.e1;
+  const Zel16s(&offsets)[2][128] = kNeighbourOffsets[falling].offset;
+  const VI highest0 = set(di, std::min(ends.e0 + 5, channel.top()));
+  const VI highest1 = set(di, std::min(ends.e1 + 4, channel.top() - 1));
+  constexpr size_t lanes = hn::MaxLanes(d), vectors = std::min<size_t>((kNeighbours + lanes - 1) / lanes, 7);
+  alignas(64) T atLeast[128];
+  V lowest = hn::Set(d, std::numeric_limits<T>::max());
+  for (size_t i = 0; i < kNeighbours; i += vectors * lanes) {
+    V e0[vectors], e1[vectors], impossible[vectors], sums[vectors];
+    for (size_t v = 0; v < vectors; ++v) {
+      const VI a = hn::Add(set(di, ends.e0), load16s(di, offsets[0] + i + v * lanes));
+      const VI b = hn::Add(set(di, ends.e1), load16s(di, offsets[1] + i + v * lanes));
+      const VI larger = falling ? a : b, smaller = falling ? b : a;
+      const auto outside = hn::Or(hn::Or(hn::Gt(hn::Zero(di), smaller), hn::Gt(smaller, larger)),
+                                  hn::Or(hn::Gt(a, highest0), hn::Gt(b, highest1)));
+      impossible[v] = hn::BitCast(d, hn::VecFromMask(di, outside));
+      e0[v] = widened(hn::BitCast(d, a), channel.precision());
+      e1[v] = widened(hn::BitCast(d, b), channel.precision());
+    }
+    sieve.errors(e0, e1, sums);
+    for (size_t v = 0; v < vectors; ++v) {
+      const V sum = hn::Or(sums[v], impossible[v]);
+      hn::Store(sum, d, atLeast + i + v * lanes);
+      lowest = hn::Min(lowest, sum);
     }
   }
-  return error;
+  for (;;) {
+    const T least = hn::GetLane(hn::MinOfLanes(d, lowest));
+    if (static_cast<Zel32u>(least) >= static_cast<Zel32u>(ends.error)) return ends;
+    size_t i = 0; // of the first that has it
+    while (hn::AllFalse(d, hn::Eq(hn::Load(d, atLeast + i), hn::Set(d, least)))) i += lanes;
+    i += static_cast<size_t>(hn::FindFirstTrue(d, hn::Eq(hn::Load(d, atLeast + i), hn::Set(d, least))));
+    const int e0 = ends.e0 + offsets[0][i], e1 = ends.e1 + offsets[1][i];
+    const Zel32s error = channel.error<kIndexBits>(e0, e1);
+    if (static_cast<Zel32u>(error) == static_cast<Zel32u>(least)) return {e0, e1, error};
+    // More than the sieve told: it takes its place among the others.
+    atLeast[i] = static_cast<T>(std::min(static_cast<Zel32u>(error), Sieve<kIndexBits, T>::kLimit));
+    lowest = hn::Load(d, atLeast);
+    for (size_t k = lanes; k < kNeighbours; k += lanes) lowest = hn::Min(lowest, hn::Load(d, atLeast + k));
+  }
 }
 
-template <bool kNeighbourhood, class T, int kIndexBits>
-Zel32s search(const Subset& subset, int channel, const Squares* const (&rest)[3], int precision, Zel8u (&ends)[2],
-              Zel32s error) {
-  const Line<T> line(subset, channel, rest, kIndexBits);
-  const auto bound = static_cast<T>(error);
-  return static_cast<Zel32s>(kNeighbourhood ? searchNeighbours<kIndexBits>(line, precision, ends, bound)
-                                            : searchEnds<kIndexBits>(line, precision, ends, bound));
-}
-
-using Search = Zel32s(const Subset&, int, const Squares* const (&)[3], int, Zel8u (&)[2], Zel32s);
-template <bool kNeighbourhood>
-constexpr Search* kSearch[2][3] = {
-    {search<kNeighbourhood, Zel16u, 2>, search<kNeighbourhood, Zel16u, 3>, search<kNeighbourhood, Zel16u, 4>},
-    {search<kNeighbourhood, Zel32u, 2>, search<kNeighbourhood, Zel32u, 3>, search<kNeighbourhood, Zel32u, 4>}};
+using Search = Ends(const Channel&, Ends);
+// By width of lanes, then by bits of an index.
+constexpr Search* kSearchEnds[2][3] = {{searchEnds<2, Zel16u>, searchEnds<3, Zel16u>, searchEnds<4, Zel16u>},
+                                       {searchEnds<2, Zel32u>, searchEnds<3, Zel32u>, searchEnds<4, Zel32u>}};
+constexpr Search* kSearchNeighbours[2][3] = {
+    {searchNeighbours<2, Zel16u>, searchNeighbours<3, Zel16u>, searchNeighbours<4, Zel16u>},
+    {searchNeighbours<2, Zel32u>, searchNeighbours<3, Zel32u>, searchNeighbours<4, Zel32u>}};
 
 class Refinement {
  public:
@@ -278,8 +369,8 @@ class Refinement {
   }
 
   EndPoints run() {
-    for (int c = 0; c < 4; ++c) searchChannel(c, kSearch<false>);
-    for (int c = 0; c < 4; ++c) searchChannel(c, kSearch<true>);
+    for (int c = 0; c < 4; ++c) searchChannel(c, kSearchEnds);
+    for (int c = 0; c < 4; ++c) searchChannel(c, kSearchNeighbours);
     return endPoints_;
   }
 
@@ -292,36 +383,40 @@ class Refinement {
   void update(int c) {
     const auto i = static_cast<size_t>(c);
     setSquares(squares_[c], subset_.channel[c], precision(c), endPoints_[0][i], endPoints_[1][i], indexBits(c));
+    if (c == 3 && !together(0, 3))
+      alphaError_ = errorOf({&kNoSquares, &kNoSquares, &kNoSquares, &squares_[3]}, bits_.alpha);
   }
 
-  // The error in the channels that do not share the index of this one.
-  Zel32s errorElsewhere(int c) const {
-    const Squares* others[4] = {&kNoSquares, &kNoSquares, &kNoSquares, &kNoSquares};
-    int another = -1;
-    for (int i = 0; i < 4; ++i) {
-      if (i != c && !together(c, i)) others[i] = &squares_[another = i];
-    }
-    if (another < 0) return 0;
+  Zel32s errorOf(const Squares* const (&channels)[4], int indexBits) const {
     Scan scan;
-    scanRamp(scan, others, indexBits(another));
+    scanRamp(scan, channels, indexBits);
     Zel32s sum = 0;
     for (int p = 0; p < subset_.count; ++p) sum += scan.distance[p];
     return sum;
   }
 
+  // The error in the channels that do not share the index of this one.
+  Zel32s errorElsewhere(int c) const {
+    if (together(0, 3)) return 0;
+    return c < 3 ? alphaError_ : errorOf({&squares_[0], &squares_[1], &squares_[2], &kNoSquares}, bits_.colours);
+  }
+
   void searchChannel(int c, Search* const (&searches)[2][3]) {
     if (precision(c) == 0) return;
-    const Zel32s elsewhere = errorElsewhere(c), here = error_ - elsewhere;
-    if (here <= 0) return; // nothing is lower
     const Squares* rest[3];
     for (int i = 0, k = 0; i < 4; ++i) {
       if (i != c) rest[k++] = together(c, i) ? &squares_[i] : &kNoSquares;
     }
-    const auto i = static_cast<size_t>(c);
-    Zel8u ends[2] = {endPoints_[0][i], endPoints_[1][i]};
-    error_ = elsewhere + searches[here > kShortErrors][indexBits(c) - 2](subset_, c, rest, precision(c), ends, here);
-    endPoints_[0][i] = ends[0];
-    endPoints_[1][i] = ends[1];
+    const Channel channel(subset_, c, rest, precision(c), indexBits(c));
+    const Zel32s paid = channel.paid() + errorElsewhere(c), bound = error_ - paid;
+    if (bound <= 0) return; // nothing is lower
+    Zel8u &e0 = endPoints_[0][static_cast<size_t>(c)], &e1 = endPoints_[1][static_cast<size_t>(c)];
+    const bool wide = bound > std::numeric_limits<Zel16u>::max();
+    const Ends found = searches[wide][indexBits(c) - 2](channel, {e0, e1, bound});
+    error_ = paid + found.error;
+    if (found.e0 == e0 && found.e1 == e1) return;
+    e0 = static_cast<Zel8u>(found.e0);
+    e1 = static_cast<Zel8u>(found.e1);
     update(c);
   }
 
@@ -329,7 +424,8 @@ class Refinement {
   const Subset& subset_;
   const IndexBits bits_;
   EndPoints endPoints_;
-  Zel32s error_; // that a candidate must undercut: it may be less than that of the end points
+  Zel32s error_;          // that a candidate must undercut: it may be less than that of the end points
+  Zel32s alphaError_ = 0; // where alpha has no part in the index of the colours
   Squares squares_[4];
 };
 
