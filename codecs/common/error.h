@@ -9,6 +9,7 @@ namespace img {
 
 struct [[nodiscard]] Error {
   std::string message;
+  bool named = false; // the message names the file
   explicit operator bool() const { return !message.empty(); }
 };
 
@@ -24,9 +25,9 @@ struct [[nodiscard]] Error {
 template <class... T>
 Error fail(const char* text, T... arguments) {
   if constexpr (sizeof...(T) == 0)
-    return {text};
+    return {text, false};
   else
-    return {format(text, arguments...)};
+    return {format(text, arguments...), false};
 }
 
 } // namespace img

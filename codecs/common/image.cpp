@@ -73,6 +73,13 @@ Error ImageReader::read(const Rows& rows) {
   return {};
 }
 
+Error ImageWriter::write(const ConstRows& rows) {
+  for (int y = 0; y < rows.count; ++y) {
+    std::memcpy(image_.row<uint8_t>(next_++), rows.row<uint8_t>(y), image_.rowBytes());
+  }
+  return {};
+}
+
 Image withBits(const Image& image, int bits) {
   Picture wanted = image;
   wanted.bits = bits;

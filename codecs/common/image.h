@@ -43,6 +43,18 @@ class ImageReader : public RowReader {
   int next_ = 0;
 };
 
+// Takes the rows of an image.
+class ImageWriter : public RowWriter {
+ public:
+  explicit ImageWriter(Image& image) : image_(image) {}
+  Error write(const ConstRows& rows) override;
+  Error finish() override { return {}; }
+
+ private:
+  Image& image_;
+  int next_ = 0;
+};
+
 // The image with samples of other bits, full scale to full scale.
 Image withBits(const Image& image, int bits);
 

@@ -20,56 +20,41 @@ int rowsOfStrip(const RowReader& reader, const RowWriter& writer) {
   return static_cast<int>(std::min<int64_t>(std::max<int64_t>(wanted / unit, 1) * unit, reader.picture().height));
 }
 
-class Strip {
- public:
-  Strip(const Picture& picture, int rows) : step_(picture.rowBytes()), bytes_(step_ * static_cast<size_t>(rows)) {}
-
-  Error read(RowReader& reader, int count) {
-    count_ = count;
-    return count ? reader.read(rows()) : Error{};
-  }
-  Error write(RowWriter& writer) const { return writer.write(asConst(rows())); }
-  int count() const { return count_; }
-
- private:
-  Rows rows() const { return {bytes_.data(), static_cast<ptrdiff_t>(step_), count_}; }
-
-  size_t step_;
-  AlignedArray<uint8_t> bytes_;
-  int count_ = 0;
-};
+Error copyInStrips(RowReader& reader, RowWriter& writer, int threads, const Progress& progress) {
+  const Picture& picture = reader.picture();
+  const int rowsOfItem = rowsOfStrip(reader, writer), items = (picture.height - 1) / rowsOfItem + 1;
+  const size_t rowBytes = picture.rowBytes();
+  const int workers = std::min(threads, 2);
+  std::vector<AlignedArray<uint8_t>> strips(static_cast<size_t>(workers * Pipeline::kSlotsOfThread));
+  const auto rowsOf = [&](int64_t item, int slot) {
+    AlignedArray<uint8_t>& strip = strips[static_cast<size_t>(slot)];
+    if (strip.size() == 0) strip = AlignedArray<uint8_t>(rowBytes * static_cast<size_t>(rowsOfItem));
+    const int y = static_cast<int>(item) * rowsOfItem;
+    return Rows{strip.data(), static_cast<ptrdiff_t>(rowBytes), std::min(rowsOfItem, picture.height - y)};
+  };
+  Error readError, writeError;
+  Pipeline pipeline;
+  pipeline.items = items;
+  pipeline.begin = [&](int64_t item, int slot) { return !(readError = reader.read(rowsOf(item, slot))); };
+  pipeline.work = [](int64_t, int) { return true; };
+  pipeline.end = [&](int64_t item, int slot) {
+    const Rows rows = rowsOf(item, slot);
+    writeError = writer.write(asConst(rows));
+    if (progress) progress(static_cast<int>(item) * rowsOfItem + rows.count);
+    return !writeError;
+  };
+  run(pipeline, workers);
+  return writeError ? writeError : readError;
+}
 
 } // namespace
 
-Error copyRows(RowReader& reader, RowWriter& writer, int threads, const std::function<void(int)>& progress) {
-  const Picture& picture = reader.picture();
-  const int most = rowsOfStrip(reader, writer);
-  Workers workers(threads > 1 ? 2 : 1);
-  Strip now(picture, most), next(picture, workers.count() > 1 ? most : 0);
-  if (Error error = now.read(reader, most)) return error;
-  for (int y = 0; y < picture.height;) {
-    const int left = picture.height - y - now.count();
-    Error error, nextError;
-    if (workers.count() == 1) {
-      error = now.write(writer);
-    } else {
-      workers.run(2, [&](int, int64_t item, Turns&) {
-        if (item == 0)
-          error = now.write(writer);
-        else
-          nextError = next.read(reader, std::min(most, left));
-        return true;
-      });
-    }
-    y += now.count();
-    if (!error) error = nextError;
-    if (!error && workers.count() == 1) error = now.read(reader, std::min(most, left));
-    if (error) return error;
-    if (workers.count() > 1) std::swap(now, next);
-    if (progress) progress(y);
-  }
-  if (Error error = reader.finish()) return error;
-  return writer.finish();
+Error copyRows(RowReader& reader, RowWriter& writer, int threads, const Progress& progress) {
+  Error error = writer.pulls()    ? writer.pull(reader, progress)
+                : reader.pushes() ? reader.push(writer, progress)
+                                  : copyInStrips(reader, writer, threads, progress);
+  if (!error) error = reader.finish();
+  return error ? error : writer.finish();
 }
 
 } // namespace img

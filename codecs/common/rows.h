@@ -2,6 +2,7 @@
 // bottom, a writer takes them. Neither needs the whole picture in memory unless its format demands it.
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -31,6 +32,11 @@ inline ConstRows asConst(const Rows& rows) {
   return {rows.data, rows.step, rows.count};
 }
 
+// Hears how many rows have been put through; may be empty.
+using Progress = std::function<void(int)>;
+
+class RowWriter;
+
 class RowReader {
  public:
   virtual ~RowReader() = default;
@@ -39,6 +45,10 @@ class RowReader {
 
   // Puts the next rows.count rows there, which must not be more than are left.
   virtual Error read(const Rows& rows) = 0;
+
+  // A reader that works with several threads puts all rows through to the writer by itself.
+  virtual bool pushes() const { return false; }
+  virtual Error push(RowWriter&, const Progress&) { return fail("this reader does not push"); }
 
   // Called behind the last row: looks at what follows it in the file.
   virtual Error finish() { return {}; }
@@ -62,6 +72,10 @@ class RowWriter {
 
   // The next rows of the picture. They are no longer needed when the call returns.
   virtual Error write(const ConstRows& rows) = 0;
+
+  // A writer that works with several threads takes all rows from the reader by itself.
+  virtual bool pulls() const { return false; }
+  virtual Error pull(RowReader&, const Progress&) { return fail("this writer does not pull"); }
 
   // Called behind the last row: completes the file.
   virtual Error finish() = 0;

@@ -13,11 +13,15 @@ constexpr size_t kChunk = size_t{1} << 17;
 
 Error ByteSource::fillFromInput(size_t count) {
   // The bytes that are still to be read go to the front, and the rest of the buffer is filled.
-  if (!visible_.empty() && visible_.data() != buffer_.data()) {
-    std::memmove(buffer_.data(), visible_.data(), visible_.size());
+  const size_t kept = visible_.size();
+  size_t size = kept;
+  if (buffer_.size() < count) {
+    AlignedArray<uint8_t> larger(std::max(count + (size_t{1} << 14), kChunk));
+    if (kept > 0) std::memcpy(larger.data(), visible_.data(), kept);
+    buffer_ = std::move(larger);
+  } else if (kept > 0) {
+    std::memmove(buffer_.data(), visible_.data(), kept);
   }
-  size_t size = visible_.size();
-  if (buffer_.size() < std::max(count, kChunk)) buffer_.resize(std::max(count + count / 2, kChunk));
   Error error;
   while (size < count && !ended_ && !error) {
     size_t got = 0;
@@ -47,7 +51,8 @@ Error ByteSource::loadAll() {
   while (!ended_) {
     const std::optional<uint64_t> whole = size();
     const uint64_t left = whole && *whole > position_ ? *whole - position_ : 0;
-    if (Error error = fill(std::max(visible_.size() + kChunk, static_cast<size_t>(left) + 1))) return error;
+    const size_t more = left > 0 ? static_cast<size_t>(left) + 1 : std::max(2 * visible_.size(), kChunk);
+    if (Error error = fill(std::max(visible_.size() + 1, more))) return error;
   }
   return {};
 }

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <optional>
 
+#include "common/aligned.h"
 #include "common/bytes.h"
 #include "common/error.h"
 
@@ -73,7 +74,7 @@ class ByteSource {
   bool ended_ = false;
   ByteSpan memory_; // all bytes from memoryBegin_ on, where these are in memory
   uint64_t memoryBegin_ = 0;
-  Bytes buffer_;
+  AlignedArray<uint8_t> buffer_;
 };
 
 } // namespace img

@@ -1,65 +1,27 @@
-// Items of work on several threads, and parts of the work that must go in the order of the items.
+// Work on several threads whose first and last steps must go in order.
 #pragma once
 
-#include <atomic>
 #include <cstdint>
-#include <exception>
-#include <mutex>
-#include <thread>
-#include <vector>
+#include <functional>
 
 namespace img {
 
-// The turn goes from item to item.
-class Turns {
- public:
-  // Waits until the items before this one have passed their turn. False if the work has been given up: then there is
-  // nothing more to do, and no turn to pass.
-  bool await(int64_t item) const;
-  void pass();
+// What is to be done with each item of a pipeline: `begin` in the order of the items and one at a time, then `work`
+// side by side, then `end` in their order again. The thread that begins an item works on it, so that what is in its
+// cache stays there; each thread has a few slots of its own, and an item has one of them from `begin` to `end`. A step
+// that is false gives the work up.
+struct Pipeline {
+  static constexpr int kSlotsOfThread = 2;
 
- private:
-  friend class Workers;
-  static constexpr int64_t kGivenUp = -1;
-  void giveUp();
-
-  std::atomic<int64_t> turn_{0};
+  int64_t items = 0;
+  bool beginsEarly = false; // `begin` is the longest step: a thread that can take it does nothing else before
+  std::function<bool(int64_t item, int slot)> begin;
+  std::function<bool(int64_t item, int slot)> work; // the thread is slot / kSlotsOfThread
+  std::function<bool(int64_t item, int slot)> end;
 };
 
-// Threads that sleep until there is work, and stay for the next.
-class Workers {
- public:
-  // The calling thread is one of them. Where the system gives fewer, there are fewer.
-  explicit Workers(int threads);
-  Workers(const Workers&) = delete;
-  ~Workers();
-
-  int count() const { return 1 + static_cast<int>(others_.size()); }
-
-  // Calls work(thread, item, turns) for each item 0..items-1 and returns when all is done. The items are handed out in
-  // ascending order. Where a call returns false or throws, the work is given up: no item is begun any more, and a call
-  // that awaits its turn is told so. What was thrown first is thrown here.
-  template <class F>
-  void run(int64_t items, F&& work) {
-    runItems(
-        items,
-        [](void* context, int thread, int64_t item, Turns& turns) {
-          return (*static_cast<std::remove_reference_t<F>*>(context))(thread, item, turns);
-        },
-        &work);
-  }
-
- private:
-  using Call = bool (*)(void* context, int thread, int64_t item, Turns& turns);
-  struct Job;
-
-  void runItems(int64_t items, Call call, void* context);
-  void serve(int thread);
-
-  std::vector<std::thread> others_;
-  Job* job_ = nullptr;
-  std::atomic<uint32_t> generation_{0}, unfinished_{0};
-  std::atomic<bool> leaving_{false};
-};
+// Does it on at most so many threads, fewer where the system gives fewer. Returns when no step is going on any more.
+// What a step throws first is thrown here.
+void run(const Pipeline& pipeline, int threads);
 
 } // namespace img

@@ -3,6 +3,7 @@
 #include <atomic>
 #include <cstring>
 
+#include "common/join.h"
 #include "common/workers.h"
 #include "jpeg/frame.h"
 #include "jpeg/huffman.h"
@@ -54,9 +55,6 @@ int blockSizeOf(const Frame& frame, const Component& c, int size) {
   return own;
 }
 
-// Several threads get that many rows of MCUs each for one call.
-constexpr int kMcuRowsOfThread = 6;
-
 // Restart intervals longer than this many rows of MCUs are not decoded side by side.
 constexpr int kLongestInterval = 8;
 
@@ -64,7 +62,7 @@ template <class Sample>
 class Reader : public img::RowReader {
  public:
   Reader(img::ByteSource& source, const DecodeOptions& options)
-      : source_(source), options_(options), damage_(options.keepGoing), workers_(options.threads) {}
+      : source_(source), options_(options), damage_(options.keepGoing) {}
 
   // The header has been read up to the first scan.
   Error open(Header&& header, const ScanHeader& scanHeader, Damage& damageOfHeader) {
@@ -82,21 +80,102 @@ class Reader : public img::RowReader {
     return {};
   }
 
-  int rowsAtOnce() const override {
-    const int rows = size_ * (header_.frame.components.size() > 1 ? header_.frame.vMax : 1);
-    return workers_.count() == 1 ? rows : rows * kMcuRowsOfThread * workers_.count();
-  }
+  int rowsAtOnce() const override { return size_ * (header_.frame.components.size() > 1 ? header_.frame.vMax : 1); }
 
   Error read(const Rows& rows) override {
     if (planes_.empty()) {
-      if (Error error = begin()) return error;
+      if (Error error = begin(false)) return error;
     }
-    for (int done = 0; done < rows.count;) {
-      const int count = std::min(rows.count - done, oneScan_ ? mcuRowsAtOnce_ * rowsOfMcuRow_ : rows.count);
-      if (Error error = readBatch(rows.part(done, count))) return error;
-      done += count;
+    for (int y = 0; y < rows.count; ++y) {
+      const int needed = std::min(rowsDone_ / rowsOfMcuRow_ + (looksAround_ ? 2 : 1), tables_.scan.mcusHigh);
+      for (; oneScan_ && mcuRowsDone_ < needed; ++mcuRowsDone_) {
+        if (Error error = decodeMcuRow(mcuRowsDone_, *scanReader_, scratch_[0])) return error;
+      }
+      putOutRow(rowsDone_++, rows.template row<Sample>(y), scratch_[0]);
     }
     return {};
+  }
+
+  bool pushes() const override { return options_.threads > 1; }
+
+  // Rows of MCUs are read and written one after the other; what lies between goes side by side. Where the
+  // restart intervals are known they are read side by side too.
+  Error push(img::RowWriter& writer, const img::Progress& progress) override {
+    if (Error error = begin(true)) return error;
+    const int mcuRows = divideUp(picture_.height, rowsOfMcuRow_), reach = looksAround_ ? 1 : 0;
+    const bool byIntervals = !intervals_.empty();
+    // How many of the rows of MCUs that a row of output needs are still to come.
+    std::vector<std::atomic<int>> awaited(static_cast<size_t>(mcuRows));
+    for (int row = 0; row < mcuRows; ++row) {
+      awaited[static_cast<size_t>(row)] = 1 + (reach && row > 0) + (reach && row + 1 < mcuRows);
+    }
+    const size_t rowBytes = picture_.rowBytes();
+    std::vector<AlignedArray<uint8_t>> pixels;
+    for (int i = 0; i < mcuRowsInFlight(); ++i) pixels.emplace_back(rowBytes * static_cast<size_t>(rowsOfMcuRow_));
+    const auto rowsOf = [&](int row) {
+      return Rows{pixels[static_cast<size_t>(row) % pixels.size()].data(), static_cast<ptrdiff_t>(rowBytes),
+                  std::min(rowsOfMcuRow_, picture_.height - row * rowsOfMcuRow_)};
+    };
+    // A row has been transformed: rows of output may have become possible.
+    const auto rowDone = [&](int row, Scratch& scratch) {
+      for (int out = std::max(row - reach, 0); out <= std::min(row + reach, mcuRows - 1); ++out) {
+        if (awaited[static_cast<size_t>(out)].fetch_sub(1, std::memory_order_acq_rel) != 1) continue;
+        const Rows rows = rowsOf(out);
+        for (int i = 0; i < rows.count; ++i) {
+          putOutRow(out * rowsOfMcuRow_ + i, rows.template row<Sample>(i), scratch);
+        }
+      }
+    };
+    std::mutex mutex;
+    Error error;
+    const auto failed = [&](const Error& bad) {
+      const std::lock_guard lock(mutex);
+      if (bad && !error) error = bad;
+      return bool(bad);
+    };
+    img::Pipeline pipeline;
+    pipeline.items = divideUp(mcuRows, rowsOfGroup_);
+    pipeline.beginsEarly = !byIntervals;
+    std::vector<AlignedArray<Block>> blocks(static_cast<size_t>(options_.threads * img::Pipeline::kSlotsOfThread));
+    if (!byIntervals && oneScan_) {
+      const size_t count = tables_.scan.mcu.size() * static_cast<size_t>(tables_.scan.mcusWide);
+      for (AlignedArray<Block>& row : blocks) row = AlignedArray<Block>(count);
+    }
+    const auto blocksOf = [&](int slot) { return blocks[static_cast<size_t>(slot)].data(); };
+    pipeline.begin = [&](int64_t, int slot) {
+      return byIntervals || !oneScan_ || !failed(scanReader_->read(tables_.scan.mcusWide, blocksOf(slot)));
+    };
+    pipeline.work = [&](int64_t item, int slot) {
+      Scratch& scratch = scratch_[static_cast<size_t>(slot / img::Pipeline::kSlotsOfThread)];
+      const int begin = static_cast<int>(item) * rowsOfGroup_;
+      if (!byIntervals) {
+        if (oneScan_) transformRun({0, begin, tables_.scan.mcusWide}, blocksOf(slot));
+        rowDone(begin, scratch);
+        return true;
+      }
+      std::unique_ptr<img::ByteSource> source;
+      std::unique_ptr<ScanReader> reader;
+      if (failed(openAt(begin, source, reader))) return false;
+      for (int row = begin; row < std::min(begin + rowsOfGroup_, mcuRows); ++row) {
+        if (failed(decodeMcuRow(row, *reader, scratch))) return false;
+        rowDone(row, scratch);
+      }
+      return true;
+    };
+    // When all rows up to one are done, so is the output of the row that does not need the next.
+    int written = 0;
+    pipeline.end = [&](int64_t item, int) {
+      const int done = static_cast<int>(std::min<int64_t>((item + 1) * rowsOfGroup_, mcuRows));
+      const int possible = done == mcuRows ? mcuRows : done - reach;
+      for (; written < possible; ++written) {
+        const Rows rows = rowsOf(written);
+        if (failed(writer.write(asConst(rows)))) return false;
+        if (progress) progress(written * rowsOfMcuRow_ + rows.count);
+      }
+      return true;
+    };
+    run(pipeline, options_.threads);
+    return error;
   }
 
   // Behind the last scan nothing but the end of the image, and perhaps segments of no use, should follow.
@@ -132,19 +211,27 @@ class Reader : public img::RowReader {
     AlignedArray<Block> blocks;
   };
 
-  Error begin() {
-    makePlanes();
-    if (!oneScan_) return decodeScans();
+  // How many rows of MCUs are worked on at a time, with their neighbours.
+  int mcuRowsInFlight() const { return options_.threads * img::Pipeline::kSlotsOfThread * rowsOfGroup_ + 4; }
+
+  Error begin(bool sideBySide) {
+    if (!oneScan_) {
+      makePlanes(sideBySide);
+      return decodeScans();
+    }
     if (Error error = prepareScan(firstScan_)) return error;
     scanReader_ =
         std::make_unique<ScanReader>(source_, tables_.scan, tables_.huffman, header_.restartInterval, damage_);
-    return workers_.count() > 1 && header_.restartInterval ? findParallelIntervals() : Error{};
+    if (sideBySide && header_.restartInterval) {
+      if (Error error = findParallelIntervals()) return error;
+    }
+    makePlanes(sideBySide);
+    return {};
   }
 
-  void makePlanes() {
+  void makePlanes(bool sideBySide) {
     const Frame& frame = header_.frame;
     const bool interleaved = frame.components.size() > 1;
-    mcuRowsAtOnce_ = workers_.count() == 1 ? 1 : kMcuRowsOfThread * workers_.count();
     rowsOfMcuRow_ = size_ * (interleaved ? frame.vMax : 1);
     planes_.resize(frame.components.size());
     upsamplers_.reserve(frame.components.size());
@@ -161,7 +248,7 @@ class Reader : public img::RowReader {
     }
     // A row of MCUs is put out when the next is there, and needs the last row of the one before.
     const int mcuRows = frame.mcusHigh * (interleaved ? 1 : frame.vMax);
-    const int kept = mcuRowsAtOnce_ + (looksAround_ ? 2 : 0) + (workers_.count() > 1 ? kLongestInterval : 0);
+    const int kept = sideBySide ? mcuRowsInFlight() : looksAround_ ? 3 : 1;
     for (size_t i = 0; i < frame.components.size(); ++i) {
       const Component& c = frame.components[i];
       Plane<Sample>& plane = planes_[i];
@@ -170,14 +257,12 @@ class Reader : public img::RowReader {
       plane.rowsKept = (oneScan_ ? std::min(kept, mcuRows) : mcuRows) * plane.blockSize * (interleaved ? c.v : 1);
       plane.samples = AlignedArray<Sample>(static_cast<size_t>(plane.step) * static_cast<size_t>(plane.rowsKept));
     }
-    // One thread works on short runs, which stay in the nearest cache; several hand on whole rows of MCUs.
-    const size_t blocksOfRow = static_cast<size_t>(frame.mcusWide) * 10;
-    scratch_.resize(static_cast<size_t>(workers_.count()));
+    scratch_.resize(static_cast<size_t>(options_.threads));
     for (Scratch& scratch : scratch_) {
       for (size_t c = 0; c < planes_.size(); ++c) {
         scratch.rows[c] = AlignedArray<Sample>(static_cast<size_t>(picture_.width) + 64); // doubled rows may be longer
       }
-      scratch.blocks = AlignedArray<Block>(workers_.count() == 1 ? size_t{kBlocksOfRun} : blocksOfRow);
+      scratch.blocks = AlignedArray<Block>(kBlocksOfRun);
     }
   }
 
@@ -265,88 +350,6 @@ class Reader : public img::RowReader {
     }
   }
 
-  // The part of a batch of rows that lies in a row of MCUs.
-  void putOutMcuRow(int mcuRow, const Rows& rows, Scratch& scratch) const {
-    const int begin = std::max(mcuRow * rowsOfMcuRow_, rowsDone_);
-    const int end = std::min((mcuRow + 1) * rowsOfMcuRow_, rowsDone_ + rows.count);
-    for (int y = begin; y < end; ++y) putOutRow(y, rows.template row<Sample>(y - rowsDone_), scratch);
-  }
-
-  // The next rows, few enough for the planes.
-  Error readBatch(const Rows& rows) {
-    const int last = (rowsDone_ + rows.count - 1) / rowsOfMcuRow_;
-    const int needed = oneScan_ ? std::min(last + (looksAround_ ? 1 : 0), tables_.scan.mcusHigh - 1) + 1 : mcuRowsDone_;
-    Error error = workers_.count() == 1 ? readInTurn(rows, needed) : readSideBySide(rows, needed);
-    rowsDone_ += rows.count;
-    return error;
-  }
-
-  Error readInTurn(const Rows& rows, int needed) {
-    for (; mcuRowsDone_ < needed; ++mcuRowsDone_) {
-      if (Error error = decodeMcuRow(mcuRowsDone_, *scanReader_, scratch_[0])) return error;
-    }
-    for (int y = 0; y < rows.count; ++y) putOutRow(rowsDone_ + y, rows.template row<Sample>(y), scratch_[0]);
-    return {};
-  }
-
-  // Reads, transforms and puts out rows of MCUs at the same time: one of them is read at a time, the rest goes side by
-  // side. Where the restart intervals are known they are read side by side too.
-  Error readSideBySide(const Rows& rows, int needed) {
-    const int firstOut = rowsDone_ / rowsOfMcuRow_, lastOut = (rowsDone_ + rows.count - 1) / rowsOfMcuRow_;
-    const int group = intervals_.empty() ? 1 : rowsOfGroup_;
-    const int firstIn = mcuRowsDone_;
-    const int groups = divideUp(std::max(needed - firstIn, 0), group);
-    // How many of the rows of MCUs that a row of output needs are still to come.
-    std::vector<std::atomic<int>> awaited(static_cast<size_t>(lastOut - firstOut + 1));
-    std::vector<int> ready;
-    const int reach = looksAround_ ? 1 : 0;
-    for (int out = firstOut; out <= lastOut; ++out) {
-      int count = 0;
-      for (int in = out - reach; in <= out + reach; ++in)
-        count += in >= firstIn && in < tables_.scan.mcusHigh && oneScan_;
-      awaited[static_cast<size_t>(out - firstOut)] = count;
-      if (count == 0) ready.push_back(out);
-    }
-    const auto readyCount = static_cast<int64_t>(ready.size());
-    Error error;
-    workers_.run(readyCount + groups, [&](int thread, int64_t item, img::Turns& turns) {
-      Scratch& scratch = scratch_[static_cast<size_t>(thread)];
-      if (item < readyCount) {
-        putOutMcuRow(ready[static_cast<size_t>(item)], rows, scratch);
-        return true;
-      }
-      const int begin = firstIn + static_cast<int>(item - readyCount) * group;
-      const int end = std::min(begin + group, tables_.scan.mcusHigh);
-      std::unique_ptr<img::ByteSource> source;
-      std::unique_ptr<ScanReader> reader;
-      Error bad;
-      if (!intervals_.empty()) bad = openAt(begin, source, reader);
-      for (int row = begin; row < end && !bad; ++row) {
-        const Run run{0, row, tables_.scan.mcusWide};
-        if (reader) {
-          bad = decodeMcuRow(row, *reader, scratch);
-        } else {
-          if (!turns.await(item - readyCount)) return false;
-          bad = scanReader_->read(run.count, scratch.blocks.data());
-          turns.pass();
-          if (!bad) transformRun(run, scratch.blocks.data());
-        }
-        for (int out = row - reach; out <= row + reach && !bad; ++out) {
-          if (out < firstOut || out > lastOut) continue;
-          if (awaited[static_cast<size_t>(out - firstOut)].fetch_sub(1, std::memory_order_acq_rel) == 1) {
-            putOutMcuRow(out, rows, scratch);
-          }
-        }
-      }
-      if (!bad) return true;
-      const std::lock_guard lock(mutex_);
-      error = bad;
-      return false;
-    });
-    mcuRowsDone_ = std::min(firstIn + groups * group, oneScan_ ? tables_.scan.mcusHigh : firstIn);
-    return error;
-  }
-
   // Looks whether rows of MCUs can be read side by side: all restart intervals are there, in their order, and rows
   // begin with one or not far behind.
   Error findParallelIntervals() {
@@ -360,8 +363,11 @@ class Reader : public img::RowReader {
       return {};
     if (Error error = source_.loadAll()) return error;
     const int64_t count = (tables_.scan.mcuCount() + interval - 1) / interval;
-    if (!findIntervals(source_.visible(), count, intervals_)) intervals_.clear();
-    if (intervals_.empty()) return {};
+    if (!findIntervals(source_.visible(), count, intervals_)) {
+      intervals_.clear();
+      rowsOfGroup_ = 1;
+      return {};
+    }
     data_ = source_.visible();
     source_.skip(intervals_.back().end);
     scanReader_.reset();
@@ -380,13 +386,11 @@ class Reader : public img::RowReader {
   img::ByteSource& source_;
   const DecodeOptions options_;
   Damage damage_;
-  img::Workers workers_;
   Header header_;
   ScanHeader firstScan_;
   int size_ = 8; // of a block at full resolution
   bool oneScan_ = true, convert_ = false, looksAround_ = false;
   int rowsOfMcuRow_ = 8;               // rows of the image
-  int mcuRowsAtOnce_ = 1;              // what planes have room for, besides neighbours
   int rowsDone_ = 0, mcuRowsDone_ = 0; // put out; in the planes
   std::vector<Plane<Sample>> planes_;
   std::vector<Upsampler<Sample>> upsamplers_;
@@ -396,7 +400,6 @@ class Reader : public img::RowReader {
   ByteSpan data_; // of the scan, where `intervals_` lie
   std::vector<Interval> intervals_;
   int rowsOfGroup_ = 1; // rows of MCUs that are decoded by one thread
-  std::mutex mutex_;
 };
 
 } // namespace
@@ -431,7 +434,13 @@ Error decode(ByteSpan file, const DecodeOptions& options, Image& image, std::str
   img::ByteSource source(file);
   std::unique_ptr<img::RowReader> reader;
   if (Error error = openReader(source, options, reader)) return error;
-  if (Error error = readAll(*reader, image)) return error;
+  if (!reader->pushes()) {
+    if (Error error = readAll(*reader, image)) return error;
+  } else {
+    shape(image, reader->picture());
+    img::ImageWriter writer(image);
+    if (Error error = copyRows(*reader, writer, options.threads)) return error;
+  }
   if (reader->damaged()) damageText = reader->remarks().front();
   return {};
 }

@@ -6,6 +6,7 @@
 #include <type_traits>
 
 #include "common/aligned.h"
+#include "common/join.h"
 #include "common/workers.h"
 #include "jpeg/frame.h"
 #include "jpeg/huffman.h"
@@ -105,8 +106,8 @@ struct Segment {
   EncodeState state;
 };
 
-// Several threads get that many rows of MCUs each for one call.
-constexpr int kMcuRowsOfThread = 6;
+// Threads code restart intervals side by side that are rows of MCUs, this many at most, or parts of one.
+constexpr int kLongestInterval = 8;
 
 template <class Sample>
 class Writer : public img::RowWriter {
@@ -119,13 +120,13 @@ class Writer : public img::RowWriter {
         rowBytes_(picture.rowBytes()),
         quality_(options.quality),
         interval_(int64_t{options.restartInterval} * (options.restartInRows ? scan_.mcusWide : 1)),
-        workers_(options.threads) {}
+        threads_(options.threads) {}
 
   Error begin() {
     if (interval_ > 65535) return fail("a restart interval holds 65535 MCUs at most, not %lld", (long long)interval_);
     Error error = makeQuantTables(quality_, tables_);
     if (error) return error;
-    strips_.resize(static_cast<size_t>(workers_.count()));
+    strips_.resize(static_cast<size_t>(threads_));
     for (Strip& strip : strips_) makeStrip(strip);
     // For 12 bits the tables of Annex K have no codes for the highest categories: tables are made of the counts of the
     // symbols, when all coefficients are there.
@@ -137,9 +138,7 @@ class Writer : public img::RowWriter {
     return error ? error : beginScan();
   }
 
-  int rowsAtOnce() const override {
-    return workers_.count() == 1 ? 8 * frame_.vMax : 8 * frame_.vMax * kMcuRowsOfThread * workers_.count();
-  }
+  int rowsAtOnce() const override { return 8 * frame_.vMax; }
 
   Error write(const ConstRows& rows) override {
     const int high = 8 * frame_.vMax;
@@ -157,6 +156,79 @@ class Writer : public img::RowWriter {
       done += count;
     }
     return {};
+  }
+
+  bool pulls() const override { return threads_ > 1; }
+
+  // Rows of MCUs are read and coded one after the other, and transformed side by side. Restart intervals are
+  // independent: where rows of MCUs begin with them, they are coded side by side too.
+  Error pull(img::RowReader& reader, const img::Progress& progress) override {
+    const bool alone = interval_ && coefficients_.empty() &&
+                       (scan_.mcusWide % interval_ == 0 ||
+                        (interval_ % scan_.mcusWide == 0 && interval_ <= kLongestInterval * scan_.mcusWide));
+    const int mcuRows = alone ? static_cast<int>((interval_ + scan_.mcusWide - 1) / scan_.mcusWide) : 1;
+    const int high = 8 * frame_.vMax * mcuRows;
+    struct Slot {
+      AlignedArray<uint8_t> pixels;
+      AlignedArray<Block> blocks; // of a row of MCUs that is coded in its turn
+      Segment segment;            // of one that is coded by itself
+    };
+    img::Pipeline pipeline;
+    pipeline.items = divideUp(frame_.height, high);
+    std::vector<Slot> slots(static_cast<size_t>(threads_ * img::Pipeline::kSlotsOfThread));
+    for (Slot& slot : slots) {
+      slot.pixels = AlignedArray<uint8_t>(rowBytes_ * static_cast<size_t>(high));
+      if (!alone && coefficients_.empty()) slot.blocks = AlignedArray<Block>(blocksOfMcuRow());
+      if (Error error = makeState(slot.segment)) return error;
+    }
+    const auto rowsOf = [&](int64_t item, int slot) {
+      return img::Rows{slots[static_cast<size_t>(slot)].pixels.data(), static_cast<ptrdiff_t>(rowBytes_),
+                       std::min(high, frame_.height - static_cast<int>(item) * high)};
+    };
+    const auto mcusOf = [&](int64_t item) {
+      const int64_t begin = item * mcuRows * scan_.mcusWide;
+      return std::pair(begin, std::min(begin + int64_t{mcuRows} * scan_.mcusWide, scan_.mcuCount()));
+    };
+    Error readError, codeError;
+    std::mutex mutex;
+    pipeline.begin = [&](int64_t item, int slot) { return !(readError = reader.read(rowsOf(item, slot))); };
+    pipeline.work = [&](int64_t item, int number) {
+      const Part part{asConst(rowsOf(item, number)), static_cast<int>(item) * mcuRows};
+      Strip& strip = strips_[static_cast<size_t>(number / img::Pipeline::kSlotsOfThread)];
+      Slot& slot = slots[static_cast<size_t>(number)];
+      if (!alone) {
+        if (coefficients_.empty())
+          transformMcuRow(part, part.mcuRow, strip, slot.blocks.data());
+        else
+          keepCoefficients(part, strip);
+        return true;
+      }
+      slot.segment.position = 0;
+      const auto [begin, end] = mcusOf(item);
+      Error error = makeRoom(slot.segment, 1, false);
+      if (!error) error = encodeMcus(part, begin, end, strip, slot.segment, false);
+      if (!error) error = flush(slot.segment);
+      if (!error) return true;
+      const std::lock_guard lock(mutex);
+      codeError = error;
+      return false;
+    };
+    pipeline.end = [&](int64_t item, int number) {
+      Slot& slot = slots[static_cast<size_t>(number)];
+      const auto [begin, end] = mcusOf(item);
+      Error error;
+      if (alone)
+        error = sink_.write({slot.segment.bytes.data(), static_cast<size_t>(slot.segment.position)});
+      else if (coefficients_.empty())
+        error = codeMcus(slot.blocks.data(), begin, end, segment_);
+      if (progress) progress(std::min(static_cast<int>(item + 1) * high, frame_.height));
+      if (!error) return true;
+      const std::lock_guard lock(mutex);
+      codeError = error;
+      return false;
+    };
+    run(pipeline, threads_);
+    return codeError ? codeError : readError;
   }
 
   Error finish() override {
@@ -179,8 +251,7 @@ class Writer : public img::RowWriter {
     int insideWidth = 0, insideHeight = 0; // what of it lies in the image
     int step = 0;                          // of the planes, in samples
     AlignedArray<Sample> full[3], half[3]; // planes at full size; chroma halved
-    AlignedArray<Block> blocks;            // of a run; of a row of MCUs where threads hand them on
-    Segment segment;                       // where restart intervals are coded side by side
+    AlignedArray<Block> blocks;            // of a run
 
     Sample* row(int c, int y) const { return full[c].data() + y * step; }
   };
@@ -197,8 +268,7 @@ class Writer : public img::RowWriter {
     const size_t samples = static_cast<size_t>(strip.step) * 8 * static_cast<size_t>(frame_.vMax);
     for (size_t c = 0; c < frame_.components.size(); ++c) strip.full[c] = AlignedArray<Sample>(samples);
     for (size_t c = 1; c < frame_.components.size(); ++c) strip.half[c] = AlignedArray<Sample>(samples);
-    const bool wholeRows = workers_.count() > 1 && interval_ == 0;
-    strip.blocks = AlignedArray<Block>(wholeRows ? blocksOfMcuRow() : size_t{kBlocksOfRun});
+    strip.blocks = AlignedArray<Block>(kBlocksOfRun);
   }
 
   size_t blocksOfMcuRow() const { return scan_.mcu.size() * static_cast<size_t>(scan_.mcusWide); }
@@ -224,9 +294,13 @@ class Writer : public img::RowWriter {
     const int mcuRows = divideUp(rows.count, 8 * frame_.vMax);
     rowsDone_ += rows.count;
     const int64_t begin = int64_t{part.mcuRow} * scan_.mcusWide, end = begin + int64_t{mcuRows} * scan_.mcusWide;
-    if (!coefficients_.empty()) return keepCoefficients(part, mcuRows);
-    if (workers_.count() == 1) return encodeMcus(part, begin, end, strips_[0], segment_, true);
-    return interval_ ? encodeIntervals(part, begin, end) : encodeMcuRows(part, mcuRows);
+    if (coefficients_.empty()) return encodeMcus(part, begin, end, strips_[0], segment_, true);
+    for (int row = 0; row < mcuRows; ++row) {
+      const int first = row * 8 * frame_.vMax;
+      const int count = std::min(8 * frame_.vMax, rows.count - first);
+      keepCoefficients({rows.part(first, count), part.mcuRow + row}, strips_[0]);
+    }
+    return {};
   }
 
   // Step 2, first half: pixels to planes. Outside the image the last column and the last row go on.
@@ -398,69 +472,25 @@ class Writer : public img::RowWriter {
     return {};
   }
 
-  // Rows of MCUs are transformed side by side, and coded one after the other.
-  Error encodeMcuRows(const Part& part, int mcuRows) {
-    Error error;
-    workers_.run(mcuRows, [&](int thread, int64_t item, img::Turns& turns) {
-      Strip& strip = strips_[static_cast<size_t>(thread)];
-      transformMcuRow(part, part.mcuRow + static_cast<int>(item), strip, strip.blocks.data());
-      if (!turns.await(item)) return false;
-      error = codeBlocks(strip.blocks.data(), scan_.mcusWide, segment_, true);
-      if (error) return false;
-      turns.pass();
-      return true;
-    });
-    return error;
-  }
-
-  // Restart intervals are independent, so each thread makes some of them, which join the file in order. The first goes
-  // on with an interval that an earlier call has begun, the last may be left to be gone on with.
-  Error encodeIntervals(const Part& part, int64_t begin, int64_t end) {
-    const int64_t mcusOfItem = (scan_.mcusWide + interval_ - 1) / interval_ * interval_;
-    const int64_t firstItem = begin / mcusOfItem;
-    Error error;
-    std::mutex mutex;
-    workers_.run((end + mcusOfItem - 1) / mcusOfItem - firstItem, [&](int thread, int64_t item, img::Turns& turns) {
-      Strip& strip = strips_[static_cast<size_t>(thread)];
-      const int64_t from = std::max(begin, (firstItem + item) * mcusOfItem);
-      const int64_t to = std::min(end, (firstItem + item + 1) * mcusOfItem);
-      Segment& own = strip.segment;
-      const bool goesOn = item == 0;
-      Segment& segment = goesOn ? segment_ : own;
-      Error bad = makeState(segment);
-      if (!goesOn) segment.position = 0;
-      if (!bad) bad = makeRoom(segment, 1, false);
-      if (!bad) bad = encodeMcus(part, from, to, strip, segment, false);
-      if (!bad && to % interval_ == 0) bad = flush(segment);
-      if (!bad && !turns.await(item)) return false;
-      const std::lock_guard lock(mutex);
-      if (!bad) bad = joinTo(goesOn, own);
-      if (bad) {
-        if (!error) error = bad;
-        return false;
+  // The blocks of MCUs begin..end-1 with their restarts.
+  Error codeMcus(const Block* blocks, int64_t begin, int64_t end, Segment& segment) {
+    for (int64_t mcu = begin; mcu < end;) {
+      if (interval_ && mcu > 0 && mcu % interval_ == 0) {
+        if (Error error = restart(mcu, segment)) return error;
       }
-      turns.pass();
-      return true;
-    });
-    return error;
-  }
-
-  // What one thread has coded goes behind what is there, and is gone on with. A restart has flushed what was there.
-  Error joinTo(bool goesOn, Segment& own) {
-    if (!goesOn) std::swap(segment_, own);
-    const Error error = sink_.write({segment_.bytes.data(), static_cast<size_t>(segment_.position)});
-    segment_.position = 0;
-    return error;
-  }
-
-  Error keepCoefficients(const Part& part, int mcuRows) {
-    workers_.run(mcuRows, [&](int thread, int64_t item, img::Turns&) {
-      AlignedArray<Block>& row = coefficients_[static_cast<size_t>(part.mcuRow + item)];
-      row = AlignedArray<Block>(blocksOfMcuRow());
-      transformMcuRow(part, part.mcuRow + static_cast<int>(item), strips_[static_cast<size_t>(thread)], row.data());
-      return true;
-    });
+      const int64_t stop = interval_ ? std::min(end, (mcu / interval_ + 1) * interval_) : end;
+      const Block* first = blocks + static_cast<size_t>(mcu - begin) * scan_.mcu.size();
+      if (Error error = codeBlocks(first, static_cast<int>(stop - mcu), segment, true)) return error;
+      mcu = stop;
+    }
     return {};
+  }
+
+  // One row of MCUs.
+  void keepCoefficients(const Part& part, Strip& strip) {
+    AlignedArray<Block>& row = coefficients_[static_cast<size_t>(part.mcuRow)];
+    row = AlignedArray<Block>(blocksOfMcuRow());
+    transformMcuRow(part, part.mcuRow, strip, row.data());
   }
 
   Error codeCoefficients() {
@@ -478,11 +508,9 @@ class Writer : public img::RowWriter {
     const HuffmanList acLists[2] = {optimalList(ac[0]), optimalList(ac[1])};
     if (Error error = makeHuffmanTables(dcLists, acLists, tables_)) return error;
     if (Error error = beginScan()) return error;
-    for (int64_t mcu = 0; mcu < scan_.mcuCount(); ++mcu) {
-      if (interval_ && mcu > 0 && mcu % interval_ == 0) {
-        if (Error error = restart(mcu, segment_)) return error;
-      }
-      if (Error error = codeBlocks(coefficientsOf(mcu), 1, segment_, true)) return error;
+    for (int row = 0; row < scan_.mcusHigh; ++row) {
+      const int64_t begin = int64_t{row} * scan_.mcusWide;
+      if (Error error = codeMcus(coefficientsOf(begin), begin, begin + scan_.mcusWide, segment_)) return error;
     }
     return {};
   }
@@ -518,7 +546,7 @@ class Writer : public img::RowWriter {
   const size_t rowBytes_;
   const int quality_;
   const int64_t interval_; // in MCUs, 0 for none
-  img::Workers workers_;
+  const int threads_;
   Tables<Sample> tables_;
   std::vector<Strip> strips_; // by thread
   Segment segment_;
@@ -552,7 +580,9 @@ Error encode(const Image& image, const EncodeOptions& options, Bytes& file) {
   img::MemorySink sink(file);
   std::unique_ptr<img::RowWriter> writer;
   if (Error error = openWriter(sink, image, options, writer)) return error;
-  return writeAll(image, *writer);
+  if (!writer->pulls()) return writeAll(image, *writer);
+  img::ImageReader reader(image);
+  return copyRows(reader, *writer, options.threads);
 }
 
 } // namespace jpeg

@@ -120,6 +120,8 @@ void ScanReader::readBlocks(int count, Block* block) {
   for (Block* const end = block + static_cast<size_t>(count) * blocksOfMcu; block != end;) {
     for (size_t i = 0; i < blocksOfMcu; ++i, ++block) {
       const Coder& coder = coders[i];
+      __builtin_prefetch(block + 3, 1);
+      __builtin_prefetch(block[3].coefficients + 32, 1);
       ZelStatus status = zelStatusJpegBufferEnd;
       if (!ended_) {
         status = zeliDecodeHuffman8x8_JPEG_1u16s_C1(bytes, length, &position_, block->coefficients,

@@ -31,7 +31,8 @@ Error naming(const std::string& name, F f) {
   } catch (const std::exception& exception) {
     error = {exception.what()};
   }
-  return error ? fail("%s: %s", name.c_str(), error.message.c_str()) : Error{};
+  if (error && !error.named) error = {name + ": " + error.message, true};
+  return error;
 }
 
 class NamedReader : public img::RowReader {
@@ -49,6 +50,10 @@ class NamedReader : public img::RowReader {
     return error;
   }
   int rowsAtOnce() const override { return reader_->rowsAtOnce(); }
+  bool pushes() const override { return reader_->pushes(); }
+  Error push(img::RowWriter& writer, const img::Progress& progress) override {
+    return naming(name_, [&] { return reader_->push(writer, progress); });
+  }
 
  private:
   std::unique_ptr<RowReader> reader_;
@@ -65,6 +70,10 @@ class NamedWriter : public img::RowWriter {
     return naming(name_, [&] { return writer_->finish(); });
   }
   int rowsAtOnce() const override { return writer_->rowsAtOnce(); }
+  bool pulls() const override { return writer_->pulls(); }
+  Error pull(img::RowReader& reader, const img::Progress& progress) override {
+    return naming(name_, [&] { return writer_->pull(reader, progress); });
+  }
 
  private:
   std::unique_ptr<RowWriter> writer_;
