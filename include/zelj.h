@@ -211,6 +211,72 @@ ZELJ_API ZelStatus zeliYCCKToCMYK_JPEG_8u_P4R(const Zel8u* const pSrc[4], int sr
                                               int dstStep, ZeliSize roiSize);
 /** @} */
 
+/** @defgroup halvedcolour Colour conversion with halved chroma
+ *  Pixels to and from YCbCr planes whose chroma is halved, in one pass: `422` has one sample of Cb and Cr for a
+ *  horizontal pair of pixels, `411` one for two by two. Going in, chroma is that of the mean colour of its pixels;
+ * going out, all pixels of a group take its chroma sample unfiltered. docs/exactness.md lists the forms of the matrix.
+ *
+ *  Each plane has a step of its own: steps of planes are arrays of three. They are not tested: zero and negative steps
+ *  are taken as they come. A region is worked off in whole groups: where the width is odd (with `411` also the height)
+ *  the last column (row) stays as it is and 35, zelStatusOddSize, is returned.
+ *
+ *  Checks: a null pointer argument or plane pointer (-8); width below 2 or height below 2 (`411`) or 1 (`422`) (-6).
+ *  @{ */
+
+/** R, G, B bytes to planes Y, Cb, Cr with chroma halved both ways. */
+ZELJ_API ZelStatus zeliRGBToYCbCr411_JPEG_8u_C3P3R(const Zel8u* pSrc, int srcStep, Zel8u* const pDst[3],
+                                                   const int dstStep[3], ZeliSize roiSize);
+/** B, G, R bytes to planes Y, Cb, Cr with chroma halved both ways. */
+ZELJ_API ZelStatus zeliBGRToYCbCr411_JPEG_8u_C3P3R(const Zel8u* pSrc, int srcStep, Zel8u* const pDst[3],
+                                                   const int dstStep[3], ZeliSize roiSize);
+/** R, G, B and an ignored fourth bytes to planes Y, Cb, Cr with chroma halved both ways. */
+ZELJ_API ZelStatus zeliRGBToYCbCr411_JPEG_8u_C4P3R(const Zel8u* pSrc, int srcStep, Zel8u* const pDst[3],
+                                                   const int dstStep[3], ZeliSize roiSize);
+/** B, G, R and an ignored fourth bytes to planes Y, Cb, Cr with chroma halved both ways. */
+ZELJ_API ZelStatus zeliBGRToYCbCr411_JPEG_8u_C4P3R(const Zel8u* pSrc, int srcStep, Zel8u* const pDst[3],
+                                                   const int dstStep[3], ZeliSize roiSize);
+/** R, G, B bytes to planes Y, Cb, Cr with chroma halved in rows. */
+ZELJ_API ZelStatus zeliRGBToYCbCr422_JPEG_8u_C3P3R(const Zel8u* pSrc, int srcStep, Zel8u* const pDst[3],
+                                                   const int dstStep[3], ZeliSize roiSize);
+/** B, G, R bytes to planes Y, Cb, Cr with chroma halved in rows. */
+ZELJ_API ZelStatus zeliBGRToYCbCr422_JPEG_8u_C3P3R(const Zel8u* pSrc, int srcStep, Zel8u* const pDst[3],
+                                                   const int dstStep[3], ZeliSize roiSize);
+/** R, G, B and an ignored fourth bytes to planes Y, Cb, Cr with chroma halved in rows. */
+ZELJ_API ZelStatus zeliRGBToYCbCr422_JPEG_8u_C4P3R(const Zel8u* pSrc, int srcStep, Zel8u* const pDst[3],
+                                                   const int dstStep[3], ZeliSize roiSize);
+/** B, G, R and an ignored fourth bytes to planes Y, Cb, Cr with chroma halved in rows. */
+ZELJ_API ZelStatus zeliBGRToYCbCr422_JPEG_8u_C4P3R(const Zel8u* pSrc, int srcStep, Zel8u* const pDst[3],
+                                                   const int dstStep[3], ZeliSize roiSize);
+/** Planes Y, Cb, Cr with chroma halved both ways to R, G, B bytes. */
+ZELJ_API ZelStatus zeliYCbCr411ToRGB_JPEG_8u_P3C3R(const Zel8u* const pSrc[3], const int srcStep[3], Zel8u* pDst,
+                                                   int dstStep, ZeliSize roiSize);
+/** Planes Y, Cb, Cr with chroma halved both ways to B, G, R bytes. */
+ZELJ_API ZelStatus zeliYCbCr411ToBGR_JPEG_8u_P3C3R(const Zel8u* const pSrc[3], const int srcStep[3], Zel8u* pDst,
+                                                   int dstStep, ZeliSize roiSize);
+/** Planes Y, Cb, Cr with chroma halved both ways to R, G, B, alpha bytes; every fourth byte is `alpha`. */
+ZELJ_API ZelStatus zeliYCbCr411ToRGB_JPEG_8u_P3C4R(const Zel8u* const pSrc[3], const int srcStep[3], Zel8u* pDst,
+                                                   int dstStep, ZeliSize roiSize, Zel8u alpha);
+/** Planes Y, Cb, Cr with chroma halved both ways to B, G, R, alpha bytes; every fourth byte is `alpha`. */
+ZELJ_API ZelStatus zeliYCbCr411ToBGR_JPEG_8u_P3C4R(const Zel8u* const pSrc[3], const int srcStep[3], Zel8u* pDst,
+                                                   int dstStep, ZeliSize roiSize, Zel8u alpha);
+/** Planes Y, Cb, Cr with chroma halved in rows to R, G, B bytes. */
+ZELJ_API ZelStatus zeliYCbCr422ToRGB_JPEG_8u_P3C3R(const Zel8u* const pSrc[3], const int srcStep[3], Zel8u* pDst,
+                                                   int dstStep, ZeliSize roiSize);
+/** Planes Y, Cb, Cr with chroma halved in rows to B, G, R bytes. */
+ZELJ_API ZelStatus zeliYCbCr422ToBGR_JPEG_8u_P3C3R(const Zel8u* const pSrc[3], const int srcStep[3], Zel8u* pDst,
+                                                   int dstStep, ZeliSize roiSize);
+/** Planes Y, Cb, Cr with chroma halved in rows to R, G, B, alpha bytes; every fourth byte is `alpha`. */
+ZELJ_API ZelStatus zeliYCbCr422ToRGB_JPEG_8u_P3C4R(const Zel8u* const pSrc[3], const int srcStep[3], Zel8u* pDst,
+                                                   int dstStep, ZeliSize roiSize, Zel8u alpha);
+/** Planes Y, Cb, Cr with chroma halved in rows to B, G, R, alpha bytes; every fourth byte is `alpha`. */
+ZELJ_API ZelStatus zeliYCbCr422ToBGR_JPEG_8u_P3C4R(const Zel8u* const pSrc[3], const int srcStep[3], Zel8u* pDst,
+                                                   int dstStep, ZeliSize roiSize, Zel8u alpha);
+/** Pairs of pixels as bytes Y0, Cb, Y1, Cr to R, G, B bytes. Any width and height from 1 up; an odd width ends on a
+ * whole pair, so rows must allow for one pixel more. Rows run in parallel from 8193 pixels up. */
+ZELJ_API ZelStatus zeliYCbCr422ToRGB_JPEG_8u_C2C3R(const Zel8u* pSrc, int srcStep, Zel8u* pDst, int dstStep,
+                                                   ZeliSize roiSize);
+/** @} */
+
 /** @defgroup sampling Halving and doubling of planes and rows
  *  The plane exports take regions, have no handling of edges and read the margins that their formulas name. The row
  *  exports treat the ends of a row themselves. The two families round differently: neither replaces the other.
@@ -1336,7 +1402,7 @@ ZELJ_API ZelStatus zeliTextureEncodeBlock4x4FromRGBA_BC7_8u_C4C1R(const Zel8u* p
  *  One slot for each `zeli` export, in alphabetical order of the names (capitals before the underscore before small
  *  letters): the address of the implementation. Constant; an export is a jump through its slot.
  *  @{ */
-#define ZELJ_ENTRY_COUNT 252 /**< slots of the entry table: the exports but zeljGetLibVersion */
+#define ZELJ_ENTRY_COUNT 269 /**< slots of the entry table: the exports but zeljGetLibVersion */
 /** The slots. */
 ZELJ_API extern void (*const zeljEntryTable[ZELJ_ENTRY_COUNT])(void);
 /** @} */

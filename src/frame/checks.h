@@ -68,9 +68,14 @@ inline ZelStatus checkPointersStepsSize(bool allPresent, int srcStep, int dstSte
   return checkSize(roiSize);
 }
 
-// Pointers, size: colour conversions that take their steps as they come.
-inline ZelStatus checkPointersSize(bool allPresent, ZeliSize roiSize) {
-  return allPresent ? checkSize(roiSize) : ZelStatus{zelStatusNullPointer};
+// Pointers, size: colour conversions that take their steps as they come. Where pixels share chroma, a group of them is
+// the smallest region; what is left of an odd region brings a warning.
+inline ZelStatus checkPointersSize(bool allPresent, ZeliSize roiSize, ZeliSize group = {1, 1}) {
+  if (!allPresent) return zelStatusNullPointer;
+  return roiSize.width < group.width || roiSize.height < group.height ? zelStatusBadSize : zelStatusOk;
+}
+inline ZelStatus warnOfOddSize(ZeliSize roiSize, ZeliSize group) {
+  return roiSize.width % group.width != 0 || roiSize.height % group.height != 0 ? zelStatusOddSize : zelStatusOk;
 }
 
 // Pointers, one step, then what hangs behind it: the table of a block function (its pixels are `outer`), or the planes

@@ -9,10 +9,10 @@
 
 namespace zelj {
 
-// The byte tag of one block; a tag D of bytes has kBlocks<D> of them.
+// The byte tag of one block; the vectors of a tag D have kBlocks<D> of them.
 using Block8u = hn::FixedTag<Zel8u, 16>;
 template <class D>
-constexpr size_t kBlocks = hn::MaxLanes(D()) / 16;
+constexpr size_t kBlocks = hn::MaxLanes(D()) * sizeof(hn::TFromD<D>) / 16;
 
 // Blocks that lie kStride bytes apart.
 template <int kStride, class D>
@@ -31,15 +31,26 @@ HWY_INLINE hn::VFromD<D> loadBlocks(D d, const Zel8u* p) {
   }
 }
 
-// Blocks that go to places `stride` bytes apart.
-template <class D, class V = hn::VFromD<D>>
-HWY_INLINE void storeBlocks(D d, V v, Zel8u* p, ptrdiff_t stride) {
+// Blocks that lie `step` bytes apart, and blocks stored so.
+template <class D, class T = hn::TFromD<D>>
+HWY_INLINE hn::VFromD<D> loadBlocks(D d, const T* p, Zel64s step) {
+  if constexpr (kBlocks<D> == 1) {
+    return hn::LoadU(d, p);
+  } else {
+    const hn::Half<D> half;
+    const auto* upper = reinterpret_cast<const char*>(p) + step * static_cast<int>(kBlocks<D> / 2);
+    return hn::Combine(d, loadBlocks(half, reinterpret_cast<const T*>(upper), step), loadBlocks(half, p, step));
+  }
+}
+template <class D, class V = hn::VFromD<D>, class T = hn::TFromD<D>>
+HWY_INLINE void storeBlocks(D d, V v, T* p, Zel64s step) {
   if constexpr (kBlocks<D> == 1) {
     hn::StoreU(v, d, p);
   } else {
     const hn::Half<D> half;
-    storeBlocks(half, hn::LowerHalf(half, v), p, stride);
-    storeBlocks(half, hn::UpperHalf(half, v), p + static_cast<ptrdiff_t>(kBlocks<D> / 2) * stride, stride);
+    auto* upper = reinterpret_cast<char*>(p) + step * static_cast<int>(kBlocks<D> / 2);
+    storeBlocks(half, hn::LowerHalf(half, v), p, step);
+    storeBlocks(half, hn::UpperHalf(half, v), reinterpret_cast<T*>(upper), step);
   }
 }
 

@@ -37,6 +37,22 @@ HWY_INLINE auto mulAddPairs(VU u, VS s) {
 #endif
 }
 
+// Lane i: a[2i] b[2i] + a[2i+1] b[2i+1] of 16-bit lanes in 32 bits, wrapping.
+inline constexpr auto sumsOfProducts = [](auto a, auto b) {
+  const hn::RepartitionToWide<hn::DFromV<decltype(a)>> d32;
+  hn::Vec<decltype(d32)> none = hn::Zero(d32);
+  return hn::ReorderWidenMulAccumulate(d32, a, b, hn::Zero(d32), none);
+};
+
+// The sums of neighbouring 16-bit lanes, block by block those of `lower` and then those of `upper`; as signed numbers
+// they fit 16 bits.
+template <class V16>
+HWY_INLINE V16 pairSums(V16 lower, V16 upper) {
+  const hn::RebindToSigned<hn::DFromV<V16>> d;
+  const auto sums = [=](V16 v) { return sumsOfProducts(hn::BitCast(d, v), hn::Set(d, 1)); };
+  return hn::BitCast(hn::DFromV<V16>(), hn::ReorderDemote2To(d, sums(lower), sums(upper)));
+}
+
 // kFirst * v[2i] + kSecond * v[2i+1] in the 16-bit lane i, with weights from 0 to 127 and sums below 32768.
 template <int kFirst, int kSecond, class V>
 HWY_INLINE auto weightedPairs(V v) {

@@ -223,11 +223,4 @@ HWY_INLINE V oddEven16(V odd, V even) {
   return hn::OddEven(odd, even);
 }
 
-// Lane i: a[2i] b[2i] + a[2i+1] b[2i+1] of 16-bit lanes in 32 bits, wrapping.
-inline constexpr auto sumsOfProducts = [](auto a, auto b) {
-  const hn::RepartitionToWide<hn::DFromV<decltype(a)>> d32;
-  hn::Vec<decltype(d32)> none = hn::Zero(d32);
-  return hn::ReorderWidenMulAccumulate(d32, a, b, hn::Zero(d32), none);
-};
-
 } // namespace zelj

@@ -14,8 +14,8 @@ ZelStatus ownCMYKToYCCK_JPEG_8u_C4P4R(const Zel8u* pSrc, int srcStep, Zel8u* con
                  using V = hn::VFromD<decltype(d)>;
                  const hn::Repartition<Zel16s, decltype(d)> d16;
                  const hn::RebindToUnsigned<decltype(d16)> du16;
-                 const auto lower = pairsOfFourBytes<Order::rgb, true>(d, src.plane[0]);
-                 const auto upper = pairsOfFourBytes<Order::rgb, true>(d, src.plane[0] + 2 * hn::MaxLanes(d));
+                 const auto lower = pairsOfFourBytes<Order::rgb, Beside::fourth>(d, src.plane[0]);
+                 const auto upper = pairsOfFourBytes<Order::rgb, Beside::fourth>(d, src.plane[0] + 2 * hn::MaxLanes(d));
                  // Pairs (R, G) and (B, 1) from (C, M) and (Y, K).
                  const auto complement = [=](Pairs<V> cmyk) -> Pairs<V> {
                    const V blue = hn::AndNot(cmyk.second, setPairs<255, 0>(d));

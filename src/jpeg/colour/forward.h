@@ -107,9 +107,9 @@ HWY_INLINE Ycbcr<V> matrix(Pairs<V> lower, Pairs<V> upper) {
           matrixChroma<kForm, kForm.cr>(lower, upper)};
 }
 
-// Y = (19595 R + 38470 G + 7471 B + 32768) >> 16 of pairs (R, G) and (B, G). The high parts reach 255 * 256 together
+// Y = (19595 R + 38470 G + 7471 B + kRound) >> 16 of pairs (R, G) and (B, G). The high parts reach 255 * 256 together
 // and each product pair has 15 bits only, so that G goes half with R, half with B.
-template <class V>
+template <int kRound, class V>
 HWY_INLINE auto planarLuma(V rg, V bg) {
   const hn::Repartition<Zel16s, hn::DFromV<V>> d16;
   const hn::RebindToUnsigned<decltype(d16)> du16;
@@ -118,7 +118,7 @@ HWY_INLINE auto planarLuma(V rg, V bg) {
   static_assert(kGWithR + kGWithB == highPart(kG));
   const auto high = sumOfPairs<highPart(kR), kGWithR, highPart(kB), kGWithB>(rg, bg);
   const auto low = sumOfPairs<lowPart(kR), lowPart(kG) / 2, lowPart(kB), lowPart(kG) - lowPart(kG) / 2>(rg, bg);
-  const auto sum = hn::Add(hn::Add(high, hn::Set(d16, 32768 >> 8)), hn::ShiftRight<8>(low));
+  const auto sum = hn::Add(hn::Add(high, hn::Set(d16, kRound >> 8)), hn::ShiftRight<8>(low));
   return hn::BitCast(d16, hn::ShiftRight<8>(hn::BitCast(du16, sum)));
 }
 
@@ -128,8 +128,8 @@ template <class V>
 HWY_INLINE Ycbcr<V> lumaDifference(V r, V g, V b) {
   const hn::DFromV<V> d;
   const hn::Repartition<Zel16s, decltype(d)> d16;
-  const auto yLower = planarLuma(pairsOf<0>(r, g), pairsOf<0>(b, g));
-  const auto yUpper = planarLuma(pairsOf<1>(r, g), pairsOf<1>(b, g));
+  const auto yLower = planarLuma<32768>(pairsOf<0>(r, g), pairsOf<0>(b, g));
+  const auto yUpper = planarLuma<32768>(pairsOf<1>(r, g), pairsOf<1>(b, g));
   const auto chroma = [&](V channel, Zel16s weight) {
     const auto half = [&](V widened, auto y) {
       return hn::MulFixedPoint15(hn::Sub(hn::BitCast(d16, widened), y), hn::Set(d16, weight));
@@ -139,33 +139,60 @@ HWY_INLINE Ycbcr<V> lumaDifference(V r, V g, V b) {
   return {narrowUnsigned(yLower, yUpper), chroma(b, 18491), chroma(r, 23373)};
 }
 
-// The lane form, of channels of four-byte pixels: each product is cut to an integer on its own. Y sums products with 6
-// bits behind the point, Cb and Cr with 5.
+// Three channels in 16-bit lanes, all times one factor.
+template <class V16>
+struct Lanes {
+  V16 r, g, b;
+};
+
+// The channels of pairs (R, G) and (B, 0), times kScale.
+template <int kScale, class V>
+HWY_INLINE auto scaledChannels(Pairs<V> rgb0) {
+  static_assert(kScale == 64 || kScale == 128);
+  constexpr int kShift = kScale == 64 ? 6 : 7;
+  const hn::Repartition<Zel16u, hn::DFromV<V>> d16;
+  const auto rg = hn::BitCast(d16, rgb0.first);
+  return Lanes<hn::VFromD<decltype(d16)>>{hn::ShiftRight<8 - kShift>(hn::ShiftLeft<8>(rg)),
+                                          hn::ShiftLeft<kShift>(hn::ShiftRight<8>(rg)),
+                                          hn::ShiftLeft<kShift>(hn::BitCast(d16, rgb0.second))};
+}
+
+// The lane form, of channels times kScale: each product is cut to an integer on its own. Y sums products with 6 bits
+// behind the point.
+template <int kScale, class V16>
+HWY_INLINE auto laneLuma(Lanes<V16> p) {
+  const hn::DFromV<V16> d;
+  const auto part = [=](V16 channel, int weight) {
+    return hn::MulHigh(channel, hn::Set(d, static_cast<Zel16u>(weight * 256 / kScale)));
+  };
+  const auto sum = hn::Add(hn::Add(part(p.r, 4899), part(p.g, 9617)), hn::Add(part(p.b, 1868), hn::Set(d, 32)));
+  return hn::BitCast(hn::RebindToSigned<decltype(d)>(), hn::ShiftRight<6>(sum));
+}
+
+// Cb and Cr sum products with 5 bits behind the point. The channels, here times 128, may be means with a fraction:
+// the high half of a product with w is floor(w c / 512).
+template <class V16>
+struct LaneChroma {
+  V16 cb, cr;
+};
+template <class V16>
+HWY_INLINE auto laneChroma(Lanes<V16> p) {
+  const hn::DFromV<V16> d;
+  const hn::RebindToSigned<decltype(d)> d16s;
+  const auto part = [=](V16 channel, Zel16u weight) { return hn::MulHigh(channel, hn::Set(d, weight)); };
+  const auto chroma = [=](V16 channel, V16 first, V16 second) {
+    const V16 scaled = hn::Add(hn::ShiftRight<3>(channel), hn::Set(d, 4112));
+    return hn::BitCast(d16s, hn::ShiftRight<5>(hn::Sub(hn::Sub(scaled, first), second)));
+  };
+  return LaneChroma<hn::VFromD<decltype(d16s)>>{chroma(p.b, part(p.r, 2765), part(p.g, 5427)),
+                                                chroma(p.r, part(p.g, 6860), part(p.b, 1332))};
+}
+
 template <class V>
 HWY_INLINE Ycbcr<V> laneForm(Pairs<V> lower, Pairs<V> upper) {
-  const hn::DFromV<V> d;
-  const hn::Repartition<Zel16u, decltype(d)> d16;
-  const hn::RebindToSigned<decltype(d16)> d16s;
-  using V16 = hn::VFromD<decltype(d16)>;
-  struct Lanes {
-    hn::VFromD<decltype(d16s)> y, cb, cr;
-  };
-  const auto half = [&](Pairs<V> rgb0) -> Lanes {
-    // Channels times 128: the high half of a product with w is floor(w c / 512).
-    const V16 rg = hn::BitCast(d16, rgb0.first);
-    const V16 r = hn::ShiftRight<1>(hn::ShiftLeft<8>(rg)), g = hn::ShiftLeft<7>(hn::ShiftRight<8>(rg));
-    const V16 b = hn::ShiftLeft<7>(hn::BitCast(d16, rgb0.second));
-    const auto part = [&](V16 channel, Zel16u weight) { return hn::MulHigh(channel, hn::Set(d16, weight)); };
-    const V16 y = hn::Add(hn::Add(part(r, 2 * 4899), part(g, 2 * 9617)), hn::Add(part(b, 2 * 1868), hn::Set(d16, 32)));
-    const auto chroma = [&](V16 channel, V16 first, V16 second) {
-      const V16 scaled = hn::Add(hn::ShiftRight<3>(channel), hn::Set(d16, 4112));
-      return hn::BitCast(d16s, hn::ShiftRight<5>(hn::Sub(hn::Sub(scaled, first), second)));
-    };
-    return {hn::BitCast(d16s, hn::ShiftRight<6>(y)), chroma(b, part(r, 2765), part(g, 5427)),
-            chroma(r, part(g, 6860), part(b, 1332))};
-  };
-  const Lanes a = half(lower), b = half(upper);
-  return {narrowUnsigned(a.y, b.y), narrowUnsigned(a.cb, b.cb), narrowUnsigned(a.cr, b.cr)};
+  const auto a = scaledChannels<128>(lower), b = scaledChannels<128>(upper);
+  const auto c = laneChroma(a), e = laneChroma(b);
+  return {narrowUnsigned(laneLuma<128>(a), laneLuma<128>(b)), narrowUnsigned(c.cb, e.cb), narrowUnsigned(c.cr, e.cr)};
 }
 
 // The table form of a block of channels, in 32 bits: few pixels have it, the last ones of planar rows.

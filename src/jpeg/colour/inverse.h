@@ -6,30 +6,19 @@
 
 namespace zelj {
 
-template <class V>
-struct Rgb {
-  V r, g, b;
-};
-
 template <class V16>
 HWY_INLINE Rgb<Halves<V16>> joinHalves(Rgb<V16> lower, Rgb<V16> upper) {
   return {{lower.r, upper.r}, {lower.g, upper.g}, {lower.b, upper.b}};
 }
 
-// The bytes of samples that may leave 0..255.
-template <class V16>
-HWY_INLINE auto limited(Rgb<Halves<V16>> p) {
-  return Rgb<decltype(narrowUnsigned(p.r))>{narrowUnsigned(p.r), narrowUnsigned(p.g), narrowUnsigned(p.b)};
-}
-
-// What R or B adds to Y, a function of one chroma sample c, less 128: two rounding fixed-point products,
-// -((((c * weight + 64) >> 7) + round + 64) >> 7), give it for all 256 values of c (found by search, and with all of
-// them tested).
+// What R or B subtracts from Y, a function of one chroma sample c, less 128: two rounding fixed-point products,
+// (((c * weight + 64) >> 7) + round + 64) >> 7, give it for all 256 values of c (found by search, and with all of them
+// tested).
 struct Slope {
   int weight, round;
 };
 
-// R and B add a slope to Y. G subtracts (gCb (Cb - 128) + gCr (Cr - 128) + 256 * 64 + gRound) >> 15, in 16 bits as
+// R and B subtract a slope. G subtracts (gCb (Cb - 128) + gCr (Cr - 128) + 256 * 64 + gRound) >> 15, in 16 bits as
 // (H + ((L + gRound) >> 8) + 64) >> 7 with H and L the sums of products with the high and low bytes of the weights.
 struct InverseForm {
   Slope r, b;
@@ -43,13 +32,18 @@ inline constexpr InverseForm kInterleavingInverse{{-22970, 0}, {-29032, 0}, 2 * 
 // B = Y + ((29032 Cb - 3708561) >> 14).
 inline constexpr InverseForm kPlanarInverse{{-22970, 0}, {-29033, 4}, 2 * 5638, 2 * 11700, -220};
 
-// Luma in 16 bits and the slope of 256 c.
-template <Slope kSlope, class V16, class V>
-HWY_INLINE V16 plusSlope(V16 luma, V chroma256) {
+// The slope of 256 c, in 16-bit lanes.
+template <Slope kSlope, class V16>
+HWY_INLINE V16 slope(V16 chroma256) {
   const hn::DFromV<V16> d;
-  auto t = hn::MulFixedPoint15(hn::BitCast(d, chroma256), hn::Set(d, static_cast<Zel16s>(kSlope.weight)));
+  auto t = hn::MulFixedPoint15(chroma256, hn::Set(d, static_cast<Zel16s>(kSlope.weight)));
   if constexpr (kSlope.round != 0) t = hn::Add(t, hn::Set(d, static_cast<Zel16s>(kSlope.round)));
-  return hn::Sub(luma, hn::MulFixedPoint15(t, hn::Set(d, 256)));
+  return hn::MulFixedPoint15(t, hn::Set(d, 256));
+}
+
+template <class V16>
+HWY_INLINE Rgb<V16> less(V16 luma, Rgb<V16> terms) {
+  return {hn::Sub(luma, terms.r), hn::Sub(luma, terms.g), hn::Sub(luma, terms.b)};
 }
 
 template <InverseForm kForm, class V>
@@ -65,10 +59,10 @@ HWY_INLINE auto inverse(V y, V cb, V cr) {
     const auto high = mulAddPairs(setPairs<(kForm.gCb >> 8), (kForm.gCr >> 8)>(d), chroma);
     const auto low = mulAddPairs(setPairs<(kForm.gCb & 0xFF), (kForm.gCr & 0xFF)>(d), chroma);
     const auto sum = hn::Add(high, hn::ShiftRight<8>(hn::Add(low, hn::Set(d16, kForm.gRound))));
-    using V16 = hn::VFromD<decltype(d16)>;
-    return Rgb<V16>{plusSlope<kForm.r>(luma, pairsOf<kHalf>(zero, crSigned)),
-                    hn::Sub(luma, hn::MulFixedPoint15(sum, hn::Set(d16, 256))),
-                    plusSlope<kForm.b>(luma, pairsOf<kHalf>(zero, cbSigned))};
+    const auto times256 = [=](V c) { return hn::BitCast(d16, pairsOf<kHalf>(zero, c)); };
+    return less(luma, Rgb<hn::VFromD<decltype(d16)>>{slope<kForm.r>(times256(crSigned)),
+                                                     hn::MulFixedPoint15(sum, hn::Set(d16, 256)),
+                                                     slope<kForm.b>(times256(cbSigned))});
   };
   return joinHalves(half(std::integral_constant<int, 0>()), half(std::integral_constant<int, 1>()));
 }
@@ -77,26 +71,50 @@ HWY_INLINE auto inverse(V y, V cb, V cr) {
 // B = (16 Y + floor(14516 Cb / 512) - 3621) >> 4 are of one product and hence slopes, R's of 256 c + 3.
 // G = Y - ((floor(2819 Cb / 512) + floor(5850 Cr / 512) - 2160) >> 4).
 inline constexpr Slope kLaneR{-22970, 0}, kLaneB{-29031, 0};
-inline constexpr Zel8u kLaneRFraction = 3;
+inline constexpr Zel16u kLaneRFraction = 3;
+
+// What the channels of the lane inverse subtract from Y, of chroma times 256.
+template <class V16>
+HWY_INLINE auto laneTerms(V16 cb256, V16 cr256) {
+  const hn::DFromV<V16> d;
+  const hn::RebindToSigned<decltype(d)> d16s;
+  const V16 parts =
+      hn::Add(hn::MulHigh(hn::ShiftRight<1>(cb256), hn::Set(d, 2819)), hn::MulHigh(cr256, hn::Set(d, 5850 / 2)));
+  const auto centred = [=](V16 c, Zel16u fraction) {
+    return hn::BitCast(d16s, hn::Xor(c, hn::Set(d, static_cast<Zel16u>(0x8000 + fraction))));
+  };
+  return Rgb<hn::VFromD<decltype(d16s)>>{slope<kLaneR>(centred(cr256, kLaneRFraction)),
+                                         hn::ShiftRight<4>(hn::Sub(hn::BitCast(d16s, parts), hn::Set(d16s, 2160))),
+                                         slope<kLaneB>(centred(cb256, 0))};
+}
 
 template <class V>
 HWY_INLINE auto laneInverse(V y, V cb, V cr) {
-  const hn::DFromV<V> d;
-  const hn::Repartition<Zel16u, decltype(d)> d16;
-  const hn::RebindToSigned<decltype(d16)> d16s;
-  using V16 = hn::VFromD<decltype(d16s)>;
-  const V zero = hn::Zero(d), centre = hn::Set(d, 0x80), fraction = hn::Set(d, kLaneRFraction);
-  const V cbSigned = hn::Xor(cb, centre), crSigned = hn::Xor(cr, centre);
+  const hn::Repartition<Zel16u, hn::DFromV<V>> d16;
+  const V zero = hn::Zero(hn::DFromV<V>());
   const auto half = [=]<int kHalf>(std::integral_constant<int, kHalf>) {
-    const auto luma = hn::BitCast(d16s, pairsOf<kHalf>(y, zero));
-    const auto cb128 = hn::ShiftRight<1>(hn::BitCast(d16, pairsOf<kHalf>(zero, cb)));
-    const auto cr256 = hn::BitCast(d16, pairsOf<kHalf>(zero, cr));
-    const auto parts = hn::Add(hn::MulHigh(cb128, hn::Set(d16, 2819)), hn::MulHigh(cr256, hn::Set(d16, 5850 / 2)));
-    const auto g = hn::ShiftRight<4>(hn::Sub(hn::BitCast(d16s, parts), hn::Set(d16s, 2160)));
-    return Rgb<V16>{plusSlope<kLaneR>(luma, pairsOf<kHalf>(fraction, crSigned)), hn::Sub(luma, g),
-                    plusSlope<kLaneB>(luma, pairsOf<kHalf>(zero, cbSigned))};
+    const auto luma = hn::BitCast(hn::RebindToSigned<decltype(d16)>(), pairsOf<kHalf>(y, zero));
+    const auto times256 = [=](V c) { return hn::BitCast(d16, pairsOf<kHalf>(zero, c)); };
+    return less(luma, laneTerms(times256(cb), times256(cr)));
   };
   return joinHalves(half(std::integral_constant<int, 0>()), half(std::integral_constant<int, 1>()));
+}
+
+// Chroma of eight pairs of pixels to a block, once for each pixel.
+template <class V16>
+HWY_INLINE Halves<V16> twice(V16 v) {
+  const hn::DFromV<V16> d;
+  return {hn::InterleaveLower(d, v, v), hn::InterleaveUpper(d, v, v)};
+}
+
+// A row's pixels, with terms of eight pairs to a block.
+template <class V, class V16>
+HWY_INLINE Rgb<Halves<V16>> lessTwice(V y, Rgb<V16> terms) {
+  const hn::DFromV<V16> d16;
+  const V zero = hn::Zero(hn::DFromV<V>());
+  const Halves<V16> r = twice(terms.r), g = twice(terms.g), b = twice(terms.b);
+  return joinHalves(less(hn::BitCast(d16, pairsOf<0>(y, zero)), Rgb<V16>{r.lower, g.lower, b.lower}),
+                    less(hn::BitCast(d16, pairsOf<1>(y, zero)), Rgb<V16>{r.upper, g.upper, b.upper}));
 }
 
 // The table form of a block, in 32 bits: the last pixels of a row have it.

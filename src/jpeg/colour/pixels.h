@@ -9,22 +9,26 @@
 
 namespace zelj {
 
-// Where the pixels of an operand lie: kPlanes planes of kBytes bytes a pixel.
-template <class Byte, int kPlanes, int kBytes>
+// Where the pixels of an operand lie: kPlanes planes of kBytes bytes a pixel, of which the last kHalved have a sample
+// for two pixels of a row.
+template <class Byte, int kPlanes, int kBytes, int kHalved = 0>
 struct Pixels {
   Byte* plane[kPlanes];
 
+  // Where pixel x of a plane begins, in bytes.
+  static constexpr Zel64s offset(int i, int x) { return Zel64s{i < kPlanes - kHalved ? x : x / 2} * kBytes; }
+
   Pixels at(int x) const {
     Pixels moved = *this;
-    for (Byte*& p : moved.plane) p += Zel64s{x} * kBytes;
+    for (int i = 0; i < kPlanes; ++i) moved.plane[i] += offset(i, x);
     return moved;
   }
 };
 
-template <int kPlanes, int kBytes>
-using Source = Pixels<const Zel8u, kPlanes, kBytes>;
-template <int kPlanes, int kBytes>
-using Destination = Pixels<Zel8u, kPlanes, kBytes>;
+template <int kPlanes, int kBytes, int kHalved = 0>
+using Source = Pixels<const Zel8u, kPlanes, kBytes, kHalved>;
+template <int kPlanes, int kBytes, int kHalved = 0>
+using Destination = Pixels<Zel8u, kPlanes, kBytes, kHalved>;
 
 // Row y of an operand: of pixels in one place, and of planes.
 template <int kBytes, class T>
@@ -40,23 +44,23 @@ Pixels<T, kPlanes, 1> planeRow(T* const* base, int step, int y) {
 }
 
 // Memory for the pixels of one block.
-template <int kPlanes, int kBytes>
+template <int kPlanes, int kBytes, int kHalved = 0>
 struct StagedBlock {
   Zel8u bytes[kPlanes][16 * kBytes] = {};
 
   template <class Byte>
-  Pixels<Byte, kPlanes, kBytes> pixels() {
-    Pixels<Byte, kPlanes, kBytes> pixels;
+  Pixels<Byte, kPlanes, kBytes, kHalved> pixels() {
+    Pixels<Byte, kPlanes, kBytes, kHalved> pixels;
     for (int i = 0; i < kPlanes; ++i) pixels.plane[i] = bytes[i];
     return pixels;
   }
 };
 
-template <int kPlanes, int kBytes>
-void copyPixels(Source<kPlanes, kBytes> from, Destination<kPlanes, kBytes> to, int first, int end) {
+template <int kPlanes, int kBytes, int kHalved>
+void copyPixels(Source<kPlanes, kBytes, kHalved> from, Destination<kPlanes, kBytes, kHalved> to, int first, int end) {
   for (int i = 0; i < kPlanes; ++i) {
-    std::memcpy(to.plane[i] + first * kBytes, from.plane[i] + first * kBytes,
-                static_cast<size_t>((end - first) * kBytes));
+    const Zel64s begin = from.offset(i, first);
+    std::memcpy(to.plane[i] + begin, from.plane[i] + begin, static_cast<size_t>(from.offset(i, end) - begin));
   }
 }
 
@@ -76,9 +80,10 @@ HWY_INLINE void convertVectors(int count, S source, D destination, Kernel kernel
 
 // Converts a row whose first pixels, as many groups of kGroup as there are, take the form of `groups` and the others
 // that of `rest`. Pixels may be computed twice, first in the other form: operands do not overlap.
-template <int kGroup, int kSourcePlanes, int kSourceBytes, int kPlanes, int kBytes, class Groups, class Rest>
-HWY_INLINE void convertRow(int width, Source<kSourcePlanes, kSourceBytes> source,
-                           Destination<kPlanes, kBytes> destination, Groups groups, Rest rest) {
+template <int kGroup, int kSourcePlanes, int kSourceBytes, int kSourceHalved, int kPlanes, int kBytes, int kHalved,
+          class Groups, class Rest>
+HWY_INLINE void convertRow(int width, Source<kSourcePlanes, kSourceBytes, kSourceHalved> source,
+                           Destination<kPlanes, kBytes, kHalved> destination, Groups groups, Rest rest) {
   constexpr Block8u block;
   const int grouped = width - width % kGroup;
   if (width >= 16) {
@@ -86,8 +91,8 @@ HWY_INLINE void convertRow(int width, Source<kSourcePlanes, kSourceBytes> source
     convertVectors<hn::MaxLanes(hn::ScalableTag<Zel8u>())>(grouped, source, destination, groups);
     return;
   }
-  StagedBlock<kSourcePlanes, kSourceBytes> stagedIn;
-  StagedBlock<kPlanes, kBytes> stagedOut;
+  StagedBlock<kSourcePlanes, kSourceBytes, kSourceHalved> stagedIn;
+  StagedBlock<kPlanes, kBytes, kHalved> stagedOut;
   const auto in = stagedIn.template pixels<const Zel8u>();
   const auto out = stagedOut.template pixels<Zel8u>();
   copyPixels(source, stagedIn.template pixels<Zel8u>(), 0, width);

@@ -41,30 +41,18 @@ ZelStatus fourBytesToPlanes(const Zel8u* pSrc, int srcStep, Zel8u* const pDst[3]
   return zelStatusOk;
 }
 
-// Half a vector's 16-bit pixels as pairs (R, G) and (B, 1), in an order for gather<Zel64u>. The low field holds 5 bits,
-// the middle one kGreenBits and the high one 5; each is widened with zero bits.
-template <Order kOrder, int kGreenBits, class D>
-HWY_INLINE Pairs<hn::VFromD<D>> unpackPairs(D d, const Zel8u* p) {
-  const hn::Repartition<Zel16u, D> d16;
-  const auto v = hn::BitCast(d16, hn::LoadU(d, p));
-  const auto low = hn::And(hn::ShiftLeft<3>(v), hn::Set(d16, 0xF8));
-  const auto high = hn::And(hn::ShiftRight<kGreenBits + 2>(v), hn::Set(d16, 0xF8));
-  // Green as the second byte of its pair.
-  const auto green = hn::And(hn::ShiftLeft<11 - kGreenBits>(v), hn::Set(d16, kGreenBits == 6 ? 0xFC00 : 0xF800));
-  const auto r = kOrder == Order::rgb ? low : high, b = kOrder == Order::rgb ? high : low;
-  return withOne(Pairs<hn::VFromD<D>>{hn::BitCast(d, hn::Or(r, green)), hn::BitCast(d, b)});
-}
-
 template <Order kOrder, int kGreenBits>
 ZelStatus packedToPlanes(const Zel16u* pSrc, int srcStep, Zel8u* const pDst[3], int dstStep, ZeliSize roiSize) {
   if (ZelStatus bad = checkPointersStepsSize(present(pSrc, planes<3>(pDst)), srcStep, dstStep, roiSize)) return bad;
   for (int y = 0; y < roiSize.height; ++y) {
     convertRow(roiSize.width, pixelRow<2>(pSrc, srcStep, y), planeRow<3>(pDst, dstStep, y),
                [](auto d, auto src, auto dst) {
-                 const Zel8u* p = src.plane[0];
-                 storeYcbcr(gather<Zel64u>(matrix<k14Bit>(unpackPairs<kOrder, kGreenBits>(d, p),
-                                                          unpackPairs<kOrder, kGreenBits>(d, p + hn::MaxLanes(d)))),
-                            dst.plane);
+                 // Pairs (R, G) and (B, 1), in an order for gather<Zel64u>.
+                 const auto half = [=](size_t i) {
+                   const auto pixels = hn::LoadU(d, src.plane[0] + i * hn::MaxLanes(d));
+                   return withOne(unpackPairs<kOrder, kGreenBits>(d, pixels));
+                 };
+                 storeYcbcr(gather<Zel64u>(matrix<k14Bit>(half(0), half(1))), dst.plane);
                });
   }
   return zelStatusOk;

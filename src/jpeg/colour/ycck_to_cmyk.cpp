@@ -11,8 +11,7 @@ ZelStatus ownYCCKToCMYK_JPEG_8u_P4C4R(const Zel8u* const pSrc[4], int srcStep, Z
   forRows(roiSize, [=](int y) {
     inverseRow<kPlanarInverse>(roiSize.width, planeRow<4>(pSrc, srcStep, y), pixelRow<4>(pDst, dstStep, y),
                                kSpread<Zel32u>, [](auto d, auto p, auto src, auto dst) {
-                                 storeInterleaved4(d, hn::Not(narrowUnsigned(p.r)), hn::Not(narrowUnsigned(p.g)),
-                                                   hn::Not(narrowUnsigned(p.b)), kSpread<Zel32u>(d, src.plane[3]),
+                                 storeInterleaved4(d, complement(limited(p)), kSpread<Zel32u>(d, src.plane[3]),
                                                    dst.plane[0]);
                                });
   });
@@ -27,9 +26,10 @@ ZelStatus ownYCCKToCMYK_JPEG_8u_P4R(const Zel8u* const pSrc[4], int srcStep, Zel
   forRows(roiSize, [=](int y) {
     inverseRow<kPlanarInverse>(roiSize.width, planeRow<4>(pSrc, srcStep, y), planeRow<4>(pDst, dstStep, y), kInOrder,
                                [](auto d, auto p, auto src, auto dst) {
-                                 hn::StoreU(hn::Not(narrowUnsigned(p.r)), d, dst.plane[0]);
-                                 hn::StoreU(hn::Not(narrowUnsigned(p.g)), d, dst.plane[1]);
-                                 hn::StoreU(hn::Not(narrowUnsigned(p.b)), d, dst.plane[2]);
+                                 const auto cmy = complement(limited(p));
+                                 hn::StoreU(cmy.r, d, dst.plane[0]);
+                                 hn::StoreU(cmy.g, d, dst.plane[1]);
+                                 hn::StoreU(cmy.b, d, dst.plane[2]);
                                  hn::StoreU(hn::LoadU(d, src.plane[3]), d, dst.plane[3]);
                                });
   });
