@@ -43,6 +43,10 @@ ZELJ_PEER(h2v1_fancy_upsample, void, (int maxV, unsigned inWidth, Rows in, Plane
 ZELJ_PEER(h2v2_fancy_upsample, void, (int maxV, unsigned inWidth, Rows in, Planes out))
 ZELJ_PEER(h2v1_downsample, void, (unsigned imageWidth, int maxV, unsigned v, unsigned widthInBlocks, Rows in, Rows out))
 ZELJ_PEER(h2v2_downsample, void, (unsigned imageWidth, int maxV, unsigned v, unsigned widthInBlocks, Rows in, Rows out))
+ZELJ_PEER(h2v1_merged_upsample, void, (unsigned width, Planes in, unsigned inRowGroup, Rows out))
+ZELJ_PEER(h2v2_merged_upsample, void, (unsigned width, Planes in, unsigned inRowGroup, Rows out))
+ZELJ_PEER(h2v1_extrgbx_merged_upsample, void, (unsigned width, Planes in, unsigned inRowGroup, Rows out))
+ZELJ_PEER(h2v2_extrgbx_merged_upsample, void, (unsigned width, Planes in, unsigned inRowGroup, Rows out))
 #undef ZELJ_PEER
 
 // There is one Huffman encoder and there are two reduced transforms, for all levels.
