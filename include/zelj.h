@@ -277,6 +277,104 @@ ZELJ_API ZelStatus zeliYCbCr422ToRGB_JPEG_8u_C2C3R(const Zel8u* pSrc, int srcSte
                                                    ZeliSize roiSize);
 /** @} */
 
+/** @defgroup mcucolour Colour conversion of one MCU
+ *  Between pixels and the level-shifted blocks (sample less 128, in 16 bits) of one minimum coded unit, as the
+ * transforms take them. A plane holds blocks of 64 elements one behind the other, 8 rows of 8:
+ *
+ *  | shape | pixels  | plane 0 (and K, plane 3)              | planes 1 and 2                            |
+ *  |-------|---------|---------------------------------------|-------------------------------------------|
+ *  | `444` | 8 x 8   | one block                             | one block, a sample for each pixel        |
+ *  | `422` | 16 x 8  | left, right                           | one block, a sample for a horizontal pair |
+ *  | `411` | 16 x 16 | top left, top right, bottom left, bottom right | one block, a sample for 2 x 2 pixels |
+ *
+ *  Going in, chroma is the mean over its pixels. Going out, all pixels of a group take its sample unfiltered, and
+ * results are limited to 0..255 for all 16-bit values of the samples.
+ *
+ *  Some exports have two forms of the matrix and choose by the alignment of the planes, as their comments say: whoever
+ *  wants one result keeps planes on multiples of 16 bytes. docs/exactness.md lists the forms.
+ *
+ *  Packed pixels are those of the exports at full resolution, in the BGR order (B in the low bits).
+ *
+ *  Checks of pixels to blocks: pSrc or pDst null (-8), srcStep below 1 (-14), a null plane pointer (-8). Checks of
+ * blocks to pixels: pSrc, pDst or a plane pointer null (-8), dstStep below 1 (-14).
+ *  @{ */
+
+/** 8 x 8 pixels of R, G, B bytes to blocks Y, Cb, Cr. */
+ZELJ_API ZelStatus zeliRGBToYCbCr444LS_MCU_8u16s_C3P3R(const Zel8u* pSrc, int srcStep, Zel16s* const pDst[3]);
+/** 16 x 8 pixels of R, G, B bytes to blocks Y, Cb, Cr. */
+ZELJ_API ZelStatus zeliRGBToYCbCr422LS_MCU_8u16s_C3P3R(const Zel8u* pSrc, int srcStep, Zel16s* const pDst[3]);
+/** 16 x 16 pixels of R, G, B bytes to blocks Y, Cb, Cr. Planes whose first one is not on a multiple of 16 bytes take
+ * the truncating form. */
+ZELJ_API ZelStatus zeliRGBToYCbCr411LS_MCU_8u16s_C3P3R(const Zel8u* pSrc, int srcStep, Zel16s* const pDst[3]);
+/** 8 x 8 pixels of B, G, R bytes to blocks Y, Cb, Cr. */
+ZELJ_API ZelStatus zeliBGRToYCbCr444LS_MCU_8u16s_C3P3R(const Zel8u* pSrc, int srcStep, Zel16s* const pDst[3]);
+/** 16 x 8 pixels of B, G, R bytes to blocks Y, Cb, Cr. */
+ZELJ_API ZelStatus zeliBGRToYCbCr422LS_MCU_8u16s_C3P3R(const Zel8u* pSrc, int srcStep, Zel16s* const pDst[3]);
+/** 16 x 16 pixels of B, G, R bytes to blocks Y, Cb, Cr. Planes whose first one is not on a multiple of 16 bytes take
+ * the truncating form. */
+ZELJ_API ZelStatus zeliBGRToYCbCr411LS_MCU_8u16s_C3P3R(const Zel8u* pSrc, int srcStep, Zel16s* const pDst[3]);
+/** 8 x 8 pixels of BGR555 pixels to blocks Y, Cb, Cr. */
+ZELJ_API ZelStatus zeliBGR555ToYCbCr444LS_MCU_16u16s_C3P3R(const Zel16u* pSrc, int srcStep, Zel16s* const pDst[3]);
+/** 16 x 8 pixels of BGR555 pixels to blocks Y, Cb, Cr. */
+ZELJ_API ZelStatus zeliBGR555ToYCbCr422LS_MCU_16u16s_C3P3R(const Zel16u* pSrc, int srcStep, Zel16s* const pDst[3]);
+/** 16 x 16 pixels of BGR555 pixels to blocks Y, Cb, Cr. */
+ZELJ_API ZelStatus zeliBGR555ToYCbCr411LS_MCU_16u16s_C3P3R(const Zel16u* pSrc, int srcStep, Zel16s* const pDst[3]);
+/** 8 x 8 pixels of BGR565 pixels to blocks Y, Cb, Cr. */
+ZELJ_API ZelStatus zeliBGR565ToYCbCr444LS_MCU_16u16s_C3P3R(const Zel16u* pSrc, int srcStep, Zel16s* const pDst[3]);
+/** 16 x 8 pixels of BGR565 pixels to blocks Y, Cb, Cr. */
+ZELJ_API ZelStatus zeliBGR565ToYCbCr422LS_MCU_16u16s_C3P3R(const Zel16u* pSrc, int srcStep, Zel16s* const pDst[3]);
+/** 16 x 16 pixels of BGR565 pixels to blocks Y, Cb, Cr. */
+ZELJ_API ZelStatus zeliBGR565ToYCbCr411LS_MCU_16u16s_C3P3R(const Zel16u* pSrc, int srcStep, Zel16s* const pDst[3]);
+/** 8 x 8 pixels of C, M, Y, K bytes to blocks Y, Cb, Cr (of the complements of C, M, Y) and K. The truncating form is
+ * taken where any plane is not on a multiple of 16 bytes. */
+ZELJ_API ZelStatus zeliCMYKToYCCK444LS_MCU_8u16s_C4P4R(const Zel8u* pSrc, int srcStep, Zel16s* const pDst[4]);
+/** 16 x 8 pixels of C, M, Y, K bytes to blocks Y, Cb, Cr (of the complements of C, M, Y) and K. The truncating form is
+ * taken where plane 0 or 3 is not on a multiple of 16 bytes. */
+ZELJ_API ZelStatus zeliCMYKToYCCK422LS_MCU_8u16s_C4P4R(const Zel8u* pSrc, int srcStep, Zel16s* const pDst[4]);
+/** 16 x 16 pixels of C, M, Y, K bytes to blocks Y, Cb, Cr (of the complements of C, M, Y) and K. The truncating form is
+ * taken where plane 0 or 3 is not on a multiple of 16 bytes. */
+ZELJ_API ZelStatus zeliCMYKToYCCK411LS_MCU_8u16s_C4P4R(const Zel8u* pSrc, int srcStep, Zel16s* const pDst[4]);
+/** Blocks Y, Cb, Cr to 8 x 8 pixels of R, G, B bytes. The truncating form is taken where any plane is not on a multiple
+ * of 16 bytes. */
+ZELJ_API ZelStatus zeliYCbCr444ToRGBLS_MCU_16s8u_P3C3R(const Zel16s* const pSrc[3], Zel8u* pDst, int dstStep);
+/** Blocks Y, Cb, Cr to 16 x 8 pixels of R, G, B bytes. The truncating form is taken where any plane is not on a
+ * multiple of 16 bytes. */
+ZELJ_API ZelStatus zeliYCbCr422ToRGBLS_MCU_16s8u_P3C3R(const Zel16s* const pSrc[3], Zel8u* pDst, int dstStep);
+/** Blocks Y, Cb, Cr to 16 x 16 pixels of R, G, B bytes. The truncating form is taken where any plane is not on a
+ * multiple of 16 bytes. */
+ZELJ_API ZelStatus zeliYCbCr411ToRGBLS_MCU_16s8u_P3C3R(const Zel16s* const pSrc[3], Zel8u* pDst, int dstStep);
+/** Blocks Y, Cb, Cr to 8 x 8 pixels of B, G, R bytes. The truncating form is taken where any plane is not on a multiple
+ * of 16 bytes. */
+ZELJ_API ZelStatus zeliYCbCr444ToBGRLS_MCU_16s8u_P3C3R(const Zel16s* const pSrc[3], Zel8u* pDst, int dstStep);
+/** Blocks Y, Cb, Cr to 16 x 8 pixels of B, G, R bytes. The truncating form is taken where any plane is not on a
+ * multiple of 16 bytes. */
+ZELJ_API ZelStatus zeliYCbCr422ToBGRLS_MCU_16s8u_P3C3R(const Zel16s* const pSrc[3], Zel8u* pDst, int dstStep);
+/** Blocks Y, Cb, Cr to 16 x 16 pixels of B, G, R bytes. The truncating form is taken where any plane is not on a
+ * multiple of 16 bytes. */
+ZELJ_API ZelStatus zeliYCbCr411ToBGRLS_MCU_16s8u_P3C3R(const Zel16s* const pSrc[3], Zel8u* pDst, int dstStep);
+/** Blocks Y, Cb, Cr to 8 x 8 pixels of BGR555 pixels. */
+ZELJ_API ZelStatus zeliYCbCr444ToBGR555LS_MCU_16s16u_P3C3R(const Zel16s* const pSrc[3], Zel16u* pDst, int dstStep);
+/** Blocks Y, Cb, Cr to 16 x 8 pixels of BGR555 pixels. */
+ZELJ_API ZelStatus zeliYCbCr422ToBGR555LS_MCU_16s16u_P3C3R(const Zel16s* const pSrc[3], Zel16u* pDst, int dstStep);
+/** Blocks Y, Cb, Cr to 16 x 16 pixels of BGR555 pixels. */
+ZELJ_API ZelStatus zeliYCbCr411ToBGR555LS_MCU_16s16u_P3C3R(const Zel16s* const pSrc[3], Zel16u* pDst, int dstStep);
+/** Blocks Y, Cb, Cr to 8 x 8 pixels of BGR565 pixels. */
+ZELJ_API ZelStatus zeliYCbCr444ToBGR565LS_MCU_16s16u_P3C3R(const Zel16s* const pSrc[3], Zel16u* pDst, int dstStep);
+/** Blocks Y, Cb, Cr to 16 x 8 pixels of BGR565 pixels. */
+ZELJ_API ZelStatus zeliYCbCr422ToBGR565LS_MCU_16s16u_P3C3R(const Zel16s* const pSrc[3], Zel16u* pDst, int dstStep);
+/** Blocks Y, Cb, Cr to 16 x 16 pixels of BGR565 pixels. */
+ZELJ_API ZelStatus zeliYCbCr411ToBGR565LS_MCU_16s16u_P3C3R(const Zel16s* const pSrc[3], Zel16u* pDst, int dstStep);
+/** Blocks Y, Cb, Cr, K to 8 x 8 pixels of C, M, Y, K bytes: C = 255 - R and so on, K as it is. The truncating form is
+ * taken where any plane is not on a multiple of 16 bytes. */
+ZELJ_API ZelStatus zeliYCCK444ToCMYKLS_MCU_16s8u_P4C4R(const Zel16s* const pSrc[4], Zel8u* pDst, int dstStep);
+/** Blocks Y, Cb, Cr, K to 16 x 8 pixels of C, M, Y, K bytes: C = 255 - R and so on, K as it is. The truncating form is
+ * taken where any plane is not on a multiple of 16 bytes. */
+ZELJ_API ZelStatus zeliYCCK422ToCMYKLS_MCU_16s8u_P4C4R(const Zel16s* const pSrc[4], Zel8u* pDst, int dstStep);
+/** Blocks Y, Cb, Cr, K to 16 x 16 pixels of C, M, Y, K bytes: C = 255 - R and so on, K as it is. The truncating form is
+ * taken where any plane is not on a multiple of 16 bytes. */
+ZELJ_API ZelStatus zeliYCCK411ToCMYKLS_MCU_16s8u_P4C4R(const Zel16s* const pSrc[4], Zel8u* pDst, int dstStep);
+/** @} */
+
 /** @defgroup sampling Halving and doubling of planes and rows
  *  The plane exports take regions, have no handling of edges and read the margins that their formulas name. The row
  *  exports treat the ends of a row themselves. The two families round differently: neither replaces the other.
@@ -316,6 +414,34 @@ ZELJ_API ZelStatus zeliSampleUpRowH2V1_Triangle_JPEG_8u_C1(const Zel8u* pSrc, in
  *  zeliSampleUpH2V2_JPEG_8u_C1R; `d[0] = (4 c[0] + 8) >> 4` and `d[2n-1] = (4 c[n-1] + 7) >> 4`. */
 ZELJ_API ZelStatus zeliSampleUpRowH2V2_Triangle_JPEG_8u_C1(const Zel8u* pSrc1, const Zel8u* pSrc2, int srcWidth,
                                                            Zel8u* pDst);
+/** @} */
+
+/** @defgroup mcusampling Sampling of one MCU
+ *  Between pixels whose samples are YCbCr (or another model of three components) already and the level-shifted blocks
+ * of one minimum coded unit, in the shapes of the colour conversions of one MCU. Going in, samples that share a chroma
+ *  sample are averaged and rounded down; going out, chroma is repeated and all are limited to 0..255. Results do not
+ *  depend on any alignment.
+ *
+ *  Checks of pixels to blocks: pSrc or pDst null (-8), srcStep below 1 (-14), a null plane pointer (-8). Checks of
+ * blocks to pixels: pSrc, pDst or a plane pointer null (-8), dstStep below 1 (-14).
+ *  @{ */
+
+/** 8 x 8 pixels of three bytes to blocks. */
+ZELJ_API ZelStatus zeliSampleDown444LS_MCU_8u16s_C3P3R(const Zel8u* pSrc, int srcStep, Zel16s* const pDst[3]);
+/** 16 x 8 pixels of three bytes to blocks, means of chroma. */
+ZELJ_API ZelStatus zeliSampleDown422LS_MCU_8u16s_C3P3R(const Zel8u* pSrc, int srcStep, Zel16s* const pDst[3]);
+/** 16 x 16 pixels of three bytes to blocks, means of chroma. */
+ZELJ_API ZelStatus zeliSampleDown411LS_MCU_8u16s_C3P3R(const Zel8u* pSrc, int srcStep, Zel16s* const pDst[3]);
+/** Blocks to 8 x 8 pixels of three bytes. */
+ZELJ_API ZelStatus zeliSampleUp444LS_MCU_16s8u_P3C3R(const Zel16s* const pSrc[3], Zel8u* pDst, int dstStep);
+/** Blocks to 16 x 8 pixels of three bytes. */
+ZELJ_API ZelStatus zeliSampleUp422LS_MCU_16s8u_P3C3R(const Zel16s* const pSrc[3], Zel8u* pDst, int dstStep);
+/** Blocks to 16 x 16 pixels of three bytes. */
+ZELJ_API ZelStatus zeliSampleUp411LS_MCU_16s8u_P3C3R(const Zel16s* const pSrc[3], Zel8u* pDst, int dstStep);
+/** 8 rows of 16 pixels as pairs of bytes Y0, Cb, Y1, Cr to blocks. */
+ZELJ_API ZelStatus zeliSplit422LS_MCU_8u16s_C2P3R(const Zel8u* pSrc, int srcStep, Zel16s* const pDst[3]);
+/** Blocks to 8 rows of 16 pixels as pairs of bytes Y0, Cb, Y1, Cr. */
+ZELJ_API ZelStatus zeliJoin422LS_MCU_16s8u_P3C2R(const Zel16s* const pSrc[3], Zel8u* pDst, int dstStep);
 /** @} */
 
 /** @defgroup quantisation Quantisation tables and blocks
@@ -1402,7 +1528,7 @@ ZELJ_API ZelStatus zeliTextureEncodeBlock4x4FromRGBA_BC7_8u_C4C1R(const Zel8u* p
  *  One slot for each `zeli` export, in alphabetical order of the names (capitals before the underscore before small
  *  letters): the address of the implementation. Constant; an export is a jump through its slot.
  *  @{ */
-#define ZELJ_ENTRY_COUNT 269 /**< slots of the entry table: the exports but zeljGetLibVersion */
+#define ZELJ_ENTRY_COUNT 307 /**< slots of the entry table: the exports but zeljGetLibVersion */
 /** The slots. */
 ZELJ_API extern void (*const zeljEntryTable[ZELJ_ENTRY_COUNT])(void);
 /** @} */

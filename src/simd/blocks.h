@@ -78,6 +78,28 @@ HWY_INLINE hn::VFromD<D> broadcastBlock(D d, V v) {
   }
 }
 
+// The lower, or the upper, eight bytes of each block, stored `step` bytes apart.
+template <class V, class D = hn::DFromV<V>>
+HWY_INLINE void storeLowerHalves(V v, Zel8u* p, Zel64s step) {
+  const hn::Half<D> half;
+  if constexpr (kBlocks<D> == 1) {
+    hn::StoreU(hn::LowerHalf(half, v), half, p);
+  } else {
+    storeLowerHalves(hn::LowerHalf(half, v), p, step);
+    storeLowerHalves(hn::UpperHalf(half, v), p + step * static_cast<int>(kBlocks<D> / 2), step);
+  }
+}
+template <class V, class D = hn::DFromV<V>>
+HWY_INLINE void storeUpperHalves(V v, Zel8u* p, Zel64s step) {
+  const hn::Half<D> half;
+  if constexpr (kBlocks<D> == 1) {
+    hn::StoreU(hn::UpperHalf(half, v), half, p);
+  } else {
+    storeUpperHalves(hn::LowerHalf(half, v), p, step);
+    storeUpperHalves(hn::UpperHalf(half, v), p + step * static_cast<int>(kBlocks<D> / 2), step);
+  }
+}
+
 // Stores the first blocks of three vectors, then their second ones and so on.
 template <class D, class V = hn::VFromD<D>>
 HWY_INLINE void storeBlocksInTurn(D d, V a, V b, V c, Zel8u* p) {

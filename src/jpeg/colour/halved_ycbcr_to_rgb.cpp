@@ -45,7 +45,7 @@ ZelStatus fromHalvedChroma(const Zel8u* const pSrc[3], const int srcStep[3], Zel
     src.plane[kRows] = row(pSrc[1], srcStep[1], y);
     src.plane[kRows + 1] = row(pSrc[2], srcStep[2], y);
     convertRow(roiSize.width & ~1, src, dst,
-                  [=](auto d, auto from, auto to) { convertRows<kOrder, kBytes, kRows>(d, from, to, alpha); });
+               [=](auto d, auto from, auto to) { convertRows<kOrder, kBytes, kRows>(d, from, to, alpha); });
   }
   return warnOfOddSize(roiSize, {2, kRows});
 }

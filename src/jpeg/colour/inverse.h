@@ -6,11 +6,6 @@
 
 namespace zelj {
 
-template <class V16>
-HWY_INLINE Rgb<Halves<V16>> joinHalves(Rgb<V16> lower, Rgb<V16> upper) {
-  return {{lower.r, upper.r}, {lower.g, upper.g}, {lower.b, upper.b}};
-}
-
 // What R or B subtracts from Y, a function of one chroma sample c, less 128: two rounding fixed-point products,
 // (((c * weight + 64) >> 7) + round + 64) >> 7, give it for all 256 values of c (found by search, and with all of them
 // tested).
@@ -100,21 +95,14 @@ HWY_INLINE auto laneInverse(V y, V cb, V cr) {
   return joinHalves(half(std::integral_constant<int, 0>()), half(std::integral_constant<int, 1>()));
 }
 
-// Chroma of eight pairs of pixels to a block, once for each pixel.
-template <class V16>
-HWY_INLINE Halves<V16> twice(V16 v) {
-  const hn::DFromV<V16> d;
-  return {hn::InterleaveLower(d, v, v), hn::InterleaveUpper(d, v, v)};
-}
-
 // A row's pixels, with terms of eight pairs to a block.
 template <class V, class V16>
 HWY_INLINE Rgb<Halves<V16>> lessTwice(V y, Rgb<V16> terms) {
   const hn::DFromV<V16> d16;
   const V zero = hn::Zero(hn::DFromV<V>());
-  const Halves<V16> r = twice(terms.r), g = twice(terms.g), b = twice(terms.b);
-  return joinHalves(less(hn::BitCast(d16, pairsOf<0>(y, zero)), Rgb<V16>{r.lower, g.lower, b.lower}),
-                    less(hn::BitCast(d16, pairsOf<1>(y, zero)), Rgb<V16>{r.upper, g.upper, b.upper}));
+  const Halves<Rgb<V16>> each = twice(terms);
+  return joinHalves(less(hn::BitCast(d16, pairsOf<0>(y, zero)), each.lower),
+                    less(hn::BitCast(d16, pairsOf<1>(y, zero)), each.upper));
 }
 
 // The table form of a block, in 32 bits: the last pixels of a row have it.

@@ -51,13 +51,19 @@ HWY_INLINE Pairs<V> withOne(Pairs<V> rgb0) {
   return {rgb0.first, hn::Or(rgb0.second, setPairs<0, 1>(hn::DFromV<V>()))};
 }
 
-// Half a vector's pixels of three or four bytes from p on, (R, G) and (B, kBeside) of the first eight of every 16.
+// Eight pixels of three or four bytes to a block as pairs (R, G) and (B, kBeside): load(i) loads blocks that begin at
+// byte i of their pixels. Of three bytes the second load ends with pixel 7, so that no byte behind it is read.
+template <Order kOrder, int kBytes, Beside kBeside, class D, class Load>
+HWY_INLINE Pairs<hn::VFromD<D>> pairsOfEight(D d, Load load) {
+  constexpr int kSecond = kBytes == 3 ? 8 : 16, kFifth = 4 * kBytes - kSecond;
+  return joinPairs(d, pairsOfFour<kBytes, 0, kOrder, kBeside>(d, load(0)),
+                   pairsOfFour<kBytes, kFifth, kOrder, kBeside>(d, load(kSecond)));
+}
+
+// Half a vector's pixels from p on, the first eight of every 16.
 template <Order kOrder, int kBytes, Beside kBeside, class D>
 HWY_INLINE Pairs<hn::VFromD<D>> pairsInOrder(D d, const Zel8u* p) {
-  // Pixels 0..3 of the first load. Of three bytes the second load ends with pixel 7, so that no byte behind it is read.
-  constexpr int kSecond = kBytes == 3 ? 8 : 16, kFifth = 4 * kBytes - kSecond;
-  return joinPairs(d, pairsOfFour<kBytes, 0, kOrder, kBeside>(d, loadBlocks<16 * kBytes>(d, p)),
-                   pairsOfFour<kBytes, kFifth, kOrder, kBeside>(d, loadBlocks<16 * kBytes>(d, p + kSecond)));
+  return pairsOfEight<kOrder, kBytes, kBeside>(d, [=](int i) { return loadBlocks<16 * kBytes>(d, p + i); });
 }
 
 // The same of three bytes as (R, G) and (B, 1).
@@ -115,6 +121,19 @@ template <class V>
 struct Rgb {
   V r, g, b;
 };
+
+template <class V16>
+HWY_INLINE Rgb<Halves<V16>> joinHalves(Rgb<V16> lower, Rgb<V16> upper) {
+  return {{lower.r, upper.r}, {lower.g, upper.g}, {lower.b, upper.b}};
+}
+
+// What eight pairs of pixels to a block share, once for each pixel.
+template <class V16>
+HWY_INLINE Halves<Rgb<V16>> twice(Rgb<V16> p) {
+  const hn::DFromV<V16> d;
+  return {{hn::InterleaveLower(d, p.r, p.r), hn::InterleaveLower(d, p.g, p.g), hn::InterleaveLower(d, p.b, p.b)},
+          {hn::InterleaveUpper(d, p.r, p.r), hn::InterleaveUpper(d, p.g, p.g), hn::InterleaveUpper(d, p.b, p.b)}};
+}
 
 // The bytes of samples that may leave 0..255.
 template <class V16>
