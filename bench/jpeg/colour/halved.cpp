@@ -1,12 +1,12 @@
 // Colour conversion with halved chroma in one pass: beside the peer's conversion followed by its downsampling, row
 // group by row group as its encoder does it, and beside its merged upsampling.
 #include <algorithm>
-#include <cstdlib>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "support/measure.h"
+#include "support/plane.h"
 #include "support/turbo.h"
 #include "zelj.h"
 
@@ -16,23 +16,6 @@ namespace {
 constexpr int kWidth = 1024, kHeight = 32; // in the second-level cache
 constexpr double kPixels = kWidth * kHeight;
 constexpr ZeliSize kSize{kWidth, kHeight};
-
-// One plane, 64-byte aligned and padded, with rows as the peer wants them.
-struct Plane {
-  Plane(int bytes, int height) : step(bytes + 64) {
-    const size_t size = static_cast<size_t>(step) * static_cast<size_t>(height) + 64;
-    data.reset(static_cast<Zel8u*>(std::aligned_alloc(64, (size + 63) / 64 * 64)));
-    for (size_t i = 0; i < size; ++i) data.get()[i] = static_cast<Zel8u>(i * 2654435761u >> 13);
-    for (int y = 0; y < height; ++y) rows.push_back(data.get() + y * step);
-  }
-
-  struct Free {
-    void operator()(Zel8u* p) const { std::free(p); }
-  };
-  int step;
-  std::unique_ptr<Zel8u, Free> data;
-  std::vector<Zel8u*> rows;
-};
 
 // Pixels of kBytes bytes, Y, and chroma halved in rows, and for kDown = 2 in columns too.
 template <int kBytes, int kDown>
