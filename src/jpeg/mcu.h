@@ -8,8 +8,7 @@
 //   Form::carriers(pixels)               two values of each pixel, to be summed over the pixels that share chroma
 //   Form::chroma<n>(sums)                Cb and Cr of n pixels
 // and on the way back:
-//   Form::leave16Bits(cb, cr)            whether terms of these samples may leave 16 bits
-//   Form::terms<kWide>(cb, cr)           what chroma adds to three channels, in one part or (kWide) in two
+//   Form::terms(cb, cr)                  what chroma adds to three channels, in one part or more
 //   Form::pixels(y, terms)               the channels, not yet limited to bytes
 //   Layout::store<kTwoRows>(d, pixels[, k], place)
 #pragma once
@@ -100,42 +99,33 @@ void blocksToPixels(const Zel16s* const src[], void* pDst, int dstStep) {
   constexpr bool kTwoRows = kShape.across == 1;
   constexpr int kChromaRows = kTwoRows ? 2 * kUnitRows : kUnitRows;
   for (int y = 0; y < 8; y += kChromaRows) {
-    const auto loadChroma = [&](int from) -> UnitPair {
-      return {hn::LoadU(UnitLanes(), src[1] + 8 * from), hn::LoadU(UnitLanes(), src[2] + 8 * from)};
+    const auto terms = [&](int from) {
+      return Form::terms({hn::LoadU(UnitLanes(), src[1] + 8 * from), hn::LoadU(UnitLanes(), src[2] + 8 * from)});
     };
-    const UnitPair chroma = loadChroma(y), more = kTwoRows ? loadChroma(y + kUnitRows) : chroma;
-    const auto convert = [&]<bool kWide>(std::bool_constant<kWide>) {
-      auto lower = Form::template terms<kWide>(chroma), upper = lower;
-      if constexpr (kTwoRows) {
-        upper = Form::template terms<kWide>(more);
-      } else {
-        for (size_t i = 0; i < lower.size(); ++i) {
-          const auto each = twice(lower[i]);
-          lower[i] = each.lower, upper[i] = each.upper;
-        }
-      }
-      for (int i = 0; i < kShape.down; ++i) {
-        const auto load = [&](const Zel16s* plane) {
-          return Halves<UnitVector>{loadLuma<kShape>(plane, y, i, 0), kTwoRows
-                                                                          ? loadLuma<kShape>(plane, y + kUnitRows, i, 0)
-                                                                          : loadLuma<kShape>(plane, y, i, 1)};
-        };
-        Zel8u* first = row(dst, dstStep, kShape.down * y + i);
-        const UnitPlace place{first, kTwoRows ? row(first, dstStep, kUnitRows) : first + 8 * Layout::kBytes,
-                              Zel64s{dstStep} * kShape.down};
-        const auto luma = load(src[0]);
-        const auto pixels = joinHalves(Form::pixels(luma.lower, lower), Form::pixels(luma.upper, upper));
-        if constexpr (Layout::kPlanes == 4) {
-          Layout::template store<kTwoRows>(UnitBytes(), pixels, load(src[3]), place);
-        } else {
-          Layout::template store<kTwoRows>(UnitBytes(), pixels, place);
-        }
-      }
-    };
-    if (Form::leave16Bits(chroma) || (kTwoRows && Form::leave16Bits(more))) {
-      convert(std::true_type());
+    auto lower = terms(y), upper = lower;
+    if constexpr (kTwoRows) {
+      upper = terms(y + kUnitRows);
     } else {
-      convert(std::false_type());
+      for (size_t i = 0; i < lower.size(); ++i) {
+        const auto each = twice(lower[i]);
+        lower[i] = each.lower, upper[i] = each.upper;
+      }
+    }
+    for (int i = 0; i < kShape.down; ++i) {
+      const auto load = [&](const Zel16s* plane) -> Halves<UnitVector> {
+        return {loadLuma<kShape>(plane, y, i, 0),
+                kTwoRows ? loadLuma<kShape>(plane, y + kUnitRows, i, 0) : loadLuma<kShape>(plane, y, i, 1)};
+      };
+      Zel8u* first = row(dst, dstStep, kShape.down * y + i);
+      const UnitPlace place{first, kTwoRows ? row(first, dstStep, kUnitRows) : first + 8 * Layout::kBytes,
+                            Zel64s{dstStep} * kShape.down};
+      const auto luma = load(src[0]);
+      const auto pixels = joinHalves(Form::pixels(luma.lower, lower), Form::pixels(luma.upper, upper));
+      if constexpr (Layout::kPlanes == 4) {
+        Layout::template store<kTwoRows>(UnitBytes(), pixels, load(src[3]), place);
+      } else {
+        Layout::template store<kTwoRows>(UnitBytes(), pixels, place);
+      }
     }
   }
 }

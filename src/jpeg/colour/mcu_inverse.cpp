@@ -19,9 +19,10 @@ inline constexpr UnitInverse kNearestGDown{22970, -5638, -11700, 29032, 14, 8191
 // R = Y + ((91881 Cr) >> 16) + 128, G = Y + ((-22554 Cb - 46802 Cr) >> 16) + 128, B = Y + ((116130 Cb) >> 16) + 128.
 inline constexpr UnitInverse kTruncating{91881, -22554, -46802, 116130, 16, 0};
 
-// Samples of all 16 bits give exact sums: a term is c, or -c, and a part that fits 16 bits; what their sum has beyond
-// 16 bits comes in a second term of the same sign. Saturation then stops a sum only where the result is limited, too.
-template <UnitInverse kForm>
+// Sums are exact for samples of all 16 bits. A term is c, or -c, and a part that fits 16 bits; what their sum has
+// beyond 16 bits comes (kWide) in a second term of the same sign. Saturation then stops a sum only where the result is
+// limited, too.
+template <UnitInverse kForm, bool kWide>
 struct ColourForm {
   static constexpr int kOne = 1 << kForm.shift;
 
@@ -50,7 +51,6 @@ struct ColourForm {
                                 half(hn::InterleaveUpper(UnitLanes(), c.first, c.second)));
   }
 
-  template <bool kWide>
   static HWY_INLINE auto terms(UnitPair c) {
     const UnitVector cb = c.first, cr = c.second, shift = hn::Set(UnitLanes(), 128);
     const UnitVector r = hn::Add(product<kForm.r - kOne>(cr), shift), g = greenPart(c);
@@ -63,13 +63,6 @@ struct ColourForm {
     } else {
       return std::array<Rgb<UnitVector>, 1>{sum};
     }
-  }
-
-  // Below 16384 in magnitude a term is at most 1.8 * 16384 + 128.
-  static HWY_INLINE bool leave16Bits(UnitPair c) {
-    const UnitVector half = hn::Set(UnitLanes(), 16384);
-    const UnitVector outside = hn::Or(hn::Add(c.first, half), hn::Add(c.second, half));
-    return !hn::AllFalse(UnitLanes(), hn::Lt(outside, hn::Zero(UnitLanes())));
   }
 
   template <size_t kParts>
@@ -90,14 +83,35 @@ bool allAligned(const Zel16s* const planes[]) {
   return true;
 }
 
+// Whether terms of a unit's chroma may leave 16 bits: from 16384 in magnitude on; up to there they are below
+// 1.8 * 16384 + 128.
+HWY_INLINE bool isWide(const Zel16s* const planes[]) {
+  UnitVector outside = hn::Zero(UnitLanes());
+  for (int i = 0; i < 64; i += 8 * kUnitRows) {
+    for (int plane = 1; plane <= 2; ++plane) {
+      outside = hn::Or(outside, hn::Add(hn::LoadU(UnitLanes(), planes[plane] + i), hn::Set(UnitLanes(), 16384)));
+    }
+  }
+  return !hn::AllFalse(UnitLanes(), hn::Lt(outside, hn::Zero(UnitLanes())));
+}
+
+template <Shape kShape, class Layout, UnitInverse kForm>
+HWY_INLINE void convert(const Zel16s* const pSrc[], void* pDst, int dstStep) {
+  if (isWide(pSrc)) {
+    blocksToPixels<kShape, Layout, ColourForm<kForm, true>>(pSrc, pDst, dstStep);
+  } else {
+    blocksToPixels<kShape, Layout, ColourForm<kForm, false>>(pSrc, pDst, dstStep);
+  }
+}
+
 template <Shape kShape, class Layout>
 ZelStatus blocksTo(const Zel16s* const pSrc[], void* pDst, int dstStep) {
   if (ZelStatus bad = checkPointersStep(present(planes<Layout::kPlanes>(pSrc), pDst), dstStep)) return bad;
   constexpr UnitInverse kForm = Layout::kBytes == 3 && kShape.across == 1 ? kNearest : kNearestGDown;
   if (Layout::kBytes == 2 || allAligned<Layout::kPlanes>(pSrc)) {
-    blocksToPixels<kShape, Layout, ColourForm<kForm>>(pSrc, pDst, dstStep);
+    convert<kShape, Layout, kForm>(pSrc, pDst, dstStep);
   } else {
-    blocksToPixels<kShape, Layout, ColourForm<kTruncating>>(pSrc, pDst, dstStep);
+    convert<kShape, Layout, kTruncating>(pSrc, pDst, dstStep);
   }
   return zelStatusOk;
 }

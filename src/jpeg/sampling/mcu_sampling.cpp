@@ -42,11 +42,9 @@ struct MeanForm {
 
 // Samples as they are, plus 128.
 struct RepeatForm {
-  template <bool>
   static HWY_INLINE auto terms(UnitPair c) {
     return std::array<Rgb<UnitVector>, 1>{{{shifted(c.first), shifted(c.first), shifted(c.second)}}};
   }
-  static constexpr bool leave16Bits(UnitPair) { return false; }
   static HWY_INLINE Rgb<UnitVector> pixels(UnitVector y, std::array<Rgb<UnitVector>, 1> chroma) {
     return {shifted(y), chroma[0].g, chroma[0].b};
   }
