@@ -8,7 +8,7 @@
 //   Form::carriers(pixels)               two values of each pixel, to be summed over the pixels that share chroma
 //   Form::chroma<n>(sums)                Cb and Cr of n pixels
 // and on the way back:
-//   Form::terms(cb, cr)                  what chroma adds to three channels, in one part or more
+//   Form::terms(chroma)                  what chroma adds to the channels: Rgb, or two of them as Parts
 //   Form::pixels(y, terms)               the channels, not yet limited to bytes
 //   Layout::store<kTwoRows>(d, pixels[, k], place)
 #pragma once
@@ -55,13 +55,22 @@ struct UnitPair {
   UnitVector first, second;
 };
 
+// Terms in two parts, to be added one after the other.
+struct Parts {
+  Rgb<UnitVector> first, second;
+};
+HWY_INLINE Halves<Parts> twice(Parts p) {
+  const auto first = twice(p.first), second = twice(p.second);
+  return {{first.lower, second.lower}, {first.upper, second.upper}};
+}
+
 template <Shape kShape, class Layout, class Form>
 void pixelsToBlocks(const void* pSrc, int srcStep, Zel16s* const dst[]) {
   const auto* src = static_cast<const Zel8u*>(pSrc);
   for (int y = 0; y < 8; y += kUnitRows) {
     // The carriers of half a chroma row's pixels, rows summed.
     const auto half = [&](int side) {
-      UnitPair sum;
+      UnitPair sum{hn::Zero(UnitLanes()), hn::Zero(UnitLanes())};
       for (int i = 0; i < kShape.down; ++i) {
         const Zel8u* first = row(src, srcStep, kShape.down * y + i) + 8 * Layout::kBytes * side;
         const auto pixels = Layout::load(UnitBytes(), first, Zel64s{srcStep} * kShape.down);
@@ -70,7 +79,7 @@ void pixelsToBlocks(const void* pSrc, int srcStep, Zel16s* const dst[]) {
           storeLuma<kShape>(hn::Sub(pixels.k, hn::Set(UnitLanes(), 128)), dst[3], y, i, side);
         }
         const UnitPair c = Form::carriers(pixels);
-        sum = i == 0 ? c : UnitPair{hn::Add(sum.first, c.first), hn::Add(sum.second, c.second)};
+        sum = {hn::Add(sum.first, c.first), hn::Add(sum.second, c.second)};
       }
       return sum;
     };
@@ -102,15 +111,14 @@ void blocksToPixels(const Zel16s* const src[], void* pDst, int dstStep) {
     const auto terms = [&](int from) {
       return Form::terms({hn::LoadU(UnitLanes(), src[1] + 8 * from), hn::LoadU(UnitLanes(), src[2] + 8 * from)});
     };
-    auto lower = terms(y), upper = lower;
-    if constexpr (kTwoRows) {
-      upper = terms(y + kUnitRows);
-    } else {
-      for (size_t i = 0; i < lower.size(); ++i) {
-        const auto each = twice(lower[i]);
-        lower[i] = each.lower, upper[i] = each.upper;
+    // Of the lower and the upper eight pixels.
+    const auto each = [&] {
+      if constexpr (kTwoRows) {
+        return Halves<decltype(terms(y))>{terms(y), terms(y + kUnitRows)};
+      } else {
+        return twice(terms(y));
       }
-    }
+    }();
     for (int i = 0; i < kShape.down; ++i) {
       const auto load = [&](const Zel16s* plane) -> Halves<UnitVector> {
         return {loadLuma<kShape>(plane, y, i, 0),
@@ -120,7 +128,7 @@ void blocksToPixels(const Zel16s* const src[], void* pDst, int dstStep) {
       const UnitPlace place{first, kTwoRows ? row(first, dstStep, kUnitRows) : first + 8 * Layout::kBytes,
                             Zel64s{dstStep} * kShape.down};
       const auto luma = load(src[0]);
-      const auto pixels = joinHalves(Form::pixels(luma.lower, lower), Form::pixels(luma.upper, upper));
+      const auto pixels = joinHalves(Form::pixels(luma.lower, each.lower), Form::pixels(luma.upper, each.upper));
       if constexpr (Layout::kPlanes == 4) {
         Layout::template store<kTwoRows>(UnitBytes(), pixels, load(src[3]), place);
       } else {

@@ -150,7 +150,11 @@ HWY_INLINE Rgb<V> complement(Rgb<V> p) {
 // R, G, B in the order of the pixel's bytes.
 template <Order kOrder, class V>
 HWY_INLINE Rgb<V> inOrderOf(Rgb<V> p) {
-  return kOrder == Order::rgb ? p : Rgb<V>{p.b, p.g, p.r};
+  if constexpr (kOrder == Order::rgb) { // a conditional expression would keep the vectors in memory
+    return p;
+  } else {
+    return {p.b, p.g, p.r};
+  }
 }
 
 // The pixels of a block in three vectors: 48 bytes of three, block by block.

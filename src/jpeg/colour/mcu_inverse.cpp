@@ -59,19 +59,18 @@ struct ColourForm {
     if constexpr (kWide) {
       const Rgb<UnitVector> beyond{hn::Sub(hn::Add(cr, r), sum.r), hn::Sub(hn::Sub(g, cr), sum.g),
                                    hn::Sub(hn::Add(cb, b), sum.b)};
-      return std::array<Rgb<UnitVector>, 2>{sum, beyond};
+      return Parts{sum, beyond};
     } else {
-      return std::array<Rgb<UnitVector>, 1>{sum};
+      return sum;
     }
   }
 
-  template <size_t kParts>
-  static HWY_INLINE Rgb<UnitVector> pixels(UnitVector y, std::array<Rgb<UnitVector>, kParts> terms) {
-    Rgb<UnitVector> p{y, y, y};
-    for (const auto& t : terms) {
-      p = {hn::SaturatedAdd(p.r, t.r), hn::SaturatedAdd(p.g, t.g), hn::SaturatedAdd(p.b, t.b)};
-    }
-    return p;
+  static HWY_INLINE Rgb<UnitVector> sums(Rgb<UnitVector> p, Rgb<UnitVector> terms) {
+    return {hn::SaturatedAdd(p.r, terms.r), hn::SaturatedAdd(p.g, terms.g), hn::SaturatedAdd(p.b, terms.b)};
+  }
+  static HWY_INLINE Rgb<UnitVector> pixels(UnitVector y, Rgb<UnitVector> terms) { return sums({y, y, y}, terms); }
+  static HWY_INLINE Rgb<UnitVector> pixels(UnitVector y, Parts terms) {
+    return sums(pixels(y, terms.first), terms.second);
   }
 };
 

@@ -42,11 +42,11 @@ struct MeanForm {
 
 // Samples as they are, plus 128.
 struct RepeatForm {
-  static HWY_INLINE auto terms(UnitPair c) {
-    return std::array<Rgb<UnitVector>, 1>{{{shifted(c.first), shifted(c.first), shifted(c.second)}}};
+  static HWY_INLINE Rgb<UnitVector> terms(UnitPair c) {
+    return {hn::Zero(UnitLanes()), shifted(c.first), shifted(c.second)};
   }
-  static HWY_INLINE Rgb<UnitVector> pixels(UnitVector y, std::array<Rgb<UnitVector>, 1> chroma) {
-    return {shifted(y), chroma[0].g, chroma[0].b};
+  static HWY_INLINE Rgb<UnitVector> pixels(UnitVector y, Rgb<UnitVector> chroma) {
+    return {shifted(y), chroma.g, chroma.b};
   }
 };
 
