@@ -62,8 +62,8 @@ struct PairedBytes {
   static HWY_INLINE void store(D d, Rgb<Halves<UnitVector>> p, UnitPlace to) {
     const auto y = narrowUnsigned(p.r);
     const auto chroma = narrowUnsigned(hn::OddEven(p.b.lower, p.g.lower), hn::OddEven(p.b.upper, p.g.upper));
-    storeBlocks(hn::InterleaveLower(d, y, chroma), d, to.lower, to.step);
-    storeBlocks(hn::InterleaveUpper(d, y, chroma), d, to.upper, to.step);
+    storeBlocks(d, hn::InterleaveLower(d, y, chroma), to.lower, to.step);
+    storeBlocks(d, hn::InterleaveUpper(d, y, chroma), to.upper, to.step);
   }
 };
 
