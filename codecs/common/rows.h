@@ -82,6 +82,12 @@ class RowWriter {
 
   // Writing goes best in multiples of this.
   virtual int rowsAtOnce() const { return 1; }
+
+  // What the user asked to hear of the file that was written.
+  const std::vector<std::string>& remarks() const { return remarks_; }
+
+ protected:
+  std::vector<std::string> remarks_;
 };
 
 } // namespace img

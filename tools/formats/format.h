@@ -101,5 +101,8 @@ std::unique_ptr<Format> pngFormat();
 std::unique_ptr<Format> pnmFormat();
 std::unique_ptr<Format> jpegFormat();
 std::unique_ptr<Format> tiffFormat();
+std::unique_ptr<Format> ddsFormat();
+std::unique_ptr<Format> ktx2Format();
+std::unique_ptr<Format> pfmFormat();
 
 } // namespace formats

@@ -20,6 +20,9 @@ Formats allFormats() {
   all.push_back(pnmFormat());
   all.push_back(jpegFormat());
   all.push_back(tiffFormat());
+  all.push_back(ddsFormat());
+  all.push_back(ktx2Format());
+  all.push_back(pfmFormat());
   return all;
 }
 

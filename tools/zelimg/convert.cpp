@@ -67,7 +67,9 @@ class NamedWriter : public img::RowWriter {
     return naming(name_, [&] { return writer_->write(rows); });
   }
   Error finish() override {
-    return naming(name_, [&] { return writer_->finish(); });
+    const Error error = naming(name_, [&] { return writer_->finish(); });
+    remarks_ = writer_->remarks();
+    return error;
   }
   int rowsAtOnce() const override { return writer_->rowsAtOnce(); }
   bool pulls() const override { return writer_->pulls(); }
@@ -181,6 +183,7 @@ int convert(const std::string& from, const std::string& to, Arguments& arguments
     if (error) return report(kFileFailed, error);
   }
   for (const std::string& text : input.remarks()) remark(fromName, text);
+  for (const std::string& text : sink.remarks()) remark(toName, text);
   return input.damaged() ? kSalvaged : kGood;
 }
 
