@@ -44,14 +44,14 @@ uint32_t errorOf(const uint8_t* block, const uint8_t* pixels, int step) {
 Bc7Search::Bc7Search(Effort effort, unsigned modes) {
   switch (effort) {
     case Effort::fast:
-      opaqueModes_ = bits({6});
-      alphaModes_ = bits({5, 6});
-      goodEnough_ = 64;
+      opaqueModes_ = bits({4, 6});
+      alphaModes_ = bits({4, 5, 6});
+      goodEnough_ = 128; // 2 to each of 64 samples
       break;
     case Effort::normal:
-      opaqueModes_ = bits({1, 5, 6});
+      opaqueModes_ = bits({1, 3, 4, 6});
       alphaModes_ = bits({4, 5, 6, 7});
-      goodEnough_ = 160; // 1.6 to a sample on average
+      goodEnough_ = 64;
       break;
     case Effort::best:
       opaqueModes_ = bits({0, 1, 2, 3, 4, 5, 6});
@@ -59,7 +59,10 @@ Bc7Search::Bc7Search(Effort effort, unsigned modes) {
       goodEnough_ = 0;
       break;
   }
-  if (modes) opaqueModes_ = alphaModes_ = modes;
+  if (modes) {
+    opaqueModes_ = alphaModes_ = modes;
+    goodEnough_ = 0;
+  }
 }
 
 void Bc7Search::encode(const uint8_t* pixels, int step, uint8_t* block) const {
