@@ -50,6 +50,28 @@ TEST_F(Zelimg, ConvertsJpegBothWays) {
   EXPECT_EQ(folder_.readImage("out8.ppm").bits, 8);
 }
 
+TEST_F(Zelimg, ConvertsTexturesBothWays) {
+  folder_.writeImage("in.ppm", scene_);
+  std::string said;
+  ASSERT_EQ(zelimg("in.ppm a.dds --texture bc7 --modes 6,4 --mips --report --threads 2", &said), 0);
+  EXPECT_EQ(said.rfind("zelimg: a.dds: PSNR R ", 0), 0u) << said;
+  ASSERT_EQ(zelimg("info a.dds"), 0);
+  EXPECT_EQ(folder_.text("printed"), "DDS, BC7, 60 x 44\nlevels: 6 (all)\ncolours: sRGB\n");
+  ASSERT_EQ(zelimg("a.dds b.ktx2 --level 1 --texture bc5 --linear"), 0);
+  ASSERT_EQ(zelimg("b.ktx2 c.png"), 0);
+  const Image half = folder_.readImage("c.png");
+  EXPECT_TRUE(half.width == 30 && half.height == 22 && half.channels() == 3);
+
+  // Blocks of BC7 that are called BC6 are BC6: floating point for PFM, shown in 16 bits in PNG.
+  Bytes file = folder_.read("a.dds");
+  file[128] = 95;
+  folder_.write("hdr.dds", file);
+  ASSERT_EQ(zelimg("hdr.dds d.pfm"), 0);
+  EXPECT_EQ(folder_.read("d.pfm").size(), std::string("PF\n60 44\n-1.0\n").size() + 60 * 44 * 12);
+  ASSERT_EQ(zelimg("hdr.dds d.png"), 0);
+  EXPECT_EQ(folder_.readImage("d.png").bits, 16);
+}
+
 // Every failure: its exit code, its message on one line, and no file of any name left behind.
 TEST_F(Zelimg, FailsWithAMessageAndLeavesNothing) {
   folder_.writeImage("in.ppm", scene_);
@@ -77,6 +99,8 @@ TEST_F(Zelimg, FailsWithAMessageAndLeavesNothing) {
       {"in.ppm out.jpg --quality 0", 2, "--quality must be 1 to 100, not '0'"},
       {"in.ppm out.jpg --quality 7x", 2, "--quality must be 1 to 100, not '7x'"},
       {"in.ppm out.jpg --quality", 2, "--quality needs a value"},
+      {"in.ppm out.dds --texture bc6", 2, "--texture must be bc1, bc2"},
+      {"in.ppm out.dds --modes 0,8", 2, "--modes must be numbers from 0 to 7"},
       {"in.ppm out.jpg --sampling 411", 2, "--sampling must be 444, 422 or 420, not '411'"},
       {"good.jpg out.ppm --scale 1/3", 2, "--scale must be 1/1, 1/2, 1/4 or 1/8, not '1/3'"},
       {"missing.ppm out.jpg", 1, "missing.ppm: No such file"},

@@ -35,9 +35,7 @@ std::string line(const formats::Option& option) {
 
 std::string help(const Formats& formats) {
   std::string names, own;
-  for (const auto& format : formats) {
-    for (const char* extension : format->extensions()) names.append(names.empty() ? "" : " ").append(extension);
-  }
+  for (const auto& format : formats) names.append(names.empty() ? "" : " ").append(format->name());
   Arguments scratch;
   for (const formats::Option& option : ownOptions(scratch)) own += line(option);
   std::string text(sizeof kHelp + names.size() + own.size(), '\0');
