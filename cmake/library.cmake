@@ -34,9 +34,21 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL GNU)
                               PROPERTIES COMPILE_OPTIONS "--param=sra-max-scalarization-size-Ospeed=2048")
 endif()
 
+# The entropy coders are serial: a call is a few hundred instructions. Branches of their own are the cheapest way to check
+# nine arguments, and where AVX-512 has another way for their few vectors it is no faster, on some processors much slower:
+# there they are compiled for the level below. Tuning for no processor in particular would clear a register in front of
+# each count of zeros, which only processors from before 2015 need.
+file(GLOB entropy_coders CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/src/jpeg/huffman/*.cpp)
+set(ZELJ_ENTROPY_OPTIONS $<$<STREQUAL:$<TARGET_PROPERTY:ZELJ_LEVEL>,x86-64-v4>:${ZELJ_FLAGS_x86-64-v3}>)
+if(CMAKE_CXX_COMPILER_ID STREQUAL GNU)
+  list(APPEND ZELJ_ENTROPY_OPTIONS -mtune=znver3 --param=logical-op-non-short-circuit=0)
+endif()
+set_source_files_properties(${entropy_coders} PROPERTIES COMPILE_OPTIONS "${ZELJ_ENTROPY_OPTIONS}")
+
 # Highway's vectors for one level; the levels promise no carry-less multiplication and no AES.
 function(zelj_objects target level)
   add_library(${target} OBJECT ${ZELJ_SOURCES})
+  set_target_properties(${target} PROPERTIES ZELJ_LEVEL ${level})
   set_source_files_properties(${PROJECT_SOURCE_DIR}/src/frame/trampolines.S PROPERTIES OBJECT_DEPENDS ${exports_def})
   target_include_directories(${target} PRIVATE ${PROJECT_SOURCE_DIR}/include ${PROJECT_SOURCE_DIR}/core
                                                ${PROJECT_SOURCE_DIR}/src)

@@ -31,13 +31,13 @@ inline ZelStatus checkSink(const void* pDst, Zel32s dstLenBytes, bool restPresen
 ZelStatus flushBits(const BitSink& sink);
 
 // The number of bits of the magnitude of a difference or coefficient, 0 to 16 (T.81 Tables F.1 and F.2).
-inline int categoryOf(int value) {
+constexpr int categoryOf(int value) {
   // The doubling spares a test for zero.
   return static_cast<int>(std::bit_width(2 * static_cast<Zel32u>(value < 0 ? -value : value) + 1)) - 1;
 }
 
 // The additional bits of a value; only the low `category` bits of the result count.
-inline Zel32u additionalBits(int value) {
+constexpr Zel32u additionalBits(int value) {
   return static_cast<Zel32u>(value + (value >> 31));
 }
 

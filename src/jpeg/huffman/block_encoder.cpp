@@ -54,123 +54,154 @@ ZelStatus writeBlock(const BitSink& sink, const Zel16s* block, int difference, c
   return run == 0 ? ZelStatus{zelStatusOk} : writeValue(sink, acTable, 0, 0, lenient);
 }
 
-// A table of 16 bytes, repeated to fill a vector.
-struct ForEachBlock {
-  alignas(64) Zel8u lane[ZigzagBytes::kLanes];
-  constexpr explicit ForEachBlock(const std::array<Zel8u, 16>& table) : lane{} {
-    for (size_t i = 0; i < ZigzagBytes::kLanes; ++i) lane[i] = table[i % 16];
+// What a coefficient of -126..126 needs, by its low byte; zero takes the code of a run alone. The bytes of -127, -128
+// and 127 may stand for any larger one, and have a category of their own.
+constexpr Zel8u kLarge = 8;
+struct OfByte {
+  Zel32u bits[256];
+  Zel8u category[256];
+  constexpr OfByte() : bits{}, category{} {
+    for (int value = -128; value < 128; ++value) {
+      const auto byte = static_cast<Zel8u>(value);
+      category[byte] = value < -126 || value > 126 ? kLarge : static_cast<Zel8u>(categoryOf(value));
+      bits[byte] = additionalBits(value) & ((1u << category[byte]) - 1);
+    }
+  }
+};
+constexpr OfByte kOfByte;
+
+// The coefficients of a block for the loop that codes them: category and additional bits of the one at a zig-zag
+// position.
+struct SmallCoefficients {
+  static constexpr Zel64u kMaxCategory = 7;
+
+  const Zel8u* bytes; // in zig-zag order
+  HWY_INLINE Zel64u category(size_t k) const { return kOfByte.category[bytes[k]]; }
+  HWY_INLINE Zel32u bits(size_t k) const { return kOfByte.bits[bytes[k]]; }
+};
+struct AnyCoefficients {
+  static constexpr Zel64u kMaxCategory = 16;
+
+  SmallCoefficients small;
+  const Zel16s* block;
+  int value(size_t k) const { return loadCoefficient(block + kNaturalOfZigzag[k]); }
+  HWY_INLINE Zel64u category(size_t k) const {
+    const Zel64u category = small.category(k);
+    return category < kLarge ? category : static_cast<Zel64u>(categoryOf(value(k)));
+  }
+  HWY_INLINE Zel32u bits(size_t k) const {
+    return small.category(k) < kLarge ? small.bits(k) : additionalBits(value(k)) & ((1u << category(k)) - 1);
   }
 };
 
-// The magnitude categories and additional bits of the AC coefficients of a block in zig-zag order. Coefficients beyond
-// -126..126 have a category of 255.
-constexpr Zel8u kMaxCategory = 7;
-struct Coefficients {
-  alignas(64) Zel8u category[64];
-  alignas(64) Zel8u bits[64];
+// `zeros` has a bit for each position without a coefficient, k in bit k, and position 0 counts as one with; returns
+// those with. Each run of 16 zeros in front of a coefficient makes one in its last place: a zero behind a run of 15,
+// which has the code of a long run.
+HWY_INLINE Zel64u positionsToCode(Zel64u zeros) {
+  Zel64u positions = ~zeros, runs = zeros; // where at least 1, 2, 4, 8, 16 zeros begin
+  for (int length = 1; length < 16; length *= 2) runs &= std::rotr(runs, length);
+  while (positions > (runs ^ (runs - 1))) [[unlikely]] {
+      const int end = std::countr_zero(runs) + 15;
+      positions |= Zel64u{1} << end;
+      runs &= ~Zel64u{1} << end;
+    }
+  return positions;
+}
+
+// Codes the coefficients at those positions but the first; false: a symbol has no code. Leaves up to 64 bits pending.
+template <class Coefficients>
+HWY_INLINE bool putCoefficients(const Coefficients coefficients, Zel64u positions, const ZeliEncodeHuffmanSpec& table,
+                                FastWriter& writer) {
+  constexpr Zel64u kLongest = 16 + std::min<Zel64u>(Coefficients::kMaxCategory, 15);
+  size_t last = 0;
+  if constexpr (7 + 32 + kLongest > 64) writer.makeRoom(kLongest);
+  const auto put = [&]() __attribute__((always_inline)) {
+    const auto k = static_cast<size_t>(std::countr_zero(positions));
+    const Zel64u category = coefficients.category(k);
+    // The only value of category 16, behind a run of 15, would have a symbol behind the end of the table.
+    if (Coefficients::kMaxCategory > 15 && category > 15) [[unlikely]]
+      return false;
+    const Zel64u entry = table.entries[16 * (k - last) + category - 16];
+    const Zel32u code = static_cast<Zel32u>(entry & 0xFFFF) << category | coefficients.bits(k);
+    last = k;
+    const Zel64u length = entry >> 16;
+    if (!length) [[unlikely]]
+      return false;
+    writer.put(code, length + category);
+    return true;
+  };
+  const auto more = [&]() __attribute__((always_inline)) {
+    return (positions &= positions - 1) != 0;
+  };
+
+  // Symbols commonly have far fewer bits than they can: a flush for every three is enough if a look at the pending bits
+  // guards the second and the third. 7 bits are left of the last block at most, and the DC term adds 32.
+  for (;;) {
+    if (!more()) return true;
+    if (!put()) return false;
+    if (!more()) return true;
+    writer.makeRoom(kLongest);
+    if (!put()) return false;
+    if (!more()) return true;
+    writer.makeRoom(kLongest);
+    if (!put()) return false;
+    writer.flush();
+  }
+}
+
+// The same by way of a copy of the writer, for the loop about small coefficients to have its own in registers. Null for
+// `at`: a symbol has no code.
+[[gnu::noinline]] FastWriter putAny(const AnyCoefficients coefficients, Zel64u positions,
+                                    const ZeliEncodeHuffmanSpec& table, FastWriter writer) {
+  if (!putCoefficients(coefficients, positions, table, writer)) writer.at = nullptr;
+  return writer;
+}
+
+// A bit for each AC coefficient of a block that is zero, and the top bits of bytes if any is not small.
+struct Zigzag {
+  Zel64u zeros, large;
 };
 
-// Returns a bit for each position that is not zero. A function of its own, for the compiler is short of registers for
-// both this and the loop behind it.
-[[gnu::noinline]] Zel64u split(const Zel16s* block, Coefficients& coefficients) {
-  static constexpr ForEachBlock kLowNibble{{0, 1, 2, 2, 3, 3, 3, 3, 4, 4, 4, 4, 4, 4, 4, 4}};
-  static constexpr ForEachBlock kHighNibble{{0, 5, 6, 6, 7, 7, 7, 7}};
-  static constexpr ForEachBlock kBitMask{{0, 1, 3, 7, 15, 31, 63, 127}};
-  constexpr ZigzagBytes::Tag d;
-  const hn::RebindToUnsigned<decltype(d)> du;
-  const hn::Repartition<Zel16u, decltype(d)> d16;
-  const auto lowNibble = hn::Load(du, kLowNibble.lane), highNibble = hn::Load(du, kHighNibble.lane);
-  const auto bitMask = hn::Load(du, kBitMask.lane), low4 = hn::Set(du, 15), one = hn::Set(du, 1);
-  ZigzagBytes values(block);
-  alignas(64) static constexpr struct AllButFirst {
-    Zel8s lane[ZigzagBytes::kLanes];
+// Stores the AC coefficients of a block as bytes in zig-zag order. A function of its own, since functions with long
+// vectors align their stack.
+[[gnu::noinline]] Zigzag storeZigzag(const Zel16s* block, Zel8u* bytes) {
+  static constexpr struct AllButFirst {
+    alignas(64) Zel8s lane[ZigzagBytes::kLanes];
     constexpr AllButFirst() : lane{} {
       for (size_t i = 1; i < ZigzagBytes::kLanes; ++i) lane[i] = -1;
     }
   } kAllButFirst;
-  values.v[0] = hn::And(values.v[0], hn::Load(d, kAllButFirst.lane)); // the DC term goes its own way
+  constexpr ZigzagBytes::Tag d;
+  const hn::RebindToUnsigned<decltype(d)> du;
+  ZigzagBytes values(block);
+  values.v[0] = hn::And(values.v[0], hn::Load(d, kAllButFirst.lane));
+  auto largest = hn::BitCast(du, hn::Abs(values.v[0]));
   Zel64u zeros = 0;
   for (size_t i = 0; i < ZigzagBytes::kVectors; ++i) {
     const size_t at = i * ZigzagBytes::kLanes;
-    const auto v = values.v[i];
-    const auto magnitude = hn::BitCast(du, hn::Abs(v));
-    const auto low = hn::And(magnitude, low4);
-    const auto high = hn::And(hn::BitCast(du, hn::ShiftRight<4>(hn::BitCast(d16, magnitude))), low4);
-    const auto categories = hn::Max(hn::TableLookupBytes(lowNibble, low), hn::TableLookupBytes(highNibble, high));
-    const auto below = hn::BitCast(du, hn::Add(v, hn::VecFromMask(d, hn::Lt(v, hn::Zero(d)))));
-    const auto large =
-        hn::BitCast(du, hn::VecFromMask(d, hn::Lt(hn::BitCast(d, hn::Add(magnitude, one)), hn::Zero(d))));
-    hn::Store(hn::Or(categories, large), du, coefficients.category + at);
-    hn::Store(hn::And(below, hn::TableLookupBytes(bitMask, categories)), du, coefficients.bits + at);
-    zeros |= bitsOfMask(d, hn::Eq(v, hn::Zero(d))) << at;
+    hn::StoreU(hn::BitCast(du, values.v[i]), du, bytes + at);
+    zeros |= bitsOfMask(d, hn::Eq(values.v[i], hn::Zero(d))) << at;
+    if (i > 0) largest = hn::Max(largest, hn::BitCast(du, hn::Abs(values.v[i])));
   }
-  return ~zeros;
+  const auto beyond = hn::Sub(hn::BitCast(d, largest), hn::Set(d, -1)); // from 127 on negative
+  return {zeros - 1, bitsOfMask(d, hn::MaskFromVec(beyond))};           // the DC term counted as zero
 }
 
-// Codes a block; false: a symbol has no code. Needs kBlockBytes of room.
-HWY_INLINE bool putSymbols(const Zel16s* block, int difference, const ZeliEncodeHuffmanSpec& dcTable,
-                           const ZeliEncodeHuffmanSpec& acTable, FastWriter& writer) {
-  Coefficients coefficients;
-  const Zel64u nonzero = split(block, coefficients);
-  Zel64u left = nonzero, last = 0;
-  const auto put = [&](Zel32u entry, Zel64u bits, Zel64u category) __attribute__((always_inline)) {
-    writer.put(Zel64u{entry & 0xFFFF} << category | bits, (entry >> 16) + category);
-    return entry != 0;
-  };
-  const auto putValue = [&](const Zel32u* entries, int value) __attribute__((always_inline)) {
-    const auto category = static_cast<Zel64u>(categoryOf(value));
-    return put(entries[category], additionalBits(value) & ((1u << category) - 1), category);
-  };
-  // False, and nothing is done: a run of 16 and more, a large coefficient, or one without a code.
-  const auto putOrdinary = [&]() __attribute__((always_inline)) {
-    const auto k = static_cast<Zel64u>(std::countr_zero(left));
-    const Zel64u category = coefficients.category[k];
-    const Zel64u above = 16 * (k - last) + category; // the symbol, and 16
-    if (above > 16 * 16 + kMaxCategory) [[unlikely]]
-      return false;
-    const Zel32u entry = acTable.entries[above - 16];
-    if (!entry) [[unlikely]]
-      return false;
-    put(entry, coefficients.bits[k], category);
-    left &= left - 1;
-    last = k;
-    return true;
-  };
+// Codes the DC term of a block; false: it has no code.
+HWY_INLINE bool putDc(Zel32s difference, const ZeliEncodeHuffmanSpec& table, FastWriter& writer) {
+  const Zel32s sign = difference >> 31, below = difference + sign;
+  const auto category = static_cast<Zel32u>(std::bit_width(2 * static_cast<Zel32u>(below ^ sign) + 1) - 1);
+  const Zel64u entry = table.entries[category];
+  const Zel32u bits = static_cast<Zel32u>(below) & ((1u << category) - 1);
+  writer.put((entry & 0xFFFF) << category | bits, (entry >> 16) + category);
+  return entry != 0;
+}
 
-  // An ordinary coefficient takes 16 + 7 bits at most, and commonly much less: a flush for every three is enough if a
-  // look at the pending bits guards the second and the third. 7 bits are left of the last block at most, and the DC
-  // term adds 32.
-  constexpr Zel64u kFull = 64 - 16 - kMaxCategory;
-  if (!putValue(dcTable.entries, difference)) return false;
-  for (;;) {
-    while (left) {
-      if (!putOrdinary()) break;
-      if (writer.pending > kFull) [[unlikely]]
-        writer.flush();
-      if (!left || !putOrdinary()) break;
-      if (writer.pending > kFull) [[unlikely]]
-        writer.flush();
-      if (!left || !putOrdinary()) break;
-      writer.flush();
-    }
-    if (writer.pending > kFull) [[unlikely]]
-      writer.flush();
-    if (!left) break;
-    const auto k = static_cast<size_t>(std::countr_zero(left));
-    size_t run = k - last - 1;
-    for (; run > 15; run -= 16) {
-      writer.flush();
-      if (!put(acTable.entries[0xF0], 0, 0)) return false;
-    }
-    writer.flush();
-    const int value = loadCoefficient(block + kNaturalOfZigzag[k]);
-    if (value == -32768 || !putValue(acTable.entries + 16 * run, value)) return false;
-    left &= left - 1;
-    last = k;
-  }
-  if (!(nonzero >> 63) && !put(acTable.entries[0], 0, 0)) return false;
+// Ends a block, with a code if it ends in zeros. Leaves up to 7 bits pending.
+HWY_INLINE void putEnd(Zel64u zeros, const ZeliEncodeHuffmanSpec& table, FastWriter& writer) {
+  writer.makeRoom(16);
+  if (zeros >> 63) writer.put(table.entries[0] & 0xFFFF, table.entries[0] >> 16);
   writer.flush();
-  return true;
 }
 
 // Puts a zero behind each 0xFF, in place, and returns the new length.
@@ -190,56 +221,95 @@ constexpr int kBlockBytes = 512;
 
 // What stands behind the last whole byte: up to 7 bits, right-aligned.
 struct Pending {
-  Zel32u bits, count;
+  Zel64u bits, count;
 
-  explicit Pending(const ZeliEncodeHuffmanState& state)
+  HWY_INLINE explicit Pending(const ZeliEncodeHuffmanState& state)
       : bits(static_cast<Zel32u>(state.accumulator) >> ((24 - state.validBits) & 31)),
         count(static_cast<Zel32u>(state.validBits)) {}
-  Pending(Zel32u pendingBits, Zel32u pendingCount) : bits(pendingBits), count(pendingCount) {}
+  HWY_INLINE explicit Pending(const FastWriter& writer)
+      : bits(writer.accumulator & ((1u << writer.pending) - 1)), count(writer.pending) {}
+  Pending(Zel64u pendingBits, Zel64u pendingCount) : bits(pendingBits), count(pendingCount) {}
 
-  void save(ZeliEncodeHuffmanState& state) const {
+  HWY_INLINE void save(ZeliEncodeHuffmanState& state) const {
     state.accumulator = bits << (24 - count);
     state.validBits = static_cast<Zel32s>(count);
   }
 };
 
-// Codes a block into kBlockBytes of memory and returns the number of whole bytes, or -1 where a code is missing.
-HWY_INLINE int putBlock(const Zel16s* block, int difference, const ZeliEncodeHuffmanSpec& dcTable,
-                        const ZeliEncodeHuffmanSpec& acTable, Pending& pending, Zel8u* to) {
-  FastWriter writer{pending.bits, pending.count, to};
-  if (!putSymbols(block, difference, dcTable, acTable, writer)) return -1;
-  pending.count = static_cast<Zel32u>(writer.pending);
-  pending.bits = static_cast<Zel32u>(writer.accumulator) & ((1u << pending.count) - 1);
-  const auto length = static_cast<int>(writer.at - to);
-  return writer.any0xFF() ? stuff(to, length) : length;
-}
-
-// The same where there may be less memory: not a byte is written behind the last. Returns -1 also if `room` is short.
-[[gnu::noinline]] int putBlockInto(Zel64s room, const Zel16s* block, int difference,
-                                   const ZeliEncodeHuffmanSpec& dcTable, const ZeliEncodeHuffmanSpec& acTable,
-                                   Pending& pending, Zel8u* to) {
-  Zel8u bytes[kBlockBytes];
-  const int length = putBlock(block, difference, dcTable, acTable, pending, bytes);
+// Codes a block by way of memory of its own, and returns the number of whole bytes, or -1 where a code is missing or
+// `room` is short.
+[[gnu::noinline]] int putBlock(const Zel16s* block, int difference, const ZeliEncodeHuffmanSpec& dcTable,
+                               const ZeliEncodeHuffmanSpec& acTable, Pending& pending, Zel64s room, Zel8u* to) {
+  Zel8u coefficients[64], bytes[kBlockBytes];
+  const Zel64u zeros = storeZigzag(block, coefficients).zeros, positions = positionsToCode(zeros);
+  FastWriter writer{pending.bits, pending.count, bytes};
+  if (!acTable.entries[0] || !putDc(difference, dcTable, writer)) return -1;
+  writer = putAny({{coefficients}, block}, positions, acTable, writer);
+  if (!writer.at) return -1;
+  putEnd(zeros, acTable, writer);
+  pending = Pending(writer);
+  auto length = static_cast<int>(writer.at - bytes);
+  if (writer.any0xFF()) length = stuff(bytes, length);
   if (length > room) return -1;
-  if (length > 0) std::memcpy(to, bytes, static_cast<size_t>(length));
+  std::memcpy(to, bytes, static_cast<size_t>(length));
   return length;
 }
 
-// Where room may be short or a code missing.
-[[gnu::noinline]] ZelStatus encodeCarefully(const BitSink& sink, const Zel16s* block, int difference,
-                                            const ZeliEncodeHuffmanSpec& dcTable,
-                                            const ZeliEncodeHuffmanSpec& acTable) {
-  if (static_cast<Zel32u>(sink.state->validBits) < 8) {
-    Pending pending(*sink.state);
-    const int length = putBlockInto(Zel64s{sink.length} - *sink.position, block, difference, dcTable, acTable, pending,
-                                    sink.bytes + *sink.position);
+// The common block: small coefficients, codes for all, and room for any block. False: nothing has changed but bytes
+// behind the position.
+HWY_INLINE bool encodeFast(const Zel16s* pSrc, Zel8u* pDst, Zel32s* pDstCurrPos, Zel16s* pLastDC,
+                           const ZeliEncodeHuffmanSpec& dcTable, const ZeliEncodeHuffmanSpec& acTable,
+                           ZeliEncodeHuffmanState& state) {
+  Zel8u coefficients[64];
+  const Zigzag zigzag = storeZigzag(pSrc, coefficients);
+  if (!acTable.entries[0]) [[unlikely]]
+    return false;
+  const Zel16s dc = loadCoefficient(pSrc);
+  const Pending before(state);
+  Zel8u* const to = pDst + *pDstCurrPos;
+  FastWriter writer{before.bits, before.count, to};
+  if (!putDc(dc - *pLastDC, dcTable, writer)) [[unlikely]]
+    return false;
+  const Zel64u positions = positionsToCode(zigzag.zeros);
+  if (zigzag.large) [[unlikely]] {
+    writer = putAny({{coefficients}, pSrc}, positions, acTable, writer);
+    if (!writer.at) return false;
+  } else if (!putCoefficients(SmallCoefficients{coefficients}, positions, acTable, writer)) [[unlikely]] {
+    return false;
+  }
+  *pLastDC = dc;
+  putEnd(zigzag.zeros, acTable, writer);
+  Pending(writer).save(state);
+  auto length = static_cast<int>(writer.at - to);
+  if (writer.any0xFF()) [[unlikely]]
+    length = stuff(to, length);
+  *pDstCurrPos += length;
+  return true;
+}
+
+// Any call at all.
+[[gnu::noinline]] ZelStatus encode(const Zel16s* pSrc, Zel8u* pDst, Zel32s dstLenBytes, Zel32s* pDstCurrPos,
+                                   Zel16s* pLastDC, const ZeliEncodeHuffmanSpec* pDcTable,
+                                   const ZeliEncodeHuffmanSpec* pAcTable, ZeliEncodeHuffmanState* pState,
+                                   Zel32s bFlushState) {
+  if (ZelStatus bad = checkSink(pDst, dstLenBytes, present(pDstCurrPos, pState))) return bad;
+  const BitSink sink{pDst, dstLenBytes, pDstCurrPos, pState};
+  if (bFlushState) return flushBits(sink);
+  if (!present(pSrc, pLastDC, pDcTable, pAcTable)) return zelStatusNullPointer;
+  const Zel16s dc = loadCoefficient(pSrc);
+  const int difference = dc - *pLastDC;
+  *pLastDC = dc;
+  if (static_cast<Zel32u>(pState->validBits) < 8) {
+    Pending pending(*pState);
+    const int length = putBlock(pSrc, difference, *pDcTable, *pAcTable, pending, Zel64s{dstLenBytes} - *pDstCurrPos,
+                                pDst + *pDstCurrPos);
     if (length >= 0) {
-      pending.save(*sink.state);
-      *sink.position += length;
+      pending.save(*pState);
+      *pDstCurrPos += length;
       return zelStatusOk;
     }
   }
-  return writeBlock(sink, block, difference, dcTable, acTable, false);
+  return writeBlock(sink, pSrc, difference, *pDcTable, *pAcTable, false);
 }
 
 } // namespace
@@ -251,23 +321,16 @@ ZelStatus ownEncodeHuffman8x8_JPEG_16s1u_C1(const Zel16s* pSrc, Zel8u* pDst, Zel
                                             Zel16s* pLastDC, const ZeliEncodeHuffmanSpec* pDcTable,
                                             const ZeliEncodeHuffmanSpec* pAcTable, ZeliEncodeHuffmanState* pState,
                                             Zel32s bFlushState) {
-  if (ZelStatus bad = checkSink(pDst, dstLenBytes, present(pDstCurrPos, pState))) return bad;
-  if (bFlushState) return flushBits({pDst, dstLenBytes, pDstCurrPos, pState});
-  if (!present(pSrc, pLastDC, pDcTable, pAcTable)) return zelStatusNullPointer;
-  const Zel16s dc = loadCoefficient(pSrc);
-  const int difference = dc - *pLastDC;
-  *pLastDC = dc;
-  const Zel32s position = *pDstCurrPos;
-  if (Zel64s{dstLenBytes} - position >= kBlockBytes && static_cast<Zel32u>(pState->validBits) < 8) [[likely]] {
-    Pending pending(*pState);
-    const int length = putBlock(pSrc, difference, *pDcTable, *pAcTable, pending, pDst + position);
-    if (length >= 0) [[likely]] {
-      pending.save(*pState);
-      *pDstCurrPos = position + length;
-      return zelStatusOk;
-    }
+  const auto usable = [](bool b) __attribute__((always_inline)) {
+    return __builtin_expect(b, true);
+  };
+  if (usable(pSrc) && usable(pDst) && usable(pDstCurrPos) && usable(pLastDC) && usable(pDcTable) && usable(pAcTable) &&
+      usable(pState) && usable(!bFlushState) && usable(dstLenBytes > 0) &&
+      usable(Zel64s{dstLenBytes} - *pDstCurrPos >= kBlockBytes) && usable(static_cast<Zel32u>(pState->validBits) < 8) &&
+      encodeFast(pSrc, pDst, pDstCurrPos, pLastDC, *pDcTable, *pAcTable, *pState)) {
+    return zelStatusOk;
   }
-  return encodeCarefully({pDst, dstLenBytes, pDstCurrPos, pState}, pSrc, difference, *pDcTable, *pAcTable);
+  return encode(pSrc, pDst, dstLenBytes, pDstCurrPos, pLastDC, pDcTable, pAcTable, pState, bFlushState);
 }
 
 ZelStatus ownEncodeHuffman8x8_Direct_JPEG_16s1u_C1(const Zel16s* pSrc, Zel8u* pDst, Zel32u* pDstBitsLen,
@@ -280,9 +343,9 @@ ZelStatus ownEncodeHuffman8x8_Direct_JPEG_16s1u_C1(const Zel16s* pSrc, Zel8u* pD
 
   auto position = static_cast<Zel32s>(*pDstBitsLen >> 3);
   Pending pending(0, *pDstBitsLen & 7);
-  if (pending.count) pending.bits = pDst[position] >> (8 - pending.count);
+  if (pending.count) pending.bits = static_cast<Zel64u>(pDst[position] >> (8 - pending.count));
   const auto noLimit = std::numeric_limits<Zel32s>::max();
-  const int length = putBlockInto(noLimit, pSrc, difference, *pDcTable, *pAcTable, pending, pDst + position);
+  const int length = putBlock(pSrc, difference, *pDcTable, *pAcTable, pending, noLimit, pDst + position);
   if (length >= 0) {
     position += length;
   } else {
@@ -292,6 +355,6 @@ ZelStatus ownEncodeHuffman8x8_Direct_JPEG_16s1u_C1(const Zel16s* pSrc, Zel8u* pD
     pending = Pending(state);
   }
   if (pending.count) pDst[position] = static_cast<Zel8u>(pending.bits << (8 - pending.count));
-  *pDstBitsLen = static_cast<Zel32u>(position) * 8 + pending.count;
+  *pDstBitsLen = static_cast<Zel32u>(position) * 8 + static_cast<Zel32u>(pending.count);
   return zelStatusOk;
 }

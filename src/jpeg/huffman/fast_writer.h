@@ -1,5 +1,6 @@
 // The fast paths' view of the end of a segment: a 64-bit accumulator in registers, written by whole words. Bytes of
-// 0xFF are looked for at the end only, where a block that has any is written once more with stuffing.
+// 0xFF are looked for on the way only, and a block that has any is written once more with stuffing. (A look at what has
+// been written would wait for the stores.)
 #pragma once
 
 #include "jpeg/huffman/big_endian.h"
@@ -26,6 +27,12 @@ struct FastWriter {
     storeBigEndian64(word, at);
     at += pending >> 3;
     pending &= 7;
+  }
+
+  // The same if so many bits could not be put, which they commonly can.
+  HWY_INLINE void makeRoom(Zel64u bits) {
+    if (pending > 64 - bits) [[unlikely]]
+      flush();
   }
 
   bool any0xFF() const { return (found0xFF & 0x8080808080808080u) != 0; }
