@@ -54,43 +54,42 @@ ZelStatus writeBlock(const BitSink& sink, const Zel16s* block, int difference, c
   return run == 0 ? ZelStatus{zelStatusOk} : writeValue(sink, acTable, 0, 0, lenient);
 }
 
-// What a coefficient of -126..126 needs, by its low byte; zero takes the code of a run alone. The bytes of -127, -128
-// and 127 may stand for any larger one, and have a category of their own.
-constexpr Zel8u kLarge = 8;
-struct OfByte {
-  Zel32u bits[256];
-  Zel8u category[256];
-  constexpr OfByte() : bits{}, category{} {
-    for (int value = -128; value < 128; ++value) {
-      const auto byte = static_cast<Zel8u>(value);
-      category[byte] = value < -126 || value > 126 ? kLarge : static_cast<Zel8u>(categoryOf(value));
-      bits[byte] = additionalBits(value) & ((1u << category[byte]) - 1);
-    }
+// The additional bits of a coefficient of -127..127, by its low byte.
+constexpr auto kBitsOfByte = [] {
+  std::array<Zel32u, 256> bits{};
+  for (int value = -127; value <= 127; ++value) {
+    bits[static_cast<Zel8u>(value)] = additionalBits(value) & ((1u << categoryOf(value)) - 1);
   }
-};
-constexpr OfByte kOfByte;
+  return bits;
+}();
 
 // The coefficients of a block for the loop that codes them: category and additional bits of the one at a zig-zag
-// position.
+// position. Small ones lie in -126..126.
 struct SmallCoefficients {
   static constexpr Zel64u kMaxCategory = 7;
 
-  const Zel8u* bytes; // in zig-zag order
-  HWY_INLINE Zel64u category(size_t k) const { return kOfByte.category[bytes[k]]; }
-  HWY_INLINE Zel32u bits(size_t k) const { return kOfByte.bits[bytes[k]]; }
+  struct {
+    Zel8u bytes[64], categories[64];
+  } zigzag;
+  HWY_INLINE Zel64u category(size_t k) const { return zigzag.categories[k]; }
+  HWY_INLINE Zel32u bits(size_t k) const { return kBitsOfByte[zigzag.bytes[k]]; }
 };
 struct AnyCoefficients {
   static constexpr Zel64u kMaxCategory = 16;
 
-  SmallCoefficients small;
+  const SmallCoefficients& small; // the bytes of others are -128, -127 or 127
   const Zel16s* block;
-  int value(size_t k) const { return loadCoefficient(block + kNaturalOfZigzag[k]); }
+  HWY_INLINE bool isLarge(size_t k) const { return static_cast<Zel8u>(small.zigzag.bytes[k] - 127) <= 2; }
+  HWY_INLINE int value(size_t k) const { return loadCoefficient(block + kNaturalOfZigzag[k]); }
   HWY_INLINE Zel64u category(size_t k) const {
-    const Zel64u category = small.category(k);
-    return category < kLarge ? category : static_cast<Zel64u>(categoryOf(value(k)));
+    if (isLarge(k)) [[unlikely]]
+      return static_cast<Zel64u>(categoryOf(value(k)));
+    return small.category(k);
   }
   HWY_INLINE Zel32u bits(size_t k) const {
-    return small.category(k) < kLarge ? small.bits(k) : additionalBits(value(k)) & ((1u << category(k)) - 1);
+    if (isLarge(k)) [[unlikely]]
+      return additionalBits(value(k)) & ((1u << category(k)) - 1);
+    return small.bits(k);
   }
 };
 
@@ -110,7 +109,7 @@ HWY_INLINE Zel64u positionsToCode(Zel64u zeros) {
 
 // Codes the coefficients at those positions but the first; false: a symbol has no code. Leaves up to 64 bits pending.
 template <class Coefficients>
-HWY_INLINE bool putCoefficients(const Coefficients coefficients, Zel64u positions, const ZeliEncodeHuffmanSpec& table,
+HWY_INLINE bool putCoefficients(const Coefficients& coefficients, Zel64u positions, const ZeliEncodeHuffmanSpec& table,
                                 FastWriter& writer) {
   constexpr Zel64u kLongest = 16 + std::min<Zel64u>(Coefficients::kMaxCategory, 15);
   size_t last = 0;
@@ -149,39 +148,47 @@ HWY_INLINE bool putCoefficients(const Coefficients coefficients, Zel64u position
   }
 }
 
-// The same by way of a copy of the writer, for the loop about small coefficients to have its own in registers. Null for
-// `at`: a symbol has no code.
-[[gnu::noinline]] FastWriter putAny(const AnyCoefficients coefficients, Zel64u positions,
-                                    const ZeliEncodeHuffmanSpec& table, FastWriter writer) {
-  if (!putCoefficients(coefficients, positions, table, writer)) writer.at = nullptr;
-  return writer;
-}
+// A table of 16 bytes, repeated to fill a vector.
+struct ForEachBlock {
+  alignas(64) Zel8u lane[ZigzagBytes::kLanes];
+  constexpr explicit ForEachBlock(const std::array<Zel8u, 16>& table) : lane{} {
+    for (size_t i = 0; i < ZigzagBytes::kLanes; ++i) lane[i] = table[i % 16];
+  }
+};
 
-// A bit for each AC coefficient of a block that is zero, and the top bits of bytes if any is not small.
-struct Zigzag {
+// A bit for each AC coefficient of a block that is zero, and some other bits if any is not small.
+struct ZigzagMasks {
   Zel64u zeros, large;
 };
 
 // Stores the AC coefficients of a block as bytes in zig-zag order. A function of its own, since functions with long
 // vectors align their stack.
-[[gnu::noinline]] Zigzag storeZigzag(const Zel16s* block, Zel8u* bytes) {
-  static constexpr struct AllButFirst {
-    alignas(64) Zel8s lane[ZigzagBytes::kLanes];
+[[gnu::noinline]] ZigzagMasks storeZigzag(const Zel16s* block, SmallCoefficients& coefficients) {
+  static constexpr ForEachBlock kLowNibble{{0, 1, 2, 2, 3, 3, 3, 3, 4, 4, 4, 4, 4, 4, 4, 4}};
+  static constexpr ForEachBlock kHighNibble{{0, 5, 6, 6, 7, 7, 7, 7}};
+  alignas(64) static constexpr struct AllButFirst {
+    Zel8s lane[ZigzagBytes::kLanes];
     constexpr AllButFirst() : lane{} {
       for (size_t i = 1; i < ZigzagBytes::kLanes; ++i) lane[i] = -1;
     }
   } kAllButFirst;
   constexpr ZigzagBytes::Tag d;
   const hn::RebindToUnsigned<decltype(d)> du;
+  const hn::Repartition<Zel16u, decltype(d)> d16;
   ZigzagBytes values(block);
   values.v[0] = hn::And(values.v[0], hn::Load(d, kAllButFirst.lane));
   auto largest = hn::BitCast(du, hn::Abs(values.v[0]));
   Zel64u zeros = 0;
   for (size_t i = 0; i < ZigzagBytes::kVectors; ++i) {
     const size_t at = i * ZigzagBytes::kLanes;
-    hn::StoreU(hn::BitCast(du, values.v[i]), du, bytes + at);
+    const auto magnitude = hn::BitCast(du, hn::Abs(values.v[i]));
+    const auto high = hn::And(hn::BitCast(du, hn::ShiftRight<4>(hn::BitCast(d16, magnitude))), hn::Set(du, 15));
+    const auto category = hn::Max(hn::TableLookupBytes(hn::Load(du, kLowNibble.lane), magnitude),
+                                  hn::TableLookupBytes(hn::Load(du, kHighNibble.lane), high));
+    hn::StoreU(category, du, coefficients.zigzag.categories + at);
+    hn::StoreU(hn::BitCast(du, values.v[i]), du, coefficients.zigzag.bytes + at);
     zeros |= bitsOfMask(d, hn::Eq(values.v[i], hn::Zero(d))) << at;
-    if (i > 0) largest = hn::Max(largest, hn::BitCast(du, hn::Abs(values.v[i])));
+    if (i > 0) largest = hn::Max(largest, magnitude);
   }
   const auto beyond = hn::Sub(hn::BitCast(d, largest), hn::Set(d, -1)); // from 127 on negative
   return {zeros - 1, bitsOfMask(d, hn::MaskFromVec(beyond))};           // the DC term counted as zero
@@ -240,13 +247,17 @@ struct Pending {
 // `room` is short.
 [[gnu::noinline]] int putBlock(const Zel16s* block, int difference, const ZeliEncodeHuffmanSpec& dcTable,
                                const ZeliEncodeHuffmanSpec& acTable, Pending& pending, Zel64s room, Zel8u* to) {
-  Zel8u coefficients[64], bytes[kBlockBytes];
-  const Zel64u zeros = storeZigzag(block, coefficients).zeros, positions = positionsToCode(zeros);
+  SmallCoefficients coefficients;
+  Zel8u bytes[kBlockBytes];
+  const ZigzagMasks zigzag = storeZigzag(block, coefficients);
+  const Zel64u positions = positionsToCode(zigzag.zeros);
   FastWriter writer{pending.bits, pending.count, bytes};
   if (!acTable.entries[0] || !putDc(difference, dcTable, writer)) return -1;
-  writer = putAny({{coefficients}, block}, positions, acTable, writer);
-  if (!writer.at) return -1;
-  putEnd(zeros, acTable, writer);
+  if (!(zigzag.large ? putCoefficients(AnyCoefficients{coefficients, block}, positions, acTable, writer)
+                     : putCoefficients(coefficients, positions, acTable, writer))) {
+    return -1;
+  }
+  putEnd(zigzag.zeros, acTable, writer);
   pending = Pending(writer);
   auto length = static_cast<int>(writer.at - bytes);
   if (writer.any0xFF()) length = stuff(bytes, length);
@@ -260,9 +271,9 @@ struct Pending {
 HWY_INLINE bool encodeFast(const Zel16s* pSrc, Zel8u* pDst, Zel32s* pDstCurrPos, Zel16s* pLastDC,
                            const ZeliEncodeHuffmanSpec& dcTable, const ZeliEncodeHuffmanSpec& acTable,
                            ZeliEncodeHuffmanState& state) {
-  Zel8u coefficients[64];
-  const Zigzag zigzag = storeZigzag(pSrc, coefficients);
-  if (!acTable.entries[0]) [[unlikely]]
+  SmallCoefficients coefficients;
+  const ZigzagMasks zigzag = storeZigzag(pSrc, coefficients);
+  if (zigzag.large || !acTable.entries[0]) [[unlikely]]
     return false;
   const Zel16s dc = loadCoefficient(pSrc);
   const Pending before(state);
@@ -270,13 +281,8 @@ HWY_INLINE bool encodeFast(const Zel16s* pSrc, Zel8u* pDst, Zel32s* pDstCurrPos,
   FastWriter writer{before.bits, before.count, to};
   if (!putDc(dc - *pLastDC, dcTable, writer)) [[unlikely]]
     return false;
-  const Zel64u positions = positionsToCode(zigzag.zeros);
-  if (zigzag.large) [[unlikely]] {
-    writer = putAny({{coefficients}, pSrc}, positions, acTable, writer);
-    if (!writer.at) return false;
-  } else if (!putCoefficients(SmallCoefficients{coefficients}, positions, acTable, writer)) [[unlikely]] {
+  if (!putCoefficients(coefficients, positionsToCode(zigzag.zeros), acTable, writer)) [[unlikely]]
     return false;
-  }
   *pLastDC = dc;
   putEnd(zigzag.zeros, acTable, writer);
   Pending(writer).save(state);
