@@ -1,4 +1,4 @@
-// Dwords within the 128-bit blocks of a vector.
+// Dwords within the 128-bit blocks of a vector, and words of whole vectors, picked by values of vectors.
 #pragma once
 
 #include "simd/simd.h"
@@ -32,5 +32,13 @@ HWY_INLINE V pickDwords(V v, V32 from) {
   return hn::BitCast(hn::DFromV<V>(), hn::TableLookupBytes(hn::BitCast(d8, v), bytes));
 #endif
 }
+
+#if HWY_TARGET <= HWY_AVX3
+// Words of the 64 of a and b.
+template <class V, class V16>
+HWY_INLINE V pickWords(V a, V b, V16 from) {
+  return V{_mm512_permutex2var_epi16(a.raw, from.raw, b.raw)};
+}
+#endif
 
 } // namespace zelj

@@ -271,6 +271,46 @@ HWY_INLINE Entries readEntries(Bits bits) {
 }
 
 // Four rows of the entries of four pixels, 24 bytes each.
+#if HWY_TARGET <= HWY_AVX3
+// The words of two rows, 12 in each half of a vector: whose entries they are of, and which of its words.
+constexpr auto kTwoRows = [] {
+  std::array<std::array<Zel8u, 64>, 2> from{};
+  for (size_t i = 0; i < 128; ++i) {
+    const size_t rows = i / 64, word = i / 2 % 16, upper = i / 32 % 2;
+    from[rows][i % 64] = static_cast<Zel8u>(i % 2 || word >= 12 ? kNone : 8 * rows + 4 * upper + word / 3);
+  }
+  return from;
+}();
+constexpr auto kChannels = [] {
+  std::array<Zel16u, 32> channels{};
+  for (size_t i = 0; i < 32; ++i) channels[i] = static_cast<Zel16u>(i % 16 % 3);
+  return channels;
+}();
+
+HWY_INLINE void storePixels(const Palette& palette, Entries entries, Zel8u* dst, Zel64s step) {
+  // The first of an entry's words among the 64 of both vectors.
+  static constexpr LaneBytes kFirstWords{{0, 4, 32, 36, 8, 12, 40, 44, 16, 20, 48, 52, 24, 28, 56, 60}};
+  const BlockTag d;
+  const Tag16 d16;
+  const hn::Half<BlockTag> row;
+  const auto first = hn::TableLookupBytes(hn::Load(Block8u(), kFirstWords.value), entries);
+  const auto twice = hn::Combine(row, first, first);
+  const auto firstWords = hn::Combine(d, twice, twice);
+  for (size_t i = 0; i < 2; ++i) {
+    const auto ofPixels = asWords(hn::TableLookupBytesOr0(firstWords, hn::LoadU(d, kTwoRows[i].data())));
+    const auto words = hn::Add(ofPixels, hn::LoadU(d16, kChannels.data()));
+    const auto pixels = pickWords(palette.lower[0], palette.upper[0], words);
+    const auto store = [](hn::Vec<hn::Half<BlockTag>> v, Zel8u* to) {
+      const Block8u lane;
+      const hn::Half<Block8u> half;
+      hn::StoreU(hn::LowerHalf(lane, v), lane, to);
+      hn::StoreU(hn::LowerHalf(half, hn::UpperHalf(lane, v)), half, to + 16);
+    };
+    store(hn::LowerHalf(row, pixels), dst + static_cast<Zel64s>(2 * i) * step);
+    store(hn::UpperHalf(row, pixels), dst + static_cast<Zel64s>(2 * i + 1) * step);
+  }
+}
+#else
 HWY_INLINE void storePixels(const Palette& palette, Entries entries, Zel8u* dst, Zel64s step) {
   alignas(64) Zel16u entry[16][4];
   alignas(16) Zel8u ofPixel[16];
@@ -286,6 +326,7 @@ HWY_INLINE void storePixels(const Palette& palette, Entries entries, Zel8u* dst,
     std::memcpy(to + 18, entry[e[3]], 6);
   }
 }
+#endif
 
 template <class Form, bool kTwoSubsets>
 HWY_INLINE void decodeFields(const Fields& fields, int code, Bits bits, Zel8u* dst, Zel64s step) {
