@@ -9,16 +9,8 @@
 
 #include "support/measure.h"
 #include "support/random.h"
+#include "support/stb.h"
 #include "zelj.h"
-
-#define STB_DXT_IMPLEMENTATION
-#define STB_DXT_STATIC
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wconversion"
-#pragma GCC diagnostic ignored "-Wsign-conversion"
-#pragma GCC diagnostic ignored "-Wunused-function"
-#include <stb/stb_dxt.h>
-#pragma GCC diagnostic pop
 
 namespace zelj::bench {
 namespace {
