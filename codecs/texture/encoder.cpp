@@ -1,7 +1,7 @@
-// Codes the rows of a picture as they come, a few rows of blocks at a time on all threads, and writes the file when all
-// levels are there. The picture itself is kept only where smaller levels are made of it.
+// Codes the rows of a picture as they come, strips of them side by side, and writes the file when all levels are there.
+// The picture itself is kept only where smaller levels are made of it.
 #include <algorithm>
-#include <atomic>
+#include <utility>
 
 #include "common/workers.h"
 #include "texture/bc7_search.h"
@@ -18,6 +18,12 @@ struct Differences {
   double samples = 0;
 };
 
+// What a thread needs to code a strip of a picture.
+struct Scratch {
+  Bytes pixels, decoded;
+  Differences differences;
+};
+
 class Writer : public img::RowWriter {
  public:
   Writer(img::ByteSink& sink, Container container, const img::Picture& picture, const EncodeOptions& options)
@@ -25,8 +31,8 @@ class Writer : public img::RowWriter {
         container_(container),
         picture_(picture),
         options_(options),
-        workers_(options.threads),
-        search_(options.effort, options.modes) {
+        search_(options.effort, options.modes),
+        scratch_(static_cast<size_t>(std::max(options.threads, 1))) {
     texture_.format = formatOf(options.target);
     texture_.width = picture.width;
     texture_.height = picture.height;
@@ -36,28 +42,71 @@ class Writer : public img::RowWriter {
     texture_.sRgb = colours && !options.linear;
     texture_.opaque = !picture.alpha;
     texture_.yCoCg = options.target == Target::yCoCg;
-    levels_.resize(static_cast<size_t>(texture_.levels));
+    for (int level = 0; level < texture_.levels; ++level) {
+      const auto bytes = texture_.format->bytes(atLevel(picture.width, level), atLevel(picture.height, level));
+      levels_.emplace_back(static_cast<size_t>(bytes));
+    }
     if (options.mips) shape(whole_, picture);
   }
 
-  int rowsAtOnce() const override { return 4; }
+  int rowsAtOnce() const override { return rowsOfStrip(); }
 
+  // Rows of blocks are whole but for the last: what does not fill one waits.
   Error write(const img::ConstRows& rows) override {
-    for (int y = 0; y < rows.count; ++y) {
-      if (options_.mips) std::memcpy(whole_.row<uint8_t>(taken_), rows.row<uint8_t>(y), picture_.rowBytes());
-      take(rows.row<uint8_t>(y), picture_.width);
-      ++taken_;
+    for (int y = 0; y < rows.count;) {
+      const int take = std::min(rows.count - y, rowsOfStrip() - waitingRows_);
+      waiting_.resize(static_cast<size_t>(rowsOfStrip()) * picture_.rowBytes());
+      for (int i = 0; i < take; ++i)
+        std::memcpy(waitingRow(waitingRows_ + i), rows.row<uint8_t>(y + i), picture_.rowBytes());
+      waitingRows_ += take;
+      y += take;
+      if (waitingRows_ == rowsOfStrip()) encodeWaiting();
     }
-    encodePending(picture_.width, pendingRows_ / 4 * 4, 0);
     return {};
   }
 
+  // Strips are read one after the other and coded side by side.
+  bool pulls() const override { return options_.threads > 1; }
+  Error pull(img::RowReader& reader, const img::Progress& progress) override {
+    Error error;
+    img::Pipeline pipeline;
+    std::vector<Bytes> strips(scratch_.size() * img::Pipeline::kSlotsOfThread);
+    pipeline.items = (picture_.height - 1) / rowsOfStrip() + 1;
+    const auto rowsOf = [&](int64_t item, int slot) {
+      Bytes& strip = strips[static_cast<size_t>(slot)];
+      strip.resize(static_cast<size_t>(rowsOfStrip()) * picture_.rowBytes());
+      const int y = static_cast<int>(item) * rowsOfStrip();
+      return img::Rows{strip.data(), static_cast<ptrdiff_t>(picture_.rowBytes()),
+                       std::min(rowsOfStrip(), picture_.height - y)};
+    };
+    pipeline.begin = [&](int64_t item, int slot) { return !(error = reader.read(rowsOf(item, slot))); };
+    pipeline.work = [&](int64_t item, int slot) {
+      const int y = static_cast<int>(item) * rowsOfStrip();
+      encodeStrip(asConst(rowsOf(item, slot)), y, picture_.width, 0, slot / img::Pipeline::kSlotsOfThread);
+      return true;
+    };
+    pipeline.end = [&](int64_t item, int) {
+      if (progress) progress(std::min((static_cast<int>(item) + 1) * rowsOfStrip(), picture_.height));
+      return true;
+    };
+    run(pipeline, options_.threads);
+    return error;
+  }
+
   Error finish() override {
-    encodePending(picture_.width, pendingRows_, 0);
+    encodeWaiting();
     for (int level = 1; level < texture_.levels; ++level) {
       whole_ = halved(whole_);
-      for (int y = 0; y < whole_.height; ++y) take(whole_.row<uint8_t>(y), whole_.width);
-      encodePending(whole_.width, pendingRows_, level);
+      img::Pipeline pipeline;
+      pipeline.items = (whole_.height - 1) / rowsOfStrip() + 1;
+      pipeline.begin = pipeline.end = [](int64_t, int) { return true; };
+      pipeline.work = [&](int64_t item, int slot) {
+        const int y = static_cast<int>(item) * rowsOfStrip(), count = std::min(rowsOfStrip(), whole_.height - y);
+        encodeStrip(std::as_const(whole_).rows().part(y, count), y, whole_.width, level,
+                    slot / img::Pipeline::kSlotsOfThread);
+        return true;
+      };
+      run(pipeline, std::max(options_.threads, 1));
     }
     for (const Piece& piece : fileLayout(container_, texture_)) {
       if (Error error = sink_.write(piece.front)) return error;
@@ -68,112 +117,87 @@ class Writer : public img::RowWriter {
   }
 
  private:
-  size_t pixelRowBytes(int width) const {
-    return static_cast<size_t>(width) * static_cast<size_t>(channelsOf(options_.target));
+  // The search for BC7 is long: a row of blocks is enough work at a time.
+  int rowsOfStrip() const { return options_.target == Target::bc7 ? 4 : 32; }
+
+  uint8_t* waitingRow(int y) { return waiting_.data() + static_cast<size_t>(y) * picture_.rowBytes(); }
+  void encodeWaiting() {
+    if (waitingRows_ == 0) return;
+    encodeStrip({waiting_.data(), static_cast<ptrdiff_t>(picture_.rowBytes()), waitingRows_}, encodedRows_,
+                picture_.width, 0, 0);
+    encodedRows_ += waitingRows_;
+    waitingRows_ = 0;
   }
 
-  // Adds a row to those that wait to be coded.
-  void take(const uint8_t* row, int width) {
-    const size_t bytes = pixelRowBytes(width), at = bytes * static_cast<size_t>(pendingRows_);
-    if (pending_.size() < at + bytes) pending_.resize(at + bytes);
-    toEncoder(row, picture_.channels(), options_.target, width, pending_.data() + at);
-    ++pendingRows_;
-  }
-
-  // Codes the first of the rows that wait.
-  void encodePending(int width, int rows, int level) {
-    if (rows == 0) return;
+  // Codes rows of a level from its row `y` on, a multiple of 4. Only the last strip may end within a row of blocks.
+  void encodeStrip(const img::ConstRows& rows, int y, int width, int level, int thread) {
     const Format& format = *texture_.format;
-    Bytes& units = levels_[static_cast<size_t>(level)];
-    const size_t begin = units.size(), unitRowBytes = static_cast<size_t>(format.rowBytes(width));
-    units.resize(begin + unitRowBytes * static_cast<size_t>(format.unitRows(rows)));
-    if (options_.target == Target::rgba8) {
-      std::copy_n(pending_.data(), units.size() - begin, units.data() + begin);
-    } else {
-      encodeBlocks(width, rows, units.data() + begin, unitRowBytes);
-      if (options_.report && level == 0) measure(width, rows, units.data() + begin, unitRowBytes);
+    Scratch& scratch = scratch_[static_cast<size_t>(thread)];
+    const size_t rowBytes = static_cast<size_t>(width) * static_cast<size_t>(channelsOf(options_.target));
+    scratch.pixels.resize(rowBytes * static_cast<size_t>(rows.count));
+    for (int i = 0; i < rows.count; ++i) {
+      const uint8_t* row = rows.row<uint8_t>(i);
+      if (options_.mips && level == 0) std::memcpy(whole_.row<uint8_t>(y + i), row, picture_.rowBytes());
+      toEncoder(row, picture_.channels(), options_.target, width,
+                scratch.pixels.data() + rowBytes * static_cast<size_t>(i));
     }
-    const size_t done = pixelRowBytes(width) * static_cast<size_t>(rows);
-    pendingRows_ -= rows;
-    std::copy_n(pending_.data() + done, pixelRowBytes(width) * static_cast<size_t>(pendingRows_), pending_.data());
+    const auto unitRow = static_cast<size_t>(format.inBlocks() ? y / 4 : y);
+    uint8_t* units = levels_[static_cast<size_t>(level)].data() + unitRow * static_cast<size_t>(format.rowBytes(width));
+    const ZeliSize size = {width, rows.count};
+    encodePixels(scratch.pixels.data(), static_cast<int>(rowBytes), size, units);
+    if (options_.report && level == 0 && format.inBlocks()) measure(units, size, scratch);
   }
 
-  void encodeBlocks(int width, int rows, uint8_t* blocks, size_t rowBytes) {
-    // Items large enough to be worth a thread: a few blocks where modes are searched, some rows of blocks otherwise.
-    const int blockRows = (rows + 3) / 4, across = (width + 3) / 4;
-    if (options_.target == Target::bc7) {
-      constexpr int kBlocks = 8;
-      const int items = (across + kBlocks - 1) / kBlocks;
-      workers_.run(int64_t{blockRows} * items, [&](int, int64_t item, img::Turns&) {
-        const int y = static_cast<int>(item / items), first = static_cast<int>(item % items) * kBlocks;
-        for (int b = first; b < std::min(first + kBlocks, across); ++b) {
-          searchBlock(width, rows, b, y, blocks + static_cast<size_t>(y) * rowBytes + 16 * static_cast<size_t>(b));
-        }
-        return true;
-      });
-      return;
-    }
-    constexpr int kRows = 8;
-    workers_.run((blockRows + kRows - 1) / kRows, [&](int, int64_t item, img::Turns&) {
-      const int first = static_cast<int>(item) * kRows;
-      const int step = static_cast<int>(pixelRowBytes(width));
-      encodeRows(pending_.data() + pixelRowBytes(width) * 4 * static_cast<size_t>(first), step,
-                 {width, std::min(rows - 4 * first, 4 * kRows)}, blocks + rowBytes * static_cast<size_t>(first));
-      return true;
-    });
-  }
-
-  void encodeRows(const uint8_t* pixels, int step, ZeliSize size, uint8_t* blocks) const {
+  void encodePixels(const uint8_t* pixels, int step, ZeliSize size, uint8_t* units) const {
     switch (options_.target) {
       case Target::bc1:
-        zeliTextureEncodeBlockFromRGBA_DXT1_8u_C4C1R(pixels, step, size, blocks);
+        zeliTextureEncodeBlockFromRGBA_DXT1_8u_C4C1R(pixels, step, size, units);
         break;
       case Target::bc2:
-        zeliTextureEncodeBlockFromRGBA_DXT3_8u_C4C1R(pixels, step, size, blocks);
+        zeliTextureEncodeBlockFromRGBA_DXT3_8u_C4C1R(pixels, step, size, units);
         break;
       case Target::bc3:
-        zeliTextureEncodeBlockFromRGBA_DXT5_8u_C4C1R(pixels, step, size, blocks);
+        zeliTextureEncodeBlockFromRGBA_DXT5_8u_C4C1R(pixels, step, size, units);
         break;
       case Target::yCoCg:
-        zeliTextureEncodeBlockFromYCoCg_DXT5_8u_C3C1R(pixels, step, size, blocks);
+        zeliTextureEncodeBlockFromYCoCg_DXT5_8u_C3C1R(pixels, step, size, units);
         break;
       case Target::bc4:
-        zeliTextureEncodeBlock_BC4_8u_C1R(pixels, step, size, blocks);
+        zeliTextureEncodeBlock_BC4_8u_C1R(pixels, step, size, units);
         break;
       case Target::bc5:
-        zeliTextureEncodeBlockFromRG_BC5_8u_C2C1R(pixels, step, size, blocks);
+        zeliTextureEncodeBlockFromRG_BC5_8u_C2C1R(pixels, step, size, units);
         break;
       case Target::bc7:
+        for (int x = 0; x < size.width; x += 4, units += 16) searchBlock(pixels, step, size, x, units);
+        break;
       case Target::rgba8:
+        std::memcpy(units, pixels, static_cast<size_t>(step) * static_cast<size_t>(size.height));
         break;
     }
   }
 
   // A block of BC7, completed at the edges with copies of the last column and row.
-  void searchBlock(int width, int rows, int column, int row, uint8_t* block) const {
-    const size_t step = pixelRowBytes(width);
-    const uint8_t* pixels = pending_.data() + step * 4 * static_cast<size_t>(row) + 16 * static_cast<size_t>(column);
-    const int columnsInside = std::min(4, width - 4 * column), rowsInside = std::min(4, rows - 4 * row);
-    if (columnsInside == 4 && rowsInside == 4) return search_.encode(pixels, static_cast<int>(step), block);
+  void searchBlock(const uint8_t* pixels, int step, ZeliSize size, int x, uint8_t* block) const {
+    if (x + 4 <= size.width && size.height == 4) return search_.encode(pixels + 4 * x, step, block);
     uint8_t whole[64];
-    for (int y = 0; y < 4; ++y) {
-      for (int x = 0; x < 4; ++x) {
-        const uint8_t* from = pixels + step * static_cast<size_t>(std::min(y, rowsInside - 1));
-        std::memcpy(whole + 16 * y + 4 * x, from + 4 * std::min(x, columnsInside - 1), 4);
-      }
+    for (int i = 0; i < 16; ++i) {
+      const int row = std::min(i / 4, size.height - 1), column = std::min(x + i % 4, size.width - 1);
+      std::memcpy(whole + 4 * i, pixels + row * step + 4 * column, 4);
     }
     search_.encode(whole, 16, block);
   }
 
   // Decodes what has been coded, and compares it with what it was made of.
-  void measure(int width, int rows, const uint8_t* blocks, size_t) {
+  void measure(const uint8_t* blocks, ZeliSize size, Scratch& scratch) const {
     const Format& format = *texture_.format;
-    const size_t step = static_cast<size_t>(width) * decodedPixelBytes(format);
-    decoded_.resize(step * static_cast<size_t>(rows));
-    decodeBlocks(format, blocks, width, rows, decoded_.data(), step);
+    const size_t step = static_cast<size_t>(size.width) * decodedPixelBytes(format);
+    scratch.decoded.resize(step * static_cast<size_t>(size.height));
+    decodeBlocks(format, blocks, size.width, size.height, scratch.decoded.data(), step);
     const auto channels = static_cast<size_t>(channelsOf(options_.target)), decodedChannels = decodedPixelBytes(format);
-    for (size_t p = 0; p < static_cast<size_t>(width) * static_cast<size_t>(rows); ++p) {
-      const uint8_t *was = pending_.data() + p * channels, *is = decoded_.data() + p * decodedChannels;
+    const size_t count = static_cast<size_t>(size.width) * static_cast<size_t>(size.height);
+    for (size_t p = 0; p < count; ++p) {
+      const uint8_t *was = scratch.pixels.data() + p * channels, *is = scratch.decoded.data() + p * decodedChannels;
       uint8_t wasRgb[4], isRgb[4];
       if (options_.target == Target::yCoCg) { // in R, G, B, by what the chroma held before it was coded
         const uint8_t unscaled[4] = {was[1], was[2], 0, was[0]};
@@ -184,20 +208,25 @@ class Writer : public img::RowWriter {
       }
       for (size_t c = 0; c < channels; ++c) {
         const double difference = was[c] - is[c];
-        differences_.sum[c] += difference * difference;
+        scratch.differences.sum[c] += difference * difference;
       }
     }
-    differences_.samples += static_cast<double>(width) * rows;
+    scratch.differences.samples += static_cast<double>(count);
   }
 
   void report() {
+    Differences all;
+    for (const Scratch& scratch : scratch_) {
+      for (size_t c = 0; c < 4; ++c) all.sum[c] += scratch.differences.sum[c];
+      all.samples += scratch.differences.samples;
+    }
     const size_t names = options_.target == Target::bc4   ? 1
                          : options_.target == Target::bc5 ? 2
                          : picture_.alpha                 ? 4
                                                           : 3;
     std::string text = "PSNR";
     for (size_t c = 0; c < names; ++c) {
-      const double mean = differences_.samples > 0 ? differences_.sum[c] / differences_.samples : 0;
+      const double mean = all.samples > 0 ? all.sum[c] / all.samples : 0;
       text +=
           img::format(" %c %.2f", names == 1 ? 'Y' : "RGBA"[c], mean > 0 ? 10 * std::log10(255 * 255 / mean) : 99.0);
     }
@@ -211,14 +240,13 @@ class Writer : public img::RowWriter {
   const Container container_;
   const img::Picture picture_;
   const EncodeOptions options_;
-  img::Workers workers_;
   const Bc7Search search_;
   Texture texture_;
   std::vector<Bytes> levels_;
-  img::Image whole_;
-  Bytes pending_, decoded_;
-  int taken_ = 0, pendingRows_ = 0;
-  Differences differences_;
+  img::Image whole_; // the level that the next one is made of
+  std::vector<Scratch> scratch_;
+  Bytes waiting_;
+  int waitingRows_ = 0, encodedRows_ = 0;
 };
 
 } // namespace

@@ -359,7 +359,7 @@ Surface Texture::surface(int level, int layer, int face) const {
 }
 
 int fullChain(int width, int height) {
-  return std::bit_width(static_cast<unsigned>(std::max(width, height)));
+  return static_cast<int>(std::bit_width(static_cast<unsigned>(std::max(width, height))));
 }
 
 Error readHeader(img::ByteSource& source, Container container, Texture& texture) {

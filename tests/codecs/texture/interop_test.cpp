@@ -55,7 +55,7 @@ TEST_F(TextureInterop, PillowReadsOurFiles) {
       const Bytes theirs = pillow("a.dds");
       if (theirs.empty()) GTEST_SKIP() << "Pillow is missing: run scripts/setup.sh";
       const Image ours = readTexture(file, Container::dds);
-      ASSERT_EQ(theirs.size(), size_t{4} * width * height);
+      ASSERT_EQ(theirs.size(), static_cast<size_t>(4 * width * height));
       const auto channels = static_cast<size_t>(ours.channels());
       int worst[4] = {};
       for (size_t p = 0; p < theirs.size() / 4; ++p) {
