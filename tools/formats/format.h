@@ -100,6 +100,7 @@ std::string describePicture(const char* title, const Picture& picture);
 std::unique_ptr<Format> pngFormat();
 std::unique_ptr<Format> pnmFormat();
 std::unique_ptr<Format> jpegFormat();
+std::unique_ptr<Format> jpeg2000Format();
 std::unique_ptr<Format> tiffFormat();
 std::unique_ptr<Format> ddsFormat();
 std::unique_ptr<Format> ktx2Format();

@@ -19,6 +19,7 @@ Formats allFormats() {
   all.push_back(pngFormat());
   all.push_back(pnmFormat());
   all.push_back(jpegFormat());
+  all.push_back(jpeg2000Format());
   all.push_back(tiffFormat());
   all.push_back(ddsFormat());
   all.push_back(ktx2Format());
