@@ -4,13 +4,11 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
-#include <filesystem>
 #include <memory>
 
-#include "files/image_file.h"
-#include "scene/scene.h"
 #include "jpeg/jpeg.h"
 #include "support/measure.h"
+#include "support/picture.h"
 
 // clang-format off
 #include <jpeglib.h> // needs what <cstdio> declares
@@ -18,42 +16,6 @@
 
 namespace zelj::bench {
 namespace {
-
-constexpr int kSize = 2048;
-
-// Photographs in rows of three, as they come by name, lying ones only, repeated until the square is full.
-img::Image mosaic(const char* folder) {
-  std::vector<std::filesystem::path> paths;
-  for (const auto& entry : std::filesystem::directory_iterator(folder)) paths.push_back(entry.path());
-  std::sort(paths.begin(), paths.end());
-  std::vector<img::Image> photographs;
-  for (const auto& path : paths) {
-    img::Image image;
-    if (files::readImage(path, image)) continue;
-    if (image.channels() == 3 && image.bits == 8 && image.width == 768 && image.height == 512)
-      photographs.push_back(image);
-  }
-  img::Image result;
-  if (photographs.empty()) return result;
-  img::shape(result, kSize, kSize, 3, 8);
-  for (int y = 0; y < kSize; ++y) {
-    for (int x = 0; x < kSize; x += 768) {
-      const size_t tile = static_cast<size_t>(y / 512 * 3 + x / 768);
-      const uint8_t* from = photographs[tile % photographs.size()].row<uint8_t>(y % 512);
-      std::copy_n(from, 3 * std::min(768, kSize - x), result.row<uint8_t>(y) + 3 * x);
-    }
-  }
-  return result;
-}
-
-const img::Image& picture() {
-  static const img::Image image = [] {
-    const char* folder = std::getenv("ZELJ_BENCH_IMAGES");
-    img::Image photographs = folder ? mosaic(folder) : img::Image{};
-    return photographs.bytes.empty() ? img::renderScene(kSize, kSize) : photographs;
-  }();
-  return image;
-}
 
 // The peer's encoder and decoder. Memory is given, as to the library's codec.
 void peerEncode(const img::Image& image, int quality, bool halve, std::vector<uint8_t>& file, size_t& size) {
@@ -114,12 +76,12 @@ struct Work {
   }
   void prepare() {
     if (!peerFile.empty()) return;
-    peerFile.resize(size_t{4} * kSize * kSize);
+    peerFile.resize(size_t{4} * kPictureSize * kPictureSize);
     size_t size = 0;
     peerEncode(picture(), quality, halve, peerFile, size);
     peerFile.resize(size);
-    img::shape(decoded, kSize, kSize, 3, 8);
-    file.resize(size_t{4} * kSize * kSize);
+    img::shape(decoded, kPictureSize, kPictureSize, 3, 8);
+    file.resize(size_t{4} * kPictureSize * kPictureSize);
   }
 };
 
@@ -134,7 +96,7 @@ void registerAll() {
     for (const int quality : {75, 90}) {
       const auto work = std::make_shared<Work>(Work{quality, halve, {}, {}, {}});
       const std::string name = std::string(halve ? " 4:2:0" : " 4:4:4") + " q" + std::to_string(quality);
-      constexpr double kPixels = double{kSize} * kSize;
+      constexpr double kPixels = double{kPictureSize} * kPictureSize;
       measure("codec/encode" + name, "zelj", "pixels", kPixels, [work] {
         work->prepare();
         check(jpeg::encode(picture(), work->options(), work->file));
@@ -142,7 +104,7 @@ void registerAll() {
       measure("codec/encode" + name, "libjpeg-turbo", "pixels", kPixels, [work] {
         work->prepare();
         size_t size = 0;
-        work->file.resize(size_t{4} * kSize * kSize);
+        work->file.resize(size_t{4} * kPictureSize * kPictureSize);
         peerEncode(picture(), work->quality, work->halve, work->file, size);
       });
       measure("codec/decode" + name, "zelj", "pixels", kPixels, [work] {
