@@ -14,43 +14,49 @@
 namespace zelj::bc7 {
 namespace {
 
-// The pixels of each partition, subset by subset, and where the subsets begin.
+// The pixel whose index has its highest bit clear.
+constexpr int anchorOf(int subsets, size_t partition, int subset) {
+  if (subset == 0) return 0;
+  if (subsets == 2) return bptc::kSecondAnchorOfTwo[partition];
+  return subset == 1 ? bptc::kSecondAnchorOfThree[partition] : bptc::kThirdAnchorOfThree[partition];
+}
+
+// The pixels of a partition, subset by subset; where the subsets begin, and the places of their anchors in them.
 struct Order {
   std::array<Zel8u, 16> pixel;
   std::array<Zel8u, 4> begin;
+  std::array<Zel8u, 3> anchor;
 };
-constexpr Order orderOf(const bptc::Partition& subsets) {
+constexpr Order orderOf(const bptc::Partition& subsetOf, int subsets, size_t partition) {
   Order order{};
   size_t n = 0;
-  for (size_t s = 0; s < 3; ++s) {
-    order.begin[s] = static_cast<Zel8u>(n);
+  for (int s = 0; s < 3; ++s) {
+    const auto i = static_cast<size_t>(s);
+    order.begin[i] = static_cast<Zel8u>(n);
     for (size_t p = 0; p < 16; ++p) {
-      if (subsets[p] == s) order.pixel[n++] = static_cast<Zel8u>(p);
+      if (subsetOf[p] != s) continue;
+      if (s < subsets && anchorOf(subsets, partition, s) == static_cast<int>(p)) {
+        order.anchor[i] = static_cast<Zel8u>(n - order.begin[i]);
+      }
+      order.pixel[n++] = static_cast<Zel8u>(p);
     }
   }
   order.begin[3] = static_cast<Zel8u>(n);
   return order;
 }
-constexpr std::array<Order, 64> ordersOf(const bptc::Partitions& partitions) {
+constexpr std::array<Order, 64> ordersOf(const bptc::Partitions& partitions, int subsets) {
   std::array<Order, 64> orders{};
-  for (size_t i = 0; i < 64; ++i) orders[i] = orderOf(partitions[i]);
+  for (size_t i = 0; i < 64; ++i) orders[i] = orderOf(partitions[i], subsets, i);
   return orders;
 }
 constexpr std::array<Order, 64> kOrders[3] = {
-    {orderOf({})}, ordersOf(bptc::kTwoSubsets), ordersOf(bptc::kThreeSubsets)};
-
-// The pixel whose index has its highest bit clear.
-int anchorOf(int subsets, int partition, int subset) {
-  const auto i = static_cast<size_t>(partition);
-  if (subset == 0) return 0;
-  if (subsets == 2) return bptc::kSecondAnchorOfTwo[i];
-  return subset == 1 ? bptc::kSecondAnchorOfThree[i] : bptc::kThirdAnchorOfThree[i];
-}
+    {orderOf({}, 1, 0)}, ordersOf(bptc::kTwoSubsets, 2), ordersOf(bptc::kThreeSubsets, 3)};
 
 // What a block says, end points at their precision with the p-bit.
 struct Content {
   Zel32s error;
-  int partition, rotation, selector;
+  size_t partition;
+  int rotation, selector;
   EndPoints endPoints[3];
   Zel8u colours[16], alpha[16]; // indices of the pixels
 };
@@ -76,112 +82,80 @@ class BlockEncoder {
   void encodeRotation(int rotation) {
     Estimates estimates;
     estimate(mode_, pixels_, estimates);
-    const int partitions = info_.partitions(), kept = partitions < 4 ? 1 : partitions / 4;
-    std::array<Zel8u, 64> partition;
-    for (size_t i = 0; i < 64; ++i) partition[i] = static_cast<Zel8u>(i);
-    keepLeast(estimates.error, partition, kept, partitions);
+    const auto partitions = static_cast<size_t>(info_.partitions()), kept = partitions < 4 ? 1 : partitions / 4;
+    std::array<size_t, 64> partition{};
+    if (partitions > 1) keepLeast(estimates.error, partition, kept, partitions);
     for (int selector = 0; selector < 1 << info_.selectorBits; ++selector) {
-      for (size_t i = 0; i < static_cast<size_t>(kept); ++i) {
+      for (size_t i = 0; i < kept; ++i) {
         encodePartition(partition[i], rotation, selector, estimates.endPoints[partition[i]]);
         if (best_.error == 0) return;
       }
     }
   }
 
-  // The least of the errors in order in the first places, by exchanges that fix where equal ones come to lie.
-  static void keepLeast(std::array<Zel32s, 64>& error, std::array<Zel8u, 64>& partition, int kept, int partitions) {
-    for (size_t i = 0; i < static_cast<size_t>(kept); ++i) {
-      for (size_t j = i + 1; j < static_cast<size_t>(partitions); ++j) {
-        const bool exchange = error[i] > error[j];
-        const auto [e, f] = std::pair(error[i], error[j]);
-        const auto [p, q] = std::pair(partition[i], partition[j]);
-        error[i] = exchange ? f : e;
-        error[j] = exchange ? e : f;
-        partition[i] = exchange ? q : p;
-        partition[j] = exchange ? p : q;
+  // The partitions of the least errors in order in the first places, by exchanges that fix where equal ones come to
+  // lie.
+  static void keepLeast(const std::array<Zel32s, 64>& error, std::array<size_t, 64>& partition, size_t kept,
+                        size_t partitions) {
+    Zel32u keys[64]; // errors are below 2^22
+    for (size_t i = 0; i < partitions; ++i) keys[i] = static_cast<Zel32u>(error[i]) << 6 | static_cast<Zel32u>(i);
+    for (size_t i = 0; i < kept; ++i) {
+      for (size_t j = i + 1; j < partitions; ++j) {
+        const Zel32u a = keys[i], b = keys[j];
+        const bool exchange = a >> 6 > b >> 6;
+        keys[i] = exchange ? b : a;
+        keys[j] = exchange ? a : b;
       }
+      partition[i] = keys[i] & 63;
     }
   }
 
-  Zel8u quantised(Zel8u value, int bits) const {
+  static Zel8u quantised(Zel8u value, int bits) {
     if (bits == 0) return 255;
     if (bits == 8) return value;
     return static_cast<Zel8u>(std::min(value + (1 << (7 - bits)), 255) >> (8 - bits));
   }
 
-  void encodePartition(int partition, int rotation, int selector, const std::array<EndPoints, 3>& estimated) {
-    const Order& order = kOrders[info_.subsets - 1][static_cast<size_t>(partition)];
+  void encodePartition(size_t partition, int rotation, int selector, const std::array<EndPoints, 3>& estimated) {
+    const Order& order = kOrders[info_.subsets - 1][partition];
     for (size_t c = 0; c < 4; ++c) {
       for (size_t i = 0; i < 16; ++i) sorted_[c][i] = pixels_[c][order.pixel[i]];
     }
-    bits_ = {info_.indexBits, info_.index2Bits};
-    if (selector) std::swap(bits_.colours, bits_.alpha);
+    IndexBits bits{info_.indexBits, info_.index2Bits};
+    if (selector) std::swap(bits.colours, bits.alpha);
 
     Content plain{0, partition, rotation, selector, {}, {}, {}}, refined = plain;
-    for (int s = 0; s < info_.subsets; ++s) {
+    for (size_t s = 0; s < static_cast<size_t>(info_.subsets); ++s) {
+      EndPoints ends;
       for (size_t e = 0; e < 2; ++e) {
-        for (size_t c = 0; c < 4; ++c) {
-          plain.endPoints[s][e][c] = quantised(estimated[static_cast<size_t>(s)][e][c], info_.endPointBits[c]);
-        }
+        for (size_t c = 0; c < 4; ++c) ends[e][c] = quantised(estimated[s][e][c], info_.endPointBits[c]);
       }
-      const Subset subset = subsetOf(order, s);
-      const Zel32s error = assign(plain, order, s, subset);
-      refined.endPoints[s] = refine(info_, subset, bits_, plain.endPoints[s], error);
-      assign(refined, order, s, subset);
+      Subset subset{order.begin[s + 1] - order.begin[s], {}};
+      for (size_t c = 0; c < 4; ++c) subset.channel[c] = sorted_[c] + order.begin[s];
+      SubsetFit fit(info_, subset, bits, ends);
+      const auto take = [&](Content& content) {
+        Zel8u colours[16], alpha[16];
+        const Zel32s error = fit.assign(order.anchor[s], colours, alpha);
+        const Zel8u* const pixel = order.pixel.data() + order.begin[s];
+        for (int i = 0; i < subset.count; ++i) {
+          content.colours[pixel[i]] = colours[i];
+          if (bits.alpha) content.alpha[pixel[i]] = alpha[i];
+        }
+        content.endPoints[s] = fit.endPoints();
+        content.error += error;
+        return error;
+      };
+      fit.refine(take(plain));
+      take(refined);
     }
     const Content& better = plain.error <= refined.error ? plain : refined;
     if (better.error < best_.error) best_ = better;
-  }
-
-  Subset subsetOf(const Order& order, int s) const {
-    const auto i = static_cast<size_t>(s);
-    Subset subset{order.begin[i + 1] - order.begin[i], {}};
-    for (size_t c = 0; c < 4; ++c) subset.channel[c] = sorted_[c] + order.begin[i];
-    return subset;
-  }
-
-  // Gives the pixels of a subset their indices and adds their error, which is also the result. Where the index of the
-  // anchor has its highest bit set, the end points are exchanged and the indices count from the other end.
-  Zel32s assign(Content& content, const Order& order, int s, const Subset& subset) const {
-    EndPoints& ends = content.endPoints[s];
-    Squares squares[4];
-    for (int c = 0; c < 4; ++c) {
-      const auto i = static_cast<size_t>(c);
-      setSquares(squares[c], subset.channel[c], info_.endPointBits[i], ends[0][i], ends[1][i],
-                 c == 3 && bits_.alpha ? bits_.alpha : bits_.colours);
-    }
-    const Squares* const none = &kNoSquares;
-    Scan scan;
-    Zel32s error = 0;
-    const auto take = [&](int bits, Zel8u(&indices)[16], size_t firstChannel, size_t lastChannel) {
-      const Zel8u* const pixel = order.pixel.data() + order.begin[static_cast<size_t>(s)];
-      for (int p = 0; p < subset.count; ++p) {
-        error += scan.distance[p];
-        indices[pixel[p]] = static_cast<Zel8u>(scan.index[p]);
-      }
-      if (indices[anchorOf(info_.subsets, content.partition, s)] >> (bits - 1) == 0) return;
-      for (size_t c = firstChannel; c <= lastChannel; ++c) std::swap(ends[0][c], ends[1][c]);
-      for (int p = 0; p < subset.count; ++p)
-        indices[pixel[p]] = static_cast<Zel8u>((1 << bits) - 1 - indices[pixel[p]]);
-    };
-    if (bits_.alpha) {
-      scanRamp(scan, {&squares[0], &squares[1], &squares[2], none}, bits_.colours);
-      take(bits_.colours, content.colours, 0, 2);
-      scanRamp(scan, {none, none, none, &squares[3]}, bits_.alpha);
-      take(bits_.alpha, content.alpha, 3, 3);
-    } else {
-      scanRamp(scan, {&squares[0], &squares[1], &squares[2], &squares[3]}, bits_.colours);
-      take(bits_.colours, content.colours, 0, 3);
-    }
-    content.error += error;
-    return error;
   }
 
   const int mode_;
   const Mode& info_;
   Channels pixels_;
   Zel16u sorted_[4][32] = {}; // subset by subset, and lanes to be read behind them
-  IndexBits bits_{};
   Content best_{};
 };
 

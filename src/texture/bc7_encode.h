@@ -1,7 +1,6 @@
 // What the parts of the BC7 encoder have in common: pixels, end points and ramps of one block.
 #pragma once
 
-#include "simd/simd.h"
 #include "texture/bc7_format.h"
 
 namespace zelj::bc7 {
@@ -31,46 +30,34 @@ struct IndexBits {
   int colours, alpha;
 };
 
-// Squared distances of the pixels of a subset from the entries of a channel's ramp.
-struct Squares {
-  alignas(64) Zel16u of[16][16]; // entry, pixel
+// The end points of a subset, held at the precision of the mode, and the search for better ones.
+class SubsetFit {
+ public:
+  // Squared distances of the pixels from the entries of a channel's ramp.
+  struct Squares {
+    alignas(64) Zel16u of[16][16]; // entry, pixel
+  };
+
+  SubsetFit(const Mode& mode, const Subset& subset, IndexBits bits, const EndPoints& endPoints);
+
+  // The error, and the indices that give it; those of alpha where they are apart. Where the index of the anchor has its
+  // highest bit set, the end points are exchanged and the indices count from the other end.
+  Zel32s assign(int anchor, Zel8u (&colours)[16], Zel8u (&alpha)[16]);
+  // Changes the end points where that brings the error below what was found for them.
+  void refine(Zel32s error);
+  const EndPoints& endPoints() const { return endPoints_; }
+
+ private:
+  int precision(int c) const { return mode_.endPointBits[static_cast<size_t>(c)]; }
+  int indexBits(int c) const { return c == 3 && bits_.alpha ? bits_.alpha : bits_.colours; }
+  bool shareIndex(int a, int b) const { return precision(a) && precision(b) && (!bits_.alpha || (a == 3) == (b == 3)); }
+  void update(int c);
+
+  const Mode& mode_;
+  const Subset& subset_;
+  const IndexBits bits_;
+  EndPoints endPoints_;
+  Squares squares_[4];
 };
-void setSquares(Squares& squares, const Zel16u* pixels, int precision, int e0, int e1, int indexBits);
-
-// For each pixel, the distance that the scan of a ramp of some channels finds, and the entry.
-struct Scan {
-  alignas(64) Zel32s distance[16];
-  alignas(64) Zel32s index[16];
-};
-extern const Squares kNoSquares;
-void scanRamp(Scan& scan, const Squares* const (&channels)[4], int indexBits);
-
-// Improves the end points of a subset, which are held at the precision of the mode, where their error is known to be
-// `error`.
-EndPoints refine(const Mode& mode, const Subset& subset, IndexBits bits, EndPoints endPoints, Zel32s error);
-
-// Entry of a ramp between two 8-bit values, by its weight. Lanes are of at least 16 bits.
-template <class V>
-HWY_INLINE V interpolated(V e0, V e1, Zel8u weight) {
-  const hn::DFromV<V> d;
-  using T = hn::TFromD<hn::DFromV<V>>;
-  const V from64 = hn::Add(hn::ShiftLeft<6>(e0), hn::Set(d, T{32}));
-  return hn::ShiftRight<6>(hn::Add(from64, hn::Mul(hn::Sub(e1, e0), hn::Set(d, static_cast<T>(weight)))));
-}
-
-// The scan of a ramp goes from the first entry up, and ends before the first rise of the distance. It is done backwards
-// here: from the scan that begins at the next entry (which found `found`) to the one that begins one entry earlier.
-template <class V>
-HWY_INLINE V scanFromEarlier(V distance, V nextDistance, V found) {
-#if HWY_TARGET <= HWY_AVX3
-  return hn::IfThenElse(hn::Gt(nextDistance, distance), distance, found);
-#else // unsigned lanes have a minimum, and no comparison but equality
-  return hn::IfThenElse(hn::Eq(hn::Min(nextDistance, distance), nextDistance), found, distance);
-#endif
-}
-
-constexpr const Zel8u* weightsOfBits(int bits) {
-  return bits == 2 ? bptc::kWeights2.data() : bits == 3 ? bptc::kWeights3.data() : bptc::kWeights4.data();
-}
 
 } // namespace zelj::bc7

@@ -2,6 +2,7 @@
 // hold one partition in each lane, so that 64 of them are a few vectors, and what pixels have in common is done once.
 #include "simd/bytes.h"
 #include "texture/bc7_encode.h"
+#include "texture/bc7_ramp.h"
 
 namespace zelj::bc7 {
 namespace {
@@ -103,6 +104,7 @@ struct Estimator {
     for (size_t c = 0; c < 3; ++c) mean[c] = hn::Mul(hn::ConvertTo(df, sums[1 + c]), perPixel);
 
     VF low = hn::Zero(df), high = hn::Zero(df); // the mean's place: others lie on both sides
+    VF withAlpha = hn::Zero(df);                // the covariance of alpha with the place along the axis
     V lowAlpha = hn::Set(d, 255), highAlpha = hn::Zero(d);
     for (size_t p = 0; p < 16; ++p) {
       const auto in = inSubset(p, s);
@@ -117,7 +119,15 @@ struct Estimator {
       if constexpr (kAlpha) {
         lowAlpha = hn::Min(lowAlpha, hn::IfThenElse(in, pixel(3, p), hn::Set(d, 255)));
         highAlpha = hn::Max(highAlpha, hn::IfThenElseZero(in, pixel(3, p)));
+        const Zel32s alpha = pixels[3][p] - pixels[3][0]; // an offset changes nothing
+        withAlpha = hn::Add(withAlpha, hn::Mul(along, hn::Set(df, static_cast<Zel32f>(alpha))));
       }
+    }
+    if constexpr (kAlpha) { // which shares the index in some modes: let it rise along the axis
+      const auto falls = hn::Lt(withAlpha, hn::Zero(df));
+      const VF first = hn::IfThenElse(falls, high, low);
+      high = hn::IfThenElse(falls, low, high);
+      low = first;
     }
     for (int e = 0; e < 2; ++e) {
       V value[3];

@@ -1,18 +1,20 @@
-// The search for better end points of one subset. While the ends of one channel are tried, the distances in all other
-// channels stand still: they are summed once for each pixel and entry of the ramp. Then a vector holds one candidate
-// for the two ends in each lane, and the errors of all lanes come from one pass over the pixels.
+// End points and indices of one subset, and the search for better ones. While the ends of one channel are tried, the
+// distances in all other channels stand still. Candidates for the two ends pass a sieve first, a candidate to a lane of
+// a vector: a lower bound of their errors. Few are left whose errors must be known.
 #include <algorithm>
 #include <bit>
 #include <limits>
+#include <utility>
 
 #include "simd/byte_masks.h"
 #include "texture/bc7_encode.h"
+#include "texture/bc7_ramp.h"
 
 namespace zelj::bc7 {
-
-const Squares kNoSquares{};
-
 namespace {
+
+using Squares = SubsetFit::Squares;
+constexpr Squares kNoSquares{};
 
 // Values at a precision widened to 8 bits.
 template <class V>
@@ -21,8 +23,7 @@ HWY_INLINE V widened(V value, int precision) {
   return hn::Or(top, hn::ShiftRightSame(top, precision));
 }
 
-} // namespace
-
+// Of the ramp between two ends of a channel; 255 throughout where there are none.
 void setSquares(Squares& squares, const Zel16u* pixels, int precision, int e0, int e1, int indexBits) {
   constexpr hn::CappedTag<Zel16u, 16> d;
   constexpr size_t lanes = hn::MaxLanes(d), vectors = 16 / lanes;
@@ -41,22 +42,32 @@ void setSquares(Squares& squares, const Zel16u* pixels, int precision, int e0, i
   }
 }
 
-void scanRamp(Scan& scan, const Squares* const (&channels)[4], int indexBits) {
-  alignas(64) Zel32s next[16];
-  for (int j = (1 << indexBits) - 1; j >= 0; --j) {
-    const bool last = j == (1 << indexBits) - 1;
-    for (int p = 0; p < 16; ++p) {
-      const Zel32s distance =
-          channels[0]->of[j][p] + channels[1]->of[j][p] + channels[2]->of[j][p] + channels[3]->of[j][p];
-      const Zel32s found = last || next[p] > distance ? distance : scan.distance[p];
-      scan.index[p] = found == distance ? j : scan.index[p]; // the first of equals
-      scan.distance[p] = found;
-      next[p] = distance;
+// For each pixel, the distance that the scan of a ramp of some channels finds, and the first entry that has it.
+struct Scan {
+  alignas(64) Zel32s distance[16];
+  alignas(64) Zel32s index[16];
+
+  Scan(const Squares* const (&channels)[4], int indexBits) {
+    alignas(64) Zel32s next[16];
+    for (int j = (1 << indexBits) - 1; j >= 0; --j) {
+      const bool last = j == (1 << indexBits) - 1;
+      for (int p = 0; p < 16; ++p) {
+        const Zel32s here =
+            channels[0]->of[j][p] + channels[1]->of[j][p] + channels[2]->of[j][p] + channels[3]->of[j][p];
+        const Zel32s found = last || next[p] > here ? here : distance[p];
+        index[p] = found == here ? j : index[p];
+        distance[p] = found;
+        next[p] = here;
+      }
     }
   }
-}
 
-namespace {
+  Zel32s error(int count) const {
+    Zel32s sum = 0;
+    for (int p = 0; p < 16; ++p) sum += p < count ? distance[p] : 0;
+    return sum;
+  }
+};
 
 // A search along the ends of one channel: what is the same for all candidates.
 class Channel {
@@ -287,7 +298,7 @@ Ends searchEnds(const Channel& channel, Ends ends) {
 // to 4 up. Where E0 is the larger, E1 is in the outer loop.
 constexpr size_t kNeighbours = 110;
 struct Neighbours {
-  Zel16s offset[2][128]; // of E0, E1; 100 where there are no more
+  Zel16s offset[2][128]; // of E0, E1; out of every range where there are no more
 };
 constexpr Neighbours neighbours(bool secondOuter) {
   Neighbours n{};
@@ -298,7 +309,7 @@ constexpr Neighbours neighbours(bool secondOuter) {
       n.offset[1][i] = static_cast<Zel16s>((secondOuter ? outer : inner) - 5);
     }
   }
-  for (; i < 128; ++i) n.offset[0][i] = n.offset[1][i] = 100;
+  for (; i < 128; ++i) n.offset[0][i] = n.offset[1][i] = 256;
   return n;
 }
 constexpr Neighbours kNeighbourOffsets[2] = {neighbours(false), neighbours(true)};
@@ -313,8 +324,6 @@ Ends searchNeighbours(const Channel& channel, Ends ends) {
   const Sieve<kIndexBits, T> sieve(channel, ends.error);
   const bool falling = ends.e0 > ends.e1;
   const Zel16s(&offsets)[2][128] = kNeighbourOffsets[falling].offset;
-  const VI highest0 = set(di, std::min(ends.e0 + 5, channel.top()));
-  const VI highest1 = set(di, std::min(ends.e1 + 4, channel.top() - 1));
   constexpr size_t lanes = hn::MaxLanes(d), vectors = std::min<size_t>((kNeighbours + lanes - 1) / lanes, 7);
   alignas(64) T atLeast[128];
   V lowest = hn::Set(d, std::numeric_limits<T>::max());
@@ -325,7 +334,7 @@ Ends searchNeighbours(const Channel& channel, Ends ends) {
       const VI b = hn::Add(set(di, ends.e1), load16s(di, offsets[1] + i + v * lanes));
       const VI larger = falling ? a : b, smaller = falling ? b : a;
       const auto outside = hn::Or(hn::Or(hn::Gt(hn::Zero(di), smaller), hn::Gt(smaller, larger)),
-                                  hn::Or(hn::Gt(a, highest0), hn::Gt(b, highest1)));
+                                  hn::Or(hn::Gt(a, set(di, channel.top())), hn::Gt(b, set(di, channel.top() - 1))));
       impossible[v] = hn::BitCast(d, hn::VecFromMask(di, outside));
       e0[v] = widened(hn::BitCast(d, a), channel.precision());
       e1[v] = widened(hn::BitCast(d, b), channel.precision());
@@ -361,78 +370,68 @@ constexpr Search* kSearchNeighbours[2][3] = {
     {searchNeighbours<2, Zel16u>, searchNeighbours<3, Zel16u>, searchNeighbours<4, Zel16u>},
     {searchNeighbours<2, Zel32u>, searchNeighbours<3, Zel32u>, searchNeighbours<4, Zel32u>}};
 
-class Refinement {
- public:
-  Refinement(const Mode& mode, const Subset& subset, IndexBits bits, EndPoints endPoints, Zel32s error)
-      : mode_(mode), subset_(subset), bits_(bits), endPoints_(endPoints), error_(error) {
-    for (int c = 0; c < 4; ++c) update(c);
-  }
-
-  EndPoints run() {
-    for (int c = 0; c < 4; ++c) searchChannel(c, kSearchEnds);
-    for (int c = 0; c < 4; ++c) searchChannel(c, kSearchNeighbours);
-    return endPoints_;
-  }
-
- private:
-  int precision(int c) const { return mode_.endPointBits[static_cast<size_t>(c)]; }
-  // Whether a channel shares the index of another.
-  bool together(int a, int b) const { return precision(a) && precision(b) && (!bits_.alpha || (a == 3) == (b == 3)); }
-  int indexBits(int c) const { return c == 3 && bits_.alpha ? bits_.alpha : bits_.colours; }
-
-  void update(int c) {
-    const auto i = static_cast<size_t>(c);
-    setSquares(squares_[c], subset_.channel[c], precision(c), endPoints_[0][i], endPoints_[1][i], indexBits(c));
-    if (c == 3 && !together(0, 3))
-      alphaError_ = errorOf({&kNoSquares, &kNoSquares, &kNoSquares, &squares_[3]}, bits_.alpha);
-  }
-
-  Zel32s errorOf(const Squares* const (&channels)[4], int indexBits) const {
-    Scan scan;
-    scanRamp(scan, channels, indexBits);
-    Zel32s sum = 0;
-    for (int p = 0; p < subset_.count; ++p) sum += scan.distance[p];
-    return sum;
-  }
-
-  // The error in the channels that do not share the index of this one.
-  Zel32s errorElsewhere(int c) const {
-    if (together(0, 3)) return 0;
-    return c < 3 ? alphaError_ : errorOf({&squares_[0], &squares_[1], &squares_[2], &kNoSquares}, bits_.colours);
-  }
-
-  void searchChannel(int c, Search* const (&searches)[2][3]) {
-    if (precision(c) == 0) return;
-    const Squares* rest[3];
-    for (int i = 0, k = 0; i < 4; ++i) {
-      if (i != c) rest[k++] = together(c, i) ? &squares_[i] : &kNoSquares;
-    }
-    const Channel channel(subset_, c, rest, precision(c), indexBits(c));
-    const Zel32s paid = channel.paid() + errorElsewhere(c), bound = error_ - paid;
-    if (bound <= 0) return; // nothing is lower
-    Zel8u &e0 = endPoints_[0][static_cast<size_t>(c)], &e1 = endPoints_[1][static_cast<size_t>(c)];
-    const bool wide = bound > std::numeric_limits<Zel16u>::max();
-    const Ends found = searches[wide][indexBits(c) - 2](channel, {e0, e1, bound});
-    error_ = paid + found.error;
-    if (found.e0 == e0 && found.e1 == e1) return;
-    e0 = static_cast<Zel8u>(found.e0);
-    e1 = static_cast<Zel8u>(found.e1);
-    update(c);
-  }
-
-  const Mode& mode_;
-  const Subset& subset_;
-  const IndexBits bits_;
-  EndPoints endPoints_;
-  Zel32s error_;          // that a candidate must undercut: it may be less than that of the end points
-  Zel32s alphaError_ = 0; // where alpha has no part in the index of the colours
-  Squares squares_[4];
-};
-
 } // namespace
 
-EndPoints refine(const Mode& mode, const Subset& subset, IndexBits bits, EndPoints endPoints, Zel32s error) {
-  return error > 0 ? Refinement(mode, subset, bits, endPoints, error).run() : endPoints;
+SubsetFit::SubsetFit(const Mode& mode, const Subset& subset, IndexBits bits, const EndPoints& endPoints)
+    : mode_(mode), subset_(subset), bits_(bits), endPoints_(endPoints) {
+  for (int c = 0; c < 4; ++c) update(c);
+}
+
+void SubsetFit::update(int c) {
+  const auto i = static_cast<size_t>(c);
+  setSquares(squares_[c], subset_.channel[c], precision(c), endPoints_[0][i], endPoints_[1][i], indexBits(c));
+}
+
+Zel32s SubsetFit::assign(int anchor, Zel8u (&colours)[16], Zel8u (&alpha)[16]) {
+  const Squares* const none = &kNoSquares;
+  const Squares* const s = squares_;
+  const auto take = [&](const Scan& scan, int bits, Zel8u(&indices)[16], int firstChannel, int lastChannel) {
+    const bool exchange = scan.index[anchor] >> (bits - 1);
+    const int flipped = exchange ? (1 << bits) - 1 : 0;
+    for (int p = 0; p < 16; ++p) indices[p] = static_cast<Zel8u>(scan.index[p] ^ flipped);
+    for (int c = firstChannel; exchange && c <= lastChannel; ++c) {
+      std::swap(endPoints_[0][static_cast<size_t>(c)], endPoints_[1][static_cast<size_t>(c)]);
+      if (precision(c)) update(c);
+    }
+    return scan.error(subset_.count);
+  };
+  if (!bits_.alpha) return take(Scan({s, s + 1, s + 2, s + 3}, bits_.colours), bits_.colours, colours, 0, 3);
+  return take(Scan({s, s + 1, s + 2, none}, bits_.colours), bits_.colours, colours, 0, 2) +
+         take(Scan({none, none, none, s + 3}, bits_.alpha), bits_.alpha, alpha, 3, 3);
+}
+
+void SubsetFit::refine(Zel32s error) {
+  const Squares* const none = &kNoSquares;
+  const Squares* const s = squares_;
+  const bool alphaApart = !shareIndex(0, 3); // with an index of its own, or none
+  const auto alphaError = [&] {
+    return alphaApart ? Scan({none, none, none, s + 3}, bits_.alpha).error(subset_.count) : 0;
+  };
+  Zel32s elsewhere = alphaError();
+  for (Search* const(*searches)[3] : {kSearchEnds, kSearchNeighbours}) {
+    for (int c = 0; c < 4 && error > 0; ++c) {
+      if (precision(c) == 0) continue;
+      if (c == 3 && alphaApart) elsewhere = Scan({s, s + 1, s + 2, none}, bits_.colours).error(subset_.count);
+      const Squares* rest[3];
+      for (int i = 0, k = 0; i < 4; ++i) {
+        if (i != c) rest[k++] = shareIndex(c, i) ? s + i : none;
+      }
+      const Channel channel(subset_, c, rest, precision(c), indexBits(c));
+      const Zel32s paid = channel.paid() + elsewhere, bound = error - paid;
+      if (bound > 0) { // else nothing is lower
+        Zel8u &e0 = endPoints_[0][static_cast<size_t>(c)], &e1 = endPoints_[1][static_cast<size_t>(c)];
+        const bool wide = bound > std::numeric_limits<Zel16u>::max();
+        const Ends found = searches[wide][indexBits(c) - 2](channel, {e0, e1, bound});
+        error = paid + found.error;
+        if (found.e0 != e0 || found.e1 != e1) {
+          e0 = static_cast<Zel8u>(found.e0);
+          e1 = static_cast<Zel8u>(found.e1);
+          update(c);
+        }
+      }
+      if (c == 3 && alphaApart) elsewhere = alphaError();
+    }
+  }
 }
 
 } // namespace zelj::bc7
