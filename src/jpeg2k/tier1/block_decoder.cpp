@@ -76,7 +76,6 @@ void attach(Zel32s* pDst, int dstStep, ZeliSize size, ZeliDecodeCBProgrState_JPE
 struct Step {
   ZeliDecodeCBProgrState_JPEG2K& state;
   BlockDecoder block;
-  MqContexts contexts;
   MqDecoder mq;
   RawReader raw;
   bool failed = false;
@@ -90,12 +89,11 @@ struct Step {
               kZeroContexts[s.orientation],
               (s.styleFlags & kCausal) != 0,
               0},
-        contexts(s.contexts),
         raw{segment} {
-    mq.states = contexts.states;
+    mq.contexts = s.contexts;
     mq.segment = segment;
   }
-  ~Step() { state.contexts = contexts; }
+  ~Step() { state.contexts = mq.contexts; }
   Step(const Step&) = delete;
   Step& operator=(const Step&) = delete;
 
@@ -106,7 +104,7 @@ struct Step {
   // Behind an arithmetic-coded pass; a verdict on the termination takes the place of the one before.
   void endPass(bool passFailed, bool endsSegment) {
     if (endsSegment && has(kPredictable)) passFailed = !mq.endsPredictably();
-    if (has(kReset)) contexts.reset();
+    if (has(kReset)) mq.contexts.reset();
     failed |= passFailed;
     --state.passesLeft;
   }
@@ -125,8 +123,10 @@ struct Step {
     block.cleanUp(mq);
     bool bad = false;
     if (has(kSegmentation)) {
+      MqRun run(mq);
       Zel32u symbol = 0;
-      for (int i = 0; i < 4; ++i) symbol = symbol << 1 | mq.decode(kUniformContext);
+      for (int i = 0; i < 4; ++i) symbol = symbol << 1 | run.decode(kUniformContext);
+      run.save();
       bad = symbol != 10;
     }
     endPass(bad, has(kTerminateAll) || state.passKind == cleanupBetweenRaw || state.bitPlane <= state.bypassLimit);

@@ -42,16 +42,14 @@ Progress encodeDecisions(MqEncoder& coder, const Zel8u* log, const Zel8u* logEnd
   while (log < logEnd) {
     const Zel32u symbol = *log++;
     MqState& state = coder.contexts.states[symbol >> 1];
-    const MqState s = state;
-    const Zel32u qe = qeOf(s);
+    const Zel32u qe = state.qe, lps = state.mps ^ (symbol & 1);
     a -= qe;
-    if (~(s ^ symbol) & a >> 15 & 1) [[likely]]
-      continue; // the more probable symbol, and no shift
-    const bool less = (s ^ symbol) & 1;
-    const bool takesQe = less != (a < qe); // the smaller part goes to the less probable symbol
+    if (~lps & a >> 15 & 1) [[likely]]
+      continue;                           // the more probable symbol, and no shift
+    const bool takesQe = lps != (a < qe); // the smaller part goes to the less probable symbol
     top -= takesQe ? a : 0;
     a = takesQe ? qe : a;
-    state = kMqStates[less ? nextOnLps(s) : nextOnMps(s)];
+    state = kMqStates[state.next[lps]];
     auto shift = static_cast<Zel32s>(std::countl_zero(a)) - 16;
     if (shift < ct) [[likely]] {
       a <<= shift;

@@ -10,6 +10,7 @@
 #include "jpeg2k/tier1/chunks.h"
 #include "jpeg2k/tier1/decode_state.h"
 #include "jpeg2k/tier1/mq_decoder.h"
+#include "simd/simd.h"
 
 namespace zelj {
 
@@ -59,6 +60,9 @@ constexpr std::array<Zel8u, 256> makeSignContexts() {
 
 inline constexpr std::array<Zel8u, 256> kSignContexts = makeSignContexts();
 
+// The bit of row 0 of each column in the part of a chunk that fits a word.
+alignas(32) inline constexpr Zel32u kColumnBits[8] = {1, 1 << 4, 1 << 8, 1 << 12, 1 << 16, 1 << 20, 1 << 24, 1 << 28};
+
 struct BlockDecoder {
   Zel8u* destination;
   ptrdiff_t step;
@@ -100,23 +104,58 @@ struct BlockDecoder {
     }
   }
 
-  Zel8u* sampleAt(const Place& place, int i) const { return place.samples + (i & 3) * step + (i >> 2) * 4; }
+  // Writes the samples of a set: what `kept` leaves of them, with `value` and, for those of `marked`, with `mark`.
+  void writeSamples(const Place& place, Zel64u set, Zel32u kept, Zel32u value, Zel64u marked, Zel32u mark) const {
+    if (place.inside == ~Zel64u{0}) {
+      constexpr hn::CappedTag<Zel32u, 8> d;
+      constexpr int n = static_cast<int>(hn::MaxLanes(d));
+      const auto keptBits = hn::Set(d, kept), values = hn::Set(d, value), marks = hn::Set(d, mark);
+      const auto columnBits = hn::Load(d, kColumnBits);
+      for (int x = 0; x < kChunkColumns; x += n) {
+        const auto sets = hn::Set(d, static_cast<Zel32u>(set >> 4 * x)),
+                   marking = hn::Set(d, static_cast<Zel32u>(marked >> 4 * x));
+        for (int row = 0; row < 4; ++row) {
+          const auto bit = hn::ShiftLeftSame(columnBits, row);
+          auto* at = reinterpret_cast<Zel32u*>(place.samples + row * step) + x;
+          const auto old = hn::LoadU(d, at);
+          const auto made =
+              hn::Or(hn::Or(hn::And(old, keptBits), values), hn::IfThenElseZero(hn::TestBit(marking, bit), marks));
+          hn::StoreU(hn::IfThenElse(hn::TestBit(sets, bit), made, old), d, at);
+        }
+      }
+      return;
+    }
+    for (; set; set &= set - 1) {
+      const int i = std::countr_zero(set);
+      Zel8u* sample = place.samples + (i & 3) * step + (i >> 2) * 4;
+      Zel32u word;
+      std::memcpy(&word, sample, sizeof word);
+      word = (word & kept) | value | ((marked >> i & 1) ? mark : 0);
+      std::memcpy(sample, &word, sizeof word);
+    }
+  }
 
-  // Reads the sign of sample i, which has become significant, and tells its neighbours.
-  template <class Coder>
-  [[gnu::always_inline]] void becomeSignificant(const Place& place, int i, Coder& coder) const {
+  // What a pass over a chunk has found.
+  struct Found {
+    Zel64u coded, fresh, negative; // fresh: samples that have become significant
+  };
+
+  template <class Run>
+  [[gnu::always_inline]] void becomeSignificant(const Place& place, int i, Run& run, Found& found) const {
+    // Work out anew what follows from i: the decoder in front of this needs the registers.
+    asm("" : "+r"(i));
     const int row = i & 3, at = 3 * row;
     ColumnWord* column = place.columns + (i >> 2);
-    Zel32u sign;
-    if constexpr (std::is_same_v<Coder, RawReader>) {
-      sign = coder.read();
-    } else {
+    Zel32u context = 0;
+    if constexpr (!std::is_same_v<Run, RawRun>) {
       const auto signOf = [=](Zel32u word, int r) { return word >> (kSignBit + 1 + r) & 1; };
       const Zel32u around = (column[0] >> at & 0xAA) | signOf(column[0], row - 1) | signOf(column[-1], row) << 2 |
                             signOf(column[1], row) << 4 | signOf(column[0], row + 1) << 6;
-      const Zel32u context = kSignContexts[around];
-      sign = coder.decode(context >> 1) ^ (context & 1);
+      context = kSignContexts[around];
     }
+    const Zel32u sign = run.decode(context >> 1) ^ (context & 1);
+    found.fresh |= Zel64u{1} << i;
+    found.negative |= Zel64u{sign} << i;
     column[-1] |= 4u << (at + 3);
     column[0] |= 2u << (at + 3) | sign << (kSignBit + 1 + row);
     column[1] |= 1u << (at + 3);
@@ -132,106 +171,118 @@ struct BlockDecoder {
       south[0] |= 2u | sign << kSignBit;
       south[1] |= 1u;
     }
-    const Zel32u value = sign << 31 | (3u << plane) >> 1;
-    std::memcpy(sampleAt(place, i), &value, sizeof value);
   }
 
   [[gnu::always_inline]] Zel32u zeroContext(const Place& place, int i) const {
     return zeroContexts[place.columns[i >> 2] >> 3 * (i & 3) & 0x1FF];
   }
 
+  // The loops over the samples of a chunk are functions of their own: they need all registers.
   template <class Coder>
-  [[gnu::noinline]] void propagateSignificance(Coder& shared) const {
-    Coder coder = shared;
-    forChunks([&](const Place& place, ChunkState& chunk, Zel64u near) __attribute__((always_inline)) {
-      // The samples behind sample i of a row that are its neighbours, i being 0.
-      static constexpr Zel64u kBehind[4] = {2 + 16 + 32, 2 + 8 + 16 + 32, 2 + 8 + 16 + 32, 8 + 16};
-      const Zel64u eligible = place.inside & ~chunk.significant;
-      Zel64u left = near & eligible, visited = left, fresh = 0;
-      while (left) {
-        const int i = std::countr_zero(left);
-        left &= left - 1;
-        Zel32u bit;
-        if constexpr (std::is_same_v<Coder, RawReader>) {
-          bit = coder.read();
-        } else {
-          bit = coder.decode(zeroContext(place, i));
-        }
-        if (bit) {
-          becomeSignificant(place, i, coder);
-          fresh |= Zel64u{1} << i;
-          const Zel64u drawn = kBehind[i & 3] << i & eligible;
-          left |= drawn;
-          visited |= drawn;
-        }
+  [[gnu::noinline]] void propagateInChunk(Coder& coder, const Place& place, Zel64u left, Zel64u eligible,
+                                          Found& result) const {
+    // The samples behind sample i of a row that are its neighbours, i being 0.
+    static constexpr Zel64u kBehind[4] = {2 + 16 + 32, 2 + 8 + 16 + 32, 2 + 8 + 16 + 32, 8 + 16};
+    RunOf<Coder> run(coder);
+    Found found{left, 0, 0};
+    while (left) {
+      const int i = std::countr_zero(left);
+      left &= left - 1;
+      if (run.decode(zeroContext(place, i))) {
+        becomeSignificant(place, i, run, found);
+        const Zel64u drawn = kBehind[i & 3] << i & eligible;
+        left |= drawn;
+        found.coded |= drawn;
       }
-      chunk.significant |= fresh;
-      chunk.visited |= visited; // a caller may have stopped behind an earlier pass over this plane
-    });
-    shared = coder;
+    }
+    result = found;
+    run.save();
   }
 
   template <class Coder>
-  [[gnu::noinline]] void refineMagnitudes(Coder& shared) const {
-    Coder coder = shared;
-    const Zel32u kept = plane < 31 ? ~Zel32u{0} << (plane + 1) : 0, half = (1u << plane) >> 1;
+  void propagateSignificance(Coder& coder) const {
+    forChunks([&](const Place& place, ChunkState& chunk, Zel64u near) __attribute__((always_inline)) {
+      const Zel64u eligible = place.inside & ~chunk.significant;
+      if (!(near & eligible)) return;
+      Found found;
+      propagateInChunk(coder, place, near & eligible, eligible, found);
+      chunk.visited |= found.coded; // a caller may have stopped behind an earlier pass over this plane
+      settle(place, chunk, found);
+    });
+  }
+
+  void settle(const Place& place, ChunkState& chunk, const Found& found) const {
+    if (!found.fresh) return;
+    chunk.significant |= found.fresh;
+    writeSamples(place, found.fresh, 0, (3u << plane) >> 1, found.negative, 1u << 31);
+  }
+
+  template <class Coder>
+  [[gnu::noinline]] static Zel64u refineInChunk(Coder& coder, Zel64u left, Zel64u refined, Zel64u near) {
+    RunOf<Coder> run(coder);
+    Zel64u ones = 0;
+    for (; left; left &= left - 1) {
+      const int i = std::countr_zero(left);
+      const auto context =
+          kRefinementContext + 2 * static_cast<Zel32u>(refined >> i & 1) + static_cast<Zel32u>(near >> i & 1);
+      ones |= Zel64u{run.decode(context)} << i;
+    }
+    run.save();
+    return ones;
+  }
+
+  template <class Coder>
+  void refineMagnitudes(Coder& coder) const {
+    const Zel32u kept = plane < 31 ? ~Zel32u{0} << (plane + 1) : 0;
     forChunks([&](const Place& place, ChunkState& chunk, Zel64u near) __attribute__((always_inline)) {
       const Zel64u coded = chunk.significant & ~chunk.visited;
-      const Zel64u first = ~chunk.refined;
+      if (!coded) return;
+      const Zel64u ones = refineInChunk(coder, coded, chunk.refined, near & ~chunk.refined);
       chunk.refined |= coded;
-      for (Zel64u left = coded; left; left &= left - 1) {
-        const int i = std::countr_zero(left);
-        Zel32u bit;
-        if constexpr (std::is_same_v<Coder, RawReader>) {
-          bit = coder.read();
-        } else {
-          const Zel32u isFirst = first >> i & 1, isNear = near >> i & 1;
-          bit = coder.decode(kRefinementContext + (isFirst ? isNear : 2));
-        }
-        Zel8u* sample = sampleAt(place, i);
-        Zel32u value;
-        std::memcpy(&value, sample, sizeof value);
-        value = (value & kept) | bit << plane | half;
-        std::memcpy(sample, &value, sizeof value);
-      }
+      writeSamples(place, coded, kept, (1u << plane) >> 1, ones, 1u << plane);
     });
-    shared = coder;
   }
 
-  [[gnu::noinline]] void cleanUp(MqDecoder& shared) const {
-    MqDecoder coder = shared;
+  [[gnu::noinline]] void cleanUpInChunk(MqDecoder& coder, const Place& place, Zel64u left, Zel64u runs,
+                                        Found& result) const {
+    MqRun run(coder);
+    Found found{};
+    while (left) {
+      int i = std::countr_zero(left);
+      left &= left - 1;
+      if (runs >> i & 1) {
+        if (!run.decodeSkewed(kRunContext)) continue;
+        Zel32u row = run.decode(kUniformContext) << 1;
+        row |= run.decode(kUniformContext);
+        left |= Zel64u{14u << row & 15} << i; // behind the one that ends the run
+        i += static_cast<int>(row);
+      } else if (!run.decode(zeroContext(place, i))) {
+        continue;
+      }
+      becomeSignificant(place, i, run, found);
+      // The next column is no run any more.
+      const Zel64u next = runs & Zel64u{16} << (i & ~3);
+      runs ^= next;
+      left |= next * 15;
+    }
+    result = found;
+    run.save();
+  }
+
+  void cleanUp(MqDecoder& coder) const {
     forChunks([&](const Place& place, ChunkState& chunk, Zel64u near) __attribute__((always_inline)) {
       Zel64u left = place.inside & ~(chunk.significant | chunk.visited);
       chunk.visited = 0;
+      if (!left) return;
       // Columns of four samples without a significant neighbour are told by one decision while it holds.
       Zel64u busy = ~left | near;
       busy |= busy >> 2;
       busy |= busy >> 1;
-      Zel64u runs = ~busy & kRow0;
-      left &= ~(runs * 14);
-      Zel64u fresh = 0;
-      while (left) {
-        int i = std::countr_zero(left);
-        left &= left - 1;
-        if (runs >> i & 1) {
-          if (!coder.decode(kRunContext)) continue;
-          Zel32u row = coder.decode(kUniformContext) << 1;
-          row |= coder.decode(kUniformContext);
-          left |= Zel64u{14u << row & 15} << i; // behind the one that ends the run
-          i += static_cast<int>(row);
-        } else if (!coder.decode(zeroContext(place, i))) {
-          continue;
-        }
-        becomeSignificant(place, i, coder);
-        fresh |= Zel64u{1} << i;
-        // The next column is no run any more.
-        const Zel64u next = runs & Zel64u{16} << (i & ~3);
-        runs ^= next;
-        left |= next * 15;
-      }
-      chunk.significant |= fresh;
+      const Zel64u runs = ~busy & kRow0;
+      Found found;
+      cleanUpInChunk(coder, place, left & ~(runs * 14), runs, found);
+      settle(place, chunk, found);
     });
-    shared = coder;
   }
 };
 

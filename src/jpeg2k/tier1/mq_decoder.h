@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <bit>
 #include <cstring>
+#include <type_traits>
 
 #include "jpeg2k/tier1/mq_states.h"
 
@@ -47,40 +48,25 @@ struct Refill {
 
 struct MqDecoder {
   Zel64u c;         // 16 bits to compare, then the bits that follow
-  Zel32s excess;    // A less `limit`; below zero: the next decision is not the plain one
-  Zel32u limit;     // the least A - Qe for which the more probable symbol comes without a shift
+  Zel64u a;         // in the upper 16 bits, too
   Zel32s available; // bits in c below the upper 16
+  bool marker;      // the segment has ended before the bits did
   Zel64s position;  // of the last byte taken
   Segment segment;
-  MqState* states;
-  bool marker; // the segment has ended before the bits did
+  MqContexts contexts;
 
   void start(const Segment& newSegment) {
     segment = newSegment;
     position = 0;
     marker = false;
     c = Zel64u{segment.at(0) ^ 0xFF} << 48;
-    take(7);
-    setInterval(0x8000);
+    available = 0;
+    refillAndShift(7);
+    a = Zel64u{0x8000} << 48;
   }
 
-  [[gnu::always_inline]] Zel32u decode(Zel32u context) {
-    MqState& state = states[context];
-    const MqState s = state;
-    excess -= static_cast<Zel32s>(qeOf(s));
-    if (excess >= 0) [[likely]]
-      return mpsOf(s);
-    return decodeOther(state, s);
-  }
-
- private:
-  [[gnu::always_inline]] void setInterval(Zel32u a) {
-    limit = std::max(static_cast<Zel32u>(c >> 48), 0x7FFFu) + 1;
-    excess = static_cast<Zel32s>(a - limit);
-  }
-
-  // Refills an empty C and shifts `shift` bits, until they are there.
-  void take(Zel32s shift) {
+  // Refills an empty C and shifts `shift` bits, as soon as they are there.
+  [[gnu::noinline]] void refillAndShift(Zel32s shift) {
     for (;;) {
       const Refill more = refill(segment, position);
       marker |= more.advance == 0;
@@ -95,26 +81,6 @@ struct MqDecoder {
     available -= shift;
   }
 
-  [[gnu::always_inline]] Zel32u decodeOther(MqState& state, MqState s) {
-    const Zel32u qe = qeOf(s), rest = static_cast<Zel32u>(excess) + limit;
-    const bool lower = rest > c >> 48;
-    const bool less = lower == (rest < qe); // the less probable symbol; it has the smaller part
-    c -= lower ? 0 : Zel64u{rest} << 48;
-    Zel32u a = lower ? rest : qe;
-    state = kMqStates[less ? nextOnLps(s) : nextOnMps(s)];
-    const auto shift = static_cast<Zel32s>(std::countl_zero(a)) - 16;
-    if (shift <= available) [[likely]] {
-      c <<= shift;
-      available -= shift;
-    } else {
-      c <<= available;
-      take(shift - available);
-    }
-    setInterval(a << shift);
-    return mpsOf(s) ^ Zel32u { less };
-  }
-
- public:
   // Whether a predictably terminated segment ends as its encoder left it.
   bool endsPredictably() const {
     // Where a decoder stands that takes one byte at a time.
@@ -128,8 +94,70 @@ struct MqDecoder {
       if (!marker && segment.at(at + 1) < 0x90) return false;
       ct = 8;
     }
-    const Zel32u a = static_cast<Zel32u>(excess) + limit;
-    return a - (0x8000u >> (ct - 1)) <= c >> 48;
+    return (a >> 48) - (0x8000u >> (ct - 1)) <= c >> 48;
+  }
+};
+
+// A decoder at work: its registers in those of the processor, from construction to `save`. Most decisions are such
+// that no branch predictor foresees them, so nothing branches but the rare refill.
+struct MqRun {
+  MqDecoder& home;
+  Zel64u c, a;
+  Zel32s available;
+
+  [[gnu::always_inline]] explicit MqRun(MqDecoder& decoder)
+      : home(decoder), c(decoder.c), a(decoder.a), available(decoder.available) {}
+  [[gnu::always_inline]] void save() const {
+    home.c = c;
+    home.a = a;
+    home.available = available;
+  }
+
+  // For a context whose decisions are foreseen mostly.
+  [[gnu::always_inline]] Zel32u decodeSkewed(Zel32u context) {
+    const MqState& state = home.contexts.states[context];
+    const Zel64u rest = a - (Zel64u{state.qe} << 48);
+    if (static_cast<Zel64s>(rest) < 0 && rest > c) [[likely]] {
+      a = rest;
+      return state.mps;
+    }
+    return decode(context);
+  }
+
+  [[gnu::always_inline]] Zel32u decode(Zel32u context) {
+    MqState& state = home.contexts.states[context];
+    const Zel32u mps = state.mps;
+    const Zel64u old = std::bit_cast<Zel64u>(state), onMps = std::bit_cast<Zel64u>(kMqStates[state.next[0]]),
+                 onLps = std::bit_cast<Zel64u>(kMqStates[state.next[1]]);
+    const Zel64u qe = Zel64u{state.qe} << 48, rest = a - qe;
+    // All ones, or none. The smaller part of the interval belongs to the less probable symbol.
+    const Zel64u lower = maskOf(rest > c), small = maskOf(rest < qe), plain = lower ^ small;
+    const Zel64u unchanged = lower & static_cast<Zel64u>(static_cast<Zel64s>(rest) >> 63);
+    c -= rest & ~lower;
+    a = qe ^ ((rest ^ qe) & lower);
+    const auto shift = __builtin_clzll(a);
+    a <<= shift;
+    Zel64u next = onLps ^ ((onMps ^ onLps) & plain);
+    next ^= (next ^ old) & unchanged;
+    state = std::bit_cast<MqState>(next);
+    available -= shift;
+    if (available >= 0) [[likely]] {
+      c <<= shift;
+    } else {
+      home.c = c << (available + shift);
+      home.refillAndShift(-available);
+      c = home.c;
+      available = home.available;
+    }
+    return mps ^ 1 ^ static_cast<Zel32u>(plain & 1);
+  }
+
+ private:
+  // Hidden from the compiler, which would make a branch of it.
+  [[gnu::always_inline]] static Zel64u maskOf(bool condition) {
+    Zel64u mask = -Zel64u{condition};
+    asm("" : "+r"(mask));
+    return mask;
   }
 };
 
@@ -154,5 +182,17 @@ struct RawReader {
     return byte != 0xFF || (position < segment.length && segment.at(position) < 0x80);
   }
 };
+
+// The same for the raw reader, which has no contexts.
+struct RawRun {
+  RawReader& home;
+
+  explicit RawRun(RawReader& reader) : home(reader) {}
+  void save() const {}
+  Zel32u decode(Zel32u) { return home.read(); }
+};
+
+template <class Coder>
+using RunOf = std::conditional_t<std::is_same_v<Coder, MqDecoder>, MqRun, RawRun>;
 
 } // namespace zelj

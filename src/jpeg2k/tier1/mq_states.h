@@ -8,22 +8,14 @@
 
 namespace zelj {
 
-// State of a context: Qe << 16 | next state after an LPS << 8 | next after an MPS << 1 | MPS. The nexts are indices
-// into kMqStates, which holds each row of the table twice: 2 * row + MPS.
-using MqState = Zel32u;
-
-constexpr Zel32u qeOf(MqState state) {
-  return state >> 16;
-}
-constexpr Zel32u nextOnLps(MqState state) {
-  return state >> 8 & 0x7F;
-}
-constexpr Zel32u nextOnMps(MqState state) {
-  return state >> 1 & 0x7F;
-}
-constexpr Zel32u mpsOf(MqState state) {
-  return state & 1;
-}
+// State of a context, with what its decisions need at hand: eight bytes that are also handled as one word. The next
+// states are indices into kMqStates, which holds each row of the table twice: 2 * row + MPS.
+struct alignas(8) MqState {
+  Zel16u qe;
+  Zel8u mps;
+  Zel8u next[2]; // on the MPS, on an LPS
+  Zel8u unused[3];
+};
 
 constexpr size_t kMqRows = 47;
 
@@ -47,8 +39,9 @@ constexpr std::array<MqState, 2 * kMqRows> makeMqStates() {
   for (size_t row = 0; row < kMqRows; ++row) {
     for (Zel32u mps = 0; mps < 2; ++mps) {
       const auto& r = kRows[row];
-      const Zel32u onMps = 2u * r.onMps + mps, onLps = 2u * r.onLps + (mps ^ r.flips);
-      states[2 * row + mps] = Zel32u{r.qe} << 16 | onLps << 8 | onMps << 1 | mps;
+      const auto onMps = static_cast<Zel8u>(2u * r.onMps + mps),
+                 onLps = static_cast<Zel8u>(2u * r.onLps + (mps ^ r.flips));
+      states[2 * row + mps] = {r.qe, static_cast<Zel8u>(mps), {onMps, onLps}, {}};
     }
   }
   return states;
