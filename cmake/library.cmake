@@ -38,7 +38,8 @@ endif()
 # nine arguments, and where AVX-512 has another way for their few vectors it is no faster, on some processors much slower:
 # there they are compiled for the level below. Tuning for no processor in particular would clear a register in front of
 # each count of zeros, which only processors from before 2015 need.
-file(GLOB entropy_coders CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/src/jpeg/huffman/*.cpp)
+file(GLOB entropy_coders CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/src/jpeg/huffman/*.cpp
+     ${PROJECT_SOURCE_DIR}/src/jpeg2k/tier1/*.cpp)
 set(ZELJ_ENTROPY_OPTIONS $<$<STREQUAL:$<TARGET_PROPERTY:ZELJ_LEVEL>,x86-64-v4>:${ZELJ_FLAGS_x86-64-v3}>)
 if(CMAKE_CXX_COMPILER_ID STREQUAL GNU)
   list(APPEND ZELJ_ENTROPY_OPTIONS -mtune=znver3 --param=logical-op-non-short-circuit=0)

@@ -2,6 +2,7 @@
 // coder or the bit packer, in pieces of any size, and the rates of the passes become known.
 #include <algorithm>
 #include <bit>
+#include <cstring>
 
 #include "frame/checks.h"
 #include "frame/implementations.h"
@@ -33,32 +34,35 @@ struct Progress {
   Zel8u* to;
 };
 
-// Codes decisions until the log ends or there is no room for one more.
-Progress encodeDecisions(MqEncoder& coder, const Zel8u* log, const Zel8u* logEnd, Zel8u* to, const Zel8u* toEnd) {
-  // The upper end of the interval, not the lower: it stays where it is while more probable symbols come.
-  Zel32u a = coder.a, top = coder.c + coder.a, b = coder.b;
+// Codes decisions until the log ends or there is no room for one more. What a decision does to the interval is worked
+// out without a branch, for no branch predictor foresees it.
+[[gnu::noinline]] Progress encodeDecisions(MqEncoder& coder, const Zel8u* log, const Zel8u* logEnd, Zel8u* to,
+                                           const Zel8u* toEnd) {
+  Zel64u a = Zel64u{coder.a} << 48; // in the upper 16 bits
+  Zel32u c = coder.c, b = coder.b;
   Zel32s ct = coder.ct;
   bool anyByte = coder.anyByte;
   while (log < logEnd) {
     const Zel32u symbol = *log++;
     MqState& state = coder.contexts.states[symbol >> 1];
-    const Zel32u qe = state.qe, lps = state.mps ^ (symbol & 1);
-    a -= qe;
-    if (~lps & a >> 15 & 1) [[likely]]
-      continue;                           // the more probable symbol, and no shift
-    const bool takesQe = lps != (a < qe); // the smaller part goes to the less probable symbol
-    top -= takesQe ? a : 0;
-    a = takesQe ? qe : a;
-    state = kMqStates[state.next[lps]];
-    auto shift = static_cast<Zel32s>(std::countl_zero(a)) - 16;
+    const Zel64u old = std::bit_cast<Zel64u>(state), onMps = std::bit_cast<Zel64u>(kMqStates[state.next[0]]),
+                 onLps = std::bit_cast<Zel64u>(kMqStates[state.next[1]]);
+    const Zel64u qe = Zel64u{state.qe} << 48, rest = a - qe;
+    // All ones, or none. The smaller part of the interval goes to the less probable symbol.
+    const Zel64u less = -Zel64u{(state.mps ^ symbol) & 1}, takesQe = less ^ maskOf(rest < qe);
+    const Zel64u unchanged = ~less & static_cast<Zel64u>(static_cast<Zel64s>(rest) >> 63);
+    c += state.qe & ~static_cast<Zel32u>(takesQe);
+    a = rest ^ ((rest ^ qe) & takesQe);
+    Zel64u next = onMps ^ ((onMps ^ onLps) & less);
+    next ^= (next ^ old) & unchanged;
+    std::memcpy(&state, &next, sizeof state);
+    auto shift = static_cast<Zel32s>(__builtin_clzll(a));
+    a <<= shift;
     if (shift < ct) [[likely]] {
-      a <<= shift;
-      top <<= shift;
+      c <<= shift;
       ct -= shift;
       continue;
     }
-    Zel32u c = top - a;
-    a <<= shift;
     do {
       c <<= ct;
       shift -= ct;
@@ -66,11 +70,10 @@ Progress encodeDecisions(MqEncoder& coder, const Zel8u* log, const Zel8u* logEnd
     } while (shift >= ct);
     c <<= shift;
     ct -= shift;
-    top = c + a;
     if (toEnd - to < kBytesOfDecision) break;
   }
-  coder.a = a;
-  coder.c = top - a;
+  coder.a = static_cast<Zel32u>(a >> 48);
+  coder.c = c;
   coder.ct = ct;
   coder.b = b;
   coder.anyByte = anyByte;

@@ -139,7 +139,7 @@ struct MqRun {
     a <<= shift;
     Zel64u next = onLps ^ ((onMps ^ onLps) & plain);
     next ^= (next ^ old) & unchanged;
-    state = std::bit_cast<MqState>(next);
+    std::memcpy(&state, &next, sizeof state);
     available -= shift;
     if (available >= 0) [[likely]] {
       c <<= shift;
@@ -150,14 +150,6 @@ struct MqRun {
       available = home.available;
     }
     return mps ^ 1 ^ static_cast<Zel32u>(plain & 1);
-  }
-
- private:
-  // Hidden from the compiler, which would make a branch of it.
-  [[gnu::always_inline]] static Zel64u maskOf(bool condition) {
-    Zel64u mask = -Zel64u{condition};
-    asm("" : "+r"(mask));
-    return mask;
   }
 };
 

@@ -49,6 +49,13 @@ constexpr std::array<MqState, 2 * kMqRows> makeMqStates() {
 
 inline constexpr std::array<MqState, 2 * kMqRows> kMqStates = makeMqStates();
 
+// All ones, or none; hidden from the compiler, which would make a branch of it.
+[[gnu::always_inline]] inline Zel64u maskOf(bool condition) {
+  Zel64u mask = -Zel64u{condition};
+  asm("" : "+r"(mask));
+  return mask;
+}
+
 // Contexts are numbered so that their bits are cheap to form: the nine of zero coding from 0, the five of sign coding
 // from kSignContext and the three of refinement from kRefinementContext.
 constexpr Zel32u kRunContext = 9;
