@@ -85,7 +85,7 @@ struct BlockDecoder {
     const int n = flags.chunksPerStripe;
     for (int y = 0; y < flags.stripes; ++y) {
       ChunkState* row = flags.chunks + ptrdiff_t{y} * n;
-      const auto north = [=, this](int x) { return y > 0 ? row[x - n].significant : 0; };
+      const auto north = [=](int x) { return y > 0 ? row[x - n].significant : 0; };
       const auto south = [=, this](int x) { return !causal && y + 1 < flags.stripes ? row[x + n].significant : 0; };
       const auto vertical = [=](int x) {
         return above(row[x].significant, north(x)) | below(row[x].significant, south(x));
