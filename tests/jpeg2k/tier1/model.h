@@ -228,10 +228,11 @@ inline constexpr ProbabilityRow kProbabilities[47] = {
     {0x0001, 45, 43, 0}, {0x5601, 46, 46, 0},
 };
 
-// The bytes of all segments, terminated by FLUSH, and the length of each pass (nothing before the end of its segment).
+// The bytes of all segments, terminated by FLUSH, their lengths, and the rates of the passes.
 struct ModelBytes {
   std::vector<Zel8u> bytes;
-  std::vector<int> lengths;
+  std::vector<int> lengths, rates;
+  bool rawEndsInFF = false; // a raw segment does: decoders refuse it
 
   explicit ModelBytes(const ModelEncoder& encoder, int style) {
     resetTable();
@@ -255,13 +256,26 @@ struct ModelBytes {
           if (segment.size() > 1) bytes.insert(bytes.end(), segment.begin() + 1, segment.end());
         }
         lengths.push_back(static_cast<int>(bytes.size() - before));
+        rawEndsInFF |= passes[i].raw && lengths.back() && bytes.back() == 0xFF;
+        rates.push_back(static_cast<int>(bytes.size()));
+        for (size_t p = i; p > 0; --p) rates[p - 1] = std::min(rates[p - 1], rates[p]);
         start();
+      } else {
+        rates.push_back(static_cast<int>(bytes.size()) + heldBytes(passes[i].raw));
       }
       if (style & resetContexts) resetTable();
     }
+    for (int& rate : rates) rate -= rate > 0 && bytes[static_cast<size_t>(rate - 1)] == 0xFF;
   }
 
  private:
+  // Bytes of the open segment, with those that a decoder may need beyond.
+  int heldBytes(bool raw) const {
+    if (raw) return rawSegment ? static_cast<int>(segment.size()) + (rawBits > 0) : 0;
+    if (!pending) return 0;
+    const int out = std::max(static_cast<int>(segment.size()) - 2, 0), least = segment.size() > 1 ? 4 : 3;
+    return out + least + (27 - ct > (segment.back() < 254 ? 23 : 22));
+  }
   void resetTable() {
     states.fill({0, 0});
     states[0] = {46, 0};
@@ -275,7 +289,7 @@ struct ModelBytes {
     segment.assign(1, 0); // BP begins in front of the stream
     rawBits = 0;
     rawByte = 0;
-    rawSegment = false;
+    rawSegment = pending = false;
   }
   void putRaw(int bit) {
     if (!rawSegment) segment.clear();
@@ -298,6 +312,7 @@ struct ModelBytes {
     ct = stuffed ? 7 : 8;
   }
   void encode(const Decision& d) {
+    pending = true;
     auto& [index, mps] = states[static_cast<size_t>(d.context)];
     const ProbabilityRow& row = kProbabilities[index];
     const auto qe = static_cast<Zel32u>(row.qe);
@@ -343,7 +358,7 @@ struct ModelBytes {
   std::array<std::pair<int, int>, 19> states;
   Zel32u a = 0, c = 0;
   int ct = 0, rawBits = 0, rawByte = 0;
-  bool rawSegment = false;
+  bool rawSegment = false, pending = false;
   std::vector<Zel8u> segment;
 };
 
