@@ -235,7 +235,8 @@ struct BlockDecoder {
   void refineMagnitudes(Coder& coder) const {
     const Zel32u kept = plane < 31 ? ~Zel32u{0} << (plane + 1) : 0;
     forChunks([&](const Place& place, ChunkState& chunk, Zel64u near) __attribute__((always_inline)) {
-      const Zel64u coded = chunk.significant & ~chunk.visited;
+      // Flags that a caller keeps from elsewhere may say anything.
+      const Zel64u coded = place.inside & chunk.significant & ~chunk.visited;
       if (!coded) return;
       const Zel64u ones = refineInChunk(coder, coded, chunk.refined, near & ~chunk.refined);
       chunk.refined |= coded;
