@@ -175,11 +175,11 @@ HWY_INLINE void unpackEnds(const Fields& fields, int code, EndVec (&ends)[4]) {
     const auto signs = hn::Load(d, kDeltaSigns[static_cast<size_t>(code)].channel);
     for (int i = 1; i < count; ++i) ends[i] = extendSign(ends[i], signs);
   }
-  if (mode.transformed) { // a sum wraps in its bits, but a negative one keeps its value
-    const auto wrap = hn::Set(d, (1 << bits) - 1), keep = hn::Set(d, -(2 << bits));
+  if (mode.transformed) { // a sum wraps in its bits, but a negative one stays
+    const auto wrap = hn::Set(d, (1 << bits) - 1);
     for (int i = 1; i < count; ++i) {
       const auto sum = hn::Add(ends[0], ends[i]);
-      ends[i] = hn::IfThenElse(hn::Lt(sum, hn::Zero(d)), hn::Or(sum, keep), hn::And(sum, wrap));
+      ends[i] = hn::IfThenElse(hn::Lt(sum, hn::Zero(d)), sum, hn::And(sum, wrap));
     }
   }
   for (int i = 0; i < count; ++i) ends[i] = Form::unquantise(ends[i], bits);

@@ -30,9 +30,9 @@ const struct Kind {
   Effort effort;
   bool shown; // in the picture
 } kKinds[] = {
-    {"BC1 (DXT1)", "bc1", Target::bc1, Effort::normal, true},
-    {"BC2 (DXT3)", "bc2", Target::bc2, Effort::normal, false},
-    {"BC3 (DXT5)", "bc3", Target::bc3, Effort::normal, false},
+    {"BC1, DXT1", "bc1", Target::bc1, Effort::normal, true},
+    {"BC2, DXT3", "bc2", Target::bc2, Effort::normal, false},
+    {"BC3, DXT5", "bc3", Target::bc3, Effort::normal, false},
     {"BC3, YCoCg", "ycocg", Target::yCoCg, Effort::normal, true},
     {"BC4, luminance", "bc4", Target::bc4, Effort::normal, false},
     {"BC5, red and green", "bc5", Target::bc5, Effort::normal, false},
