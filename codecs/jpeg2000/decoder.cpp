@@ -53,7 +53,7 @@ class BlockDecoder {
         std::fill_n(at + static_cast<size_t>(i) * static_cast<size_t>(c.width), size.width, 0);
       return true;
     }
-    if (!state_ && zeliDecodeCBProgrInitAlloc_JPEG2K(&state_, {1024, 1024}) != zelStatusOk) throw std::bad_alloc();
+    makeState({1 << c.coding.blockWidthBits, 1 << c.coding.blockHeightBits});
     const bool good = decodePasses(job, at, size);
     const int below = 31 - job.band->bitPlanes; // bits under the lowest plane
     if (c.coding.reversible) {
@@ -65,6 +65,14 @@ class BlockDecoder {
   }
 
  private:
+  // A state that is large enough.
+  void makeState(ZeliSize blocks) {
+    if (state_ && blocks.width <= most_.width && blocks.height <= most_.height) return;
+    most_ = {std::max(most_.width, blocks.width), std::max(most_.height, blocks.height)};
+    if (state_) zeliDecodeCBProgrFree_JPEG2K(state_);
+    if (zeliDecodeCBProgrInitAlloc_JPEG2K(&state_, most_) != zelStatusOk) throw std::bad_alloc();
+  }
+
   bool decodePasses(const BlockJob& job, Zel32s* at, ZeliSize size) {
     constexpr int kSubband[] = {0, 2, 1, 3};
     const TileComponent& c = *job.component;
@@ -124,6 +132,7 @@ class BlockDecoder {
   }
 
   ZeliDecodeCBProgrState_JPEG2K* state_ = nullptr;
+  ZeliSize most_ = {0, 0}; // of a block
   Bytes joined_;
 };
 
@@ -142,11 +151,10 @@ class Reader : public img::RowReader {
  public:
   explicit Reader(const DecodeOptions& options) : options_(options) {}
 
+  // The source must outlive the reader.
   Error open(img::ByteSource& source) {
     if (Error error = source.loadAll()) return error;
-    file_.assign(source.visible().begin(), source.visible().end());
-    source.skip(source.visible().size());
-    if (Error error = readContainer(file_, container_)) return error;
+    if (Error error = readContainer(source.visible(), container_)) return error;
     if (Error error = readCodestream(container_.codestream, options_.maxPixels, codestream_)) return error;
     if (container_.palette) return fail("palettes are not supported");
     if (Error error = shape()) return error;
@@ -228,8 +236,7 @@ class Reader : public img::RowReader {
         }
       }
     }
-    scratch_.resize(static_cast<size_t>(count));
-    for (auto& line : scratch_) line.resize(static_cast<size_t>(picture_.width) + 1);
+    scratch_.resize(static_cast<size_t>(picture_.width));
     return {};
   }
 
@@ -284,109 +291,124 @@ class Reader : public img::RowReader {
     }
     std::atomic<bool> good{true};
     std::vector<BlockDecoder> decoders(static_cast<size_t>(options_.threads));
-    img::sideBySide(jobs.size(), options_.threads, [&](size_t thread, size_t item) {
+    sideBySide(jobs.size(), [&](size_t thread, size_t item) {
       if (!decoders[thread].decode(jobs[item])) good = false;
     });
     if (!good) {
       if (Error error = damage("a code-block contradicts itself")) return error;
     }
-    img::sideBySide(tile.components.size(), options_.threads,
-                    [&](size_t, size_t item) { joinLevels(tile.components[item], options_.reduce); });
+    sideBySide(tile.components.size(),
+               [&](size_t, size_t item) { joinLevels(tile.components[item], options_.reduce); });
     for (TileComponent& c : tile.components) c.resolutions.clear();
+    joinComponents(tile, parameters);
     return {};
   }
 
-  // One row of all components of a tile, as the component transform leaves it, into the scratch rows from x on.
-  void makeTileRow(const Tile& tile, const TileParameters& parameters, int x, int width) {
-    const int y = row_ + pixelY(codestream_.image.y0);
-    const int x0 = x + pixelX(codestream_.image.x0);
-    for (size_t i = 0; i < tile.components.size(); ++i) {
-      const TileComponent& c = tile.components[i];
-      const Component& component = codestream_.components[i];
-      const int dx = component.dx / gridX_, dy = component.dy / gridY_;
-      const Rect rect = reduced(c.rect, options_.reduce);
-      Zel32s* to = scratch_[i].data() + x;
-      if (rect.empty()) {
-        std::fill_n(to, width, 0);
-        continue;
+  // The component transform in the planes of a tile, and irreversible samples to integers behind it.
+  void joinComponents(Tile& tile, const TileParameters& parameters) {
+    for (size_t i = 0, group; i < tile.components.size(); i += group) {
+      group = i == 0 && parameters.componentTransform ? 3 : 1;
+      if (parameters.coding[i].reversible && group == 1) continue;
+      TileComponent* const c = &tile.components[i];
+      constexpr int kRows = 32; // enough for a thread
+      const int rows = (c->height + kRows - 1) / kRows;
+      sideBySide(static_cast<size_t>(rows), [&](size_t, size_t item) {
+        const int y = kRows * static_cast<int>(item);
+        const ZeliSize size = {c->width, std::min(kRows, c->height - y)};
+        Zel32s* planes[3];
+        for (size_t k = 0; k < group; ++k)
+          planes[k] = c[k].plane.data() + static_cast<size_t>(y) * static_cast<size_t>(c->width);
+        if (parameters.coding[i].reversible) {
+          zeliRCTInv_JPEG2K_32s_P3IR(planes, c->step(), size);
+        } else {
+          roundPlanes(planes, group, size, codestream_.components[i].bits);
+        }
+      });
+    }
+  }
+  template <class F>
+  void sideBySide(size_t items, F work) {
+    img::sideBySide(items, options_.threads, work);
+  }
+
+  // One plane, or three behind their component transform.
+  static void roundPlanes(Zel32s* const planes[3], size_t count, ZeliSize size, int bits) {
+    const auto width = static_cast<size_t>(size.width);
+    const auto unit = static_cast<float>(std::ldexp(1.0, -fractionBits(bits)));
+    std::vector<Zel32f> floats(count * width);
+    Zel32f* const lines[] = {floats.data(), floats.data() + (count > 1 ? width : 0),
+                             floats.data() + (count - 1) * width};
+    for (size_t y = 0; y < static_cast<size_t>(size.height); ++y) {
+      for (size_t k = 0; k < count; ++k) {
+        const Zel32s* from = planes[k] + y * width;
+        for (size_t x = 0; x < width; ++x) lines[k][x] = static_cast<float>(from[x]) * unit;
       }
-      const int cy = std::clamp(y / dy, rect.y0, rect.y1 - 1) - rect.y0;
-      const Zel32s* from = c.plane.data() + static_cast<size_t>(cy) * static_cast<size_t>(c.width);
-      if (dx == 1) {
-        std::copy_n(from, width, to);
-      } else {
-        for (int k = 0; k < width; ++k) to[k] = from[std::clamp((x0 + k) / dx, rect.x0, rect.x1 - 1) - rect.x0];
+      if (count == 3) zeliICTInv_JPEG2K_32f_P3IR(lines, 4 * size.width, {size.width, 1});
+      for (size_t k = 0; k < count; ++k) {
+        Zel32s* to = planes[k] + y * width;
+        for (size_t x = 0; x < width; ++x) to[x] = rounded(lines[k][x]);
       }
     }
-    if (parameters.componentTransform && parameters.coding[0].reversible) {
-      Zel32s* const planes[] = {scratch_[0].data() + x, scratch_[1].data() + x, scratch_[2].data() + x};
-      zeliRCTInv_JPEG2K_32s_P3IR(planes, 4 * width, {width, 1});
+  }
+
+  // The samples of a component of a tile in the current row; those of a coarser grid are repeated in `scratch`.
+  const Zel32s* lineOf(const Tile& tile, size_t i, int x, int width, Zel32s* scratch) const {
+    const TileComponent& c = tile.components[i];
+    const int dx = codestream_.components[i].dx / gridX_, dy = codestream_.components[i].dy / gridY_;
+    const Rect rect = reduced(c.rect, options_.reduce);
+    if (rect.empty()) {
+      std::fill_n(scratch, width, 0);
+      return scratch;
     }
-    // Irreversible samples become integers behind their component transform.
-    floats_.resize(3 * static_cast<size_t>(width));
-    for (size_t i = 0; i < tile.components.size(); i += i == 0 && parameters.componentTransform ? 3 : 1) {
-      if (parameters.coding[i].reversible) continue;
-      const size_t group = i == 0 && parameters.componentTransform ? 3 : 1;
-      Zel32f* const planes[] = {floats_.data(), floats_.data() + width, floats_.data() + 2 * width};
-      for (size_t k = 0; k < group; ++k) {
-        const auto unit = static_cast<float>(std::ldexp(1.0, -fractionBits(codestream_.components[i + k].bits)));
-        const Zel32s* from = scratch_[i + k].data() + x;
-        for (int n = 0; n < width; ++n) planes[k][n] = static_cast<float>(from[n]) * unit;
-      }
-      if (group == 3) zeliICTInv_JPEG2K_32f_P3IR(planes, 4 * width, {width, 1});
-      for (size_t k = 0; k < group; ++k) {
-        Zel32s* to = scratch_[i + k].data() + x;
-        for (int n = 0; n < width; ++n) to[n] = rounded(planes[k][n]);
-      }
-    }
+    const int y = row_ + pixelY(codestream_.image.y0), x0 = x + pixelX(codestream_.image.x0);
+    const int cy = std::clamp(y / dy, rect.y0, rect.y1 - 1) - rect.y0;
+    const Zel32s* from = c.plane.data() + static_cast<size_t>(cy) * static_cast<size_t>(c.width);
+    if (dx == 1) return from;
+    for (int k = 0; k < width; ++k) scratch[k] = from[std::clamp((x0 + k) / dx, rect.x0, rect.x1 - 1) - rect.x0];
+    return scratch;
   }
 
   template <class Sample>
   void makeRow(Sample* row) {
     const int origin = pixelX(codestream_.image.x0);
-    const auto first = static_cast<int>(nextTile_) - static_cast<int>(tiles_.size());
-    for (size_t t = 0; t < tiles_.size(); ++t) {
-      const int begin = pixelX(tiles_[t].rect.x0) - origin;
-      const int end = pixelX(tiles_[t].rect.x1) - origin;
-      if (end > begin) makeTileRow(tiles_[t], codestream_.parameters(first + static_cast<int>(t)), begin, end - begin);
-    }
-    const size_t channels = scratch_.size();
-    for (size_t i = 0; i < channels; ++i) {
-      const Component& component = codestream_.components[i];
-      // Signed samples are moved to begin at 0, too.
-      const int offset = 1 << (component.bits - 1), most = (1 << component.bits) - 1;
-      Zel32s* line = scratch_[i].data();
-      for (int x = 0; x < picture_.width; ++x) line[x] = std::clamp(line[x] + offset, 0, most);
-      if (component.bits != picture_.bits) {
-        for (int x = 0; x < picture_.width; ++x) line[x] = rescaled(line[x], component.bits, picture_.bits);
+    const size_t channels = codestream_.components.size();
+    const bool fromYcc = container_.space == Container::Space::ycc && channels >= 3;
+    for (const Tile& tile : tiles_) {
+      const int begin = pixelX(tile.rect.x0) - origin, width = pixelX(tile.rect.x1) - origin - begin;
+      if (width < 1) continue;
+      Sample* to = row + static_cast<size_t>(begin) * channels;
+      for (size_t i = 0; i < channels; ++i) {
+        const int bits = codestream_.components[i].bits;
+        const int offset = 1 << (bits - 1), most = (1 << bits) - 1; // signed samples are moved to begin at 0, too
+        const Zel32s* line = lineOf(tile, i, begin, width, scratch_.data());
+        for (size_t x = 0; x < static_cast<size_t>(width); ++x) {
+          to[x * channels + i] = static_cast<Sample>(std::clamp(line[x] + offset, 0, most));
+        }
+        for (size_t x = 0; bits != picture_.bits && x < static_cast<size_t>(width); ++x) {
+          to[x * channels + i] = static_cast<Sample>(rescaled(to[x * channels + i], bits, picture_.bits));
+        }
       }
-    }
-    if (container_.space == Container::Space::ycc && channels >= 3) fromYcc();
-    for (size_t i = 0; i < channels; ++i) {
-      const Zel32s* line = scratch_[i].data();
-      for (size_t x = 0; x < static_cast<size_t>(picture_.width); ++x)
-        row[x * channels + i] = static_cast<Sample>(line[x]);
+      for (int x = 0; fromYcc && x < width; ++x) toRgb(to + static_cast<size_t>(x) * channels);
     }
   }
 
-  void fromYcc() {
+  template <class Sample>
+  void toRgb(Sample* pixel) const {
     const int most = picture_.maxValue(), half = 1 << (picture_.bits - 1);
-    for (size_t x = 0; x < static_cast<size_t>(picture_.width); ++x) {
-      const double y = scratch_[0][x], cb = scratch_[1][x] - half, cr = scratch_[2][x] - half;
-      const double colours[] = {y + 1.402 * cr, y - 0.344 * cb - 0.714 * cr, y + 1.772 * cb};
-      for (size_t i = 0; i < 3; ++i) scratch_[i][x] = std::clamp(static_cast<int>(std::lround(colours[i])), 0, most);
+    const double y = pixel[0], cb = pixel[1] - half, cr = pixel[2] - half;
+    const double colours[] = {y + 1.402 * cr, y - 0.344 * cb - 0.714 * cr, y + 1.772 * cb};
+    for (size_t i = 0; i < 3; ++i) {
+      pixel[i] = static_cast<Sample>(std::clamp(static_cast<int>(std::lround(colours[i])), 0, most));
     }
   }
 
   const DecodeOptions options_;
-  Bytes file_;
   Container container_;
   Codestream codestream_;
   std::vector<Tile> tiles_; // of the row of tiles that rows are made of
   int gridX_ = 1, gridY_ = 1;
   int nextTile_ = 0, tileRowEnd_ = 0, row_ = 0;
-  std::vector<std::vector<Zel32s>> scratch_; // a row of each component
-  std::vector<Zel32f> floats_;
+  std::vector<Zel32s> scratch_; // a row of a component
 };
 
 } // namespace
