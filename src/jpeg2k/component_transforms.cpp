@@ -5,6 +5,7 @@
 #include "frame/implementations.h"
 #include "frame/rows.h"
 #include "simd/samples.h"
+#include "simd/simd.h"
 
 namespace zelj {
 namespace {
@@ -120,6 +121,7 @@ void transformPixel(From from, To to, int x) {
 template <class Transform, class From, class To>
 void transformRow(From from, To to, int width) {
   ZELJ_INDEPENDENT
+  HWY_UNROLL(2)
   for (int x = 0; x < width; ++x) transformPixel<Transform>(from, to, x);
 }
 
