@@ -48,7 +48,9 @@ Pixels decoded(const Block& block) {
   int mode = 0;
   while (mode < 8 && !read.take(1)) ++mode;
   if (mode == 8) return pixels;
-  const auto [subsets, partitionBits, pKind, rotationBits, selectorBits, bits, bits2, colour, alpha] = kModes[mode];
+  const int(&format)[9] = kModes[mode];
+  const int subsets = format[0], partitionBits = format[1], pKind = format[2], rotationBits = format[3],
+            selectorBits = format[4], bits = format[5], bits2 = format[6], colour = format[7], alpha = format[8];
   const auto partition = static_cast<size_t>(read.take(partitionBits));
   const int rotation = read.take(rotationBits), selector = read.take(selectorBits);
   int ends[6][4];
