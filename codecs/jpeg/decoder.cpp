@@ -5,9 +5,11 @@
 
 #include "common/join.h"
 #include "common/workers.h"
+#include "jpeg/coefficient_reader.h"
 #include "jpeg/frame.h"
 #include "jpeg/huffman.h"
 #include "jpeg/jpeg.h"
+#include "jpeg/lossless.h"
 #include "jpeg/markers.h"
 #include "jpeg/planes.h"
 #include "jpeg/samples.h"
@@ -20,23 +22,12 @@ using img::AlignedArray;
 using img::Rows;
 
 Error checkSupported(int process, int bits, size_t components) {
-  if (process != kSof0 && process != kSof1) return fail("%s files are not supported yet", processName(process));
+  if (process == kSof3) return {};
+  if (process > kSof3) return fail("%s files are not supported", processName(process));
   if (components == 4) return fail("files of four components (CMYK) are not supported yet");
   if (components == 2) return fail("files of two components are not supported");
-  if (bits != 8 && !(bits == 12 && process == kSof1)) return fail("%d bits a sample are not supported", bits);
+  if (bits != 8 && !(bits == 12 && process != kSof0)) return fail("%d bits a sample are not supported", bits);
   return {};
-}
-
-// A block takes two bits at least. So a short file cannot hold a large image. Of a file that was cut off, a part may be
-// asked for.
-Error checkPlausible(const Frame& frame, const img::ByteSource& source, bool keepGoing) {
-  const std::optional<uint64_t> size = source.size();
-  if (!size) return {};
-  int64_t blocks = 0;
-  for (const Component& c : frame.components) blocks += int64_t{c.blocksWide} * c.blocksHigh;
-  const int64_t possible = static_cast<int64_t>(*size - source.position()) * 4;
-  if (blocks <= possible || (keepGoing && blocks <= std::max<int64_t>(64 * possible, 65536))) return {};
-  return fail("the file is too short for %d x %d pixels", frame.width, frame.height);
 }
 
 void makeInverseTable(const uint16_t* steps, Zel16u* table) {
@@ -75,7 +66,8 @@ class Reader : public img::RowReader {
     picture_.height = divideUp(int64_t{frame.height} * size_, 8);
     picture_.colour = frame.components.size() == 1 ? img::Colour::grey : img::Colour::rgb;
     picture_.bits = frame.bits;
-    oneScan_ = scanHeader.components.size() == frame.components.size();
+    progressive_ = header_.process == kSof2;
+    oneScan_ = progressive_ || scanHeader.components.size() == frame.components.size();
     convert_ = frame.components.size() == 3 && isYCbCr(header_);
     return {};
   }
@@ -89,7 +81,11 @@ class Reader : public img::RowReader {
     for (int y = 0; y < rows.count; ++y) {
       const int needed = std::min(rowsDone_ / rowsOfMcuRow_ + (looksAround_ ? 2 : 1), tables_.scan.mcusHigh);
       for (; oneScan_ && mcuRowsDone_ < needed; ++mcuRowsDone_) {
-        if (Error error = decodeMcuRow(mcuRowsDone_, *scanReader_, scratch_[0])) return error;
+        if (coefficients_) {
+          transformCoefficients(mcuRowsDone_);
+        } else if (Error error = decodeMcuRow(mcuRowsDone_, *scanReader_, scratch_[0])) {
+          return error;
+        }
       }
       putOutRow(rowsDone_++, rows.template row<Sample>(y), scratch_[0]);
     }
@@ -137,19 +133,23 @@ class Reader : public img::RowReader {
     pipeline.items = divideUp(mcuRows, rowsOfGroup_);
     pipeline.beginsEarly = !byIntervals;
     std::vector<AlignedArray<Block>> blocks(static_cast<size_t>(options_.threads * img::Pipeline::kSlotsOfThread));
-    if (!byIntervals && oneScan_) {
+    if (!byIntervals && oneScan_ && !coefficients_) {
       const size_t count = tables_.scan.mcu.size() * static_cast<size_t>(tables_.scan.mcusWide);
       for (AlignedArray<Block>& row : blocks) row = AlignedArray<Block>(count);
     }
     const auto blocksOf = [&](int slot) { return blocks[static_cast<size_t>(slot)].data(); };
     pipeline.begin = [&](int64_t, int slot) {
-      return byIntervals || !oneScan_ || !failed(scanReader_->read(tables_.scan.mcusWide, blocksOf(slot)));
+      return byIntervals || !oneScan_ || coefficients_ ||
+             !failed(scanReader_->read(tables_.scan.mcusWide, blocksOf(slot)));
     };
     pipeline.work = [&](int64_t item, int slot) {
       Scratch& scratch = scratch_[static_cast<size_t>(slot / img::Pipeline::kSlotsOfThread)];
       const int begin = static_cast<int>(item) * rowsOfGroup_;
       if (!byIntervals) {
-        if (oneScan_) transformRun({0, begin, tables_.scan.mcusWide}, blocksOf(slot));
+        if (coefficients_)
+          transformCoefficients(begin);
+        else if (oneScan_)
+          transformRun({0, begin, tables_.scan.mcusWide}, blocksOf(slot));
         rowDone(begin, scratch);
         return true;
       }
@@ -183,14 +183,16 @@ class Reader : public img::RowReader {
     if (scanReader_) {
       if (Error error = scanReader_->finish()) return error;
     }
-    MarkerReader markers(source_);
-    uint64_t skipped = 0;
-    int marker = 0;
-    if (Error error = markers.next(marker, skipped)) return error;
-    if (marker == 0)
-      damage_.remark("the end of the image is not marked");
-    else if (skipped)
-      damage_.remark(kStrayBytes);
+    if (!coefficients_) {
+      MarkerReader markers(source_);
+      uint64_t skipped = 0;
+      int marker = 0;
+      if (Error error = markers.next(marker, skipped)) return error;
+      if (marker == 0)
+        damage_.remark("the end of the image is not marked");
+      else if (skipped)
+        damage_.remark(kStrayBytes);
+    }
     damaged_ = damage_.found();
     if (damaged_) remarks_.push_back(damage_.first());
     remarks_.insert(remarks_.end(), damage_.remarks().begin(), damage_.remarks().end());
@@ -215,6 +217,11 @@ class Reader : public img::RowReader {
   int mcuRowsInFlight() const { return options_.threads * img::Pipeline::kSlotsOfThread * rowsOfGroup_ + 4; }
 
   Error begin(bool sideBySide) {
+    if (progressive_) {
+      Error error = readAllScans();
+      makePlanes(sideBySide);
+      return error;
+    }
     if (!oneScan_) {
       makePlanes(sideBySide);
       return decodeScans();
@@ -280,6 +287,34 @@ class Reader : public img::RowReader {
       tables_.huffman.ac[c] = header_.ac[ac].get();
     }
     return {};
+  }
+
+  // All scans of a progressive file. What they make of it is transformed row by row.
+  Error readAllScans() {
+    uint16_t steps[4][64];
+    if (Error error =
+            readCoefficients(source_, header_, firstScan_, options_.scansRead, damage_, coefficients_, steps)) {
+      return error;
+    }
+    std::vector<int> all;
+    for (size_t c = 0; c < header_.frame.components.size(); ++c) {
+      makeInverseTable(steps[c], tables_.inverse[c]);
+      all.push_back(static_cast<int>(c));
+    }
+    tables_.scan = layOutScan(header_.frame, all);
+    return {};
+  }
+
+  void transformCoefficients(int mcuRow) {
+    const Scan& scan = tables_.scan;
+    for (int x = 0; x < scan.mcusWide; ++x) {
+      for (const ScanBlock& b : scan.mcu) {
+        const Plane<Sample>& plane = planes_[static_cast<size_t>(b.component)];
+        transformInverse(coefficients_->block(b, x, mcuRow).coefficients,
+                         plane.row((mcuRow * b.down + b.y) * plane.blockSize) + (x * b.across + b.x) * plane.blockSize,
+                         plane.step * static_cast<int>(sizeof(Sample)), tables_.inverse[b.component], plane.blockSize);
+      }
+    }
   }
 
   // Several scans: all of them are decoded into whole planes.
@@ -389,9 +424,10 @@ class Reader : public img::RowReader {
   Header header_;
   ScanHeader firstScan_;
   int size_ = 8; // of a block at full resolution
-  bool oneScan_ = true, convert_ = false, looksAround_ = false;
-  int rowsOfMcuRow_ = 8;               // rows of the image
-  int rowsDone_ = 0, mcuRowsDone_ = 0; // put out; in the planes
+  bool oneScan_ = true, convert_ = false, looksAround_ = false, progressive_ = false;
+  std::unique_ptr<CoefficientImage> coefficients_; // of a progressive file
+  int rowsOfMcuRow_ = 8;                           // rows of the image
+  int rowsDone_ = 0, mcuRowsDone_ = 0;             // put out; in the planes
   std::vector<Plane<Sample>> planes_;
   std::vector<Upsampler<Sample>> upsamplers_;
   std::vector<Scratch> scratch_; // by thread
@@ -419,7 +455,10 @@ Error openReader(img::ByteSource& source, const DecodeOptions& options, std::uni
   if (error) return error;
   if (scan.components.empty()) return fail("the file holds no image");
   if (Error bad = img::checkSize(frame.width, frame.height, options.maxPixels)) return bad;
-  if (Error bad = checkPlausible(frame, source, options.keepGoing)) return bad;
+  if (header.process == kSof3) {
+    return openLosslessReader(source, options, std::move(header), scan, damage, reader);
+  }
+  if (Error bad = checkPlausible(header, source, options.keepGoing)) return bad;
   const auto open = [&](auto own) {
     Error bad = own->open(std::move(header), scan, damage);
     if (!bad) reader = std::move(own);

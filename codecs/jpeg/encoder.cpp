@@ -11,7 +11,9 @@
 #include "jpeg/frame.h"
 #include "jpeg/huffman.h"
 #include "jpeg/jpeg.h"
+#include "jpeg/lossless.h"
 #include "jpeg/samples.h"
+#include "jpeg/scan_writer.h"
 #include "jpeg/tables.h"
 #include "jpeg/writer.h"
 
@@ -118,20 +120,22 @@ class Writer : public img::RowWriter {
         scan_(frame_.components.size() == 1 ? layOutScan(frame_, {0}) : layOutScan(frame_, {0, 1, 2})),
         channels_(picture.channels()),
         rowBytes_(picture.rowBytes()),
-        quality_(options.quality),
+        options_(options),
         interval_(int64_t{options.restartInterval} * (options.restartInRows ? scan_.mcusWide : 1)),
         threads_(options.threads) {}
 
   Error begin() {
     if (interval_ > 65535) return fail("a restart interval holds 65535 MCUs at most, not %lld", (long long)interval_);
-    Error error = makeQuantTables(quality_, tables_);
+    Error error = makeQuantTables(options_.quality, tables_);
     if (error) return error;
     strips_.resize(static_cast<size_t>(threads_));
     for (Strip& strip : strips_) makeStrip(strip);
-    // For 12 bits the tables of Annex K have no codes for the highest categories: tables are made of the counts of the
-    // symbols, when all coefficients are there.
-    if (frame_.bits != 8) {
-      coefficients_.resize(static_cast<size_t>(scan_.mcusHigh));
+    // For 12 bits the tables of Annex K have no codes for the highest categories: tables are made to measure, too.
+    if (frame_.bits != 8 || options_.optimize || options_.progressive || !options_.script.empty()) {
+      script_ = options_.script;
+      if (script_.empty()) script_ = options_.progressive ? usualProgression(frame_) : oneScan(frame_);
+      if (Error bad = checkScript(script_, frame_)) return bad;
+      coefficients_ = std::make_unique<CoefficientImage>(frame_);
       return {};
     }
     error = makeHuffmanTables(kDcLists, kAcLists, tables_);
@@ -163,7 +167,7 @@ class Writer : public img::RowWriter {
   // Rows of MCUs are read and coded one after the other, and transformed side by side. Restart intervals are
   // independent: where rows of MCUs begin with them, they are coded side by side too.
   Error pull(img::RowReader& reader, const img::Progress& progress) override {
-    const bool alone = interval_ && coefficients_.empty() &&
+    const bool alone = interval_ && !coefficients_ &&
                        (scan_.mcusWide % interval_ == 0 ||
                         (interval_ % scan_.mcusWide == 0 && interval_ <= kLongestInterval * scan_.mcusWide));
     const int mcuRows = alone ? static_cast<int>((interval_ + scan_.mcusWide - 1) / scan_.mcusWide) : 1;
@@ -178,7 +182,7 @@ class Writer : public img::RowWriter {
     std::vector<Slot> slots(static_cast<size_t>(threads_ * img::Pipeline::kSlotsOfThread));
     for (Slot& slot : slots) {
       slot.pixels = AlignedArray<uint8_t>(rowBytes_ * static_cast<size_t>(high));
-      if (!alone && coefficients_.empty()) slot.blocks = AlignedArray<Block>(blocksOfMcuRow());
+      if (!alone && !coefficients_) slot.blocks = AlignedArray<Block>(blocksOfMcuRow());
       if (Error error = makeState(slot.segment)) return error;
     }
     const auto rowsOf = [&](int64_t item, int slot) {
@@ -197,7 +201,7 @@ class Writer : public img::RowWriter {
       Strip& strip = strips_[static_cast<size_t>(number / img::Pipeline::kSlotsOfThread)];
       Slot& slot = slots[static_cast<size_t>(number)];
       if (!alone) {
-        if (coefficients_.empty())
+        if (!coefficients_)
           transformMcuRow(part, part.mcuRow, strip, slot.blocks.data());
         else
           keepCoefficients(part, strip);
@@ -219,7 +223,7 @@ class Writer : public img::RowWriter {
       Error error;
       if (alone)
         error = sink_.write({slot.segment.bytes.data(), static_cast<size_t>(slot.segment.position)});
-      else if (coefficients_.empty())
+      else if (!coefficients_)
         error = codeMcus(slot.blocks.data(), begin, end, segment_);
       if (progress) progress(std::min(static_cast<int>(item + 1) * high, frame_.height));
       if (!error) return true;
@@ -235,9 +239,7 @@ class Writer : public img::RowWriter {
     if (held_ > 0) {
       if (Error error = encodeHeld()) return error;
     }
-    if (!coefficients_.empty()) {
-      if (Error error = codeCoefficients()) return error;
-    }
+    if (coefficients_) return codeCoefficients();
     if (Error error = flush(segment_)) return error;
     segment_.bytes.resize(static_cast<size_t>(segment_.position));
     SegmentWriter(segment_.bytes).marker(kEoi);
@@ -294,7 +296,7 @@ class Writer : public img::RowWriter {
     const int mcuRows = divideUp(rows.count, 8 * frame_.vMax);
     rowsDone_ += rows.count;
     const int64_t begin = int64_t{part.mcuRow} * scan_.mcusWide, end = begin + int64_t{mcuRows} * scan_.mcusWide;
-    if (coefficients_.empty()) return encodeMcus(part, begin, end, strips_[0], segment_, true);
+    if (!coefficients_) return encodeMcus(part, begin, end, strips_[0], segment_, true);
     for (int row = 0; row < mcuRows; ++row) {
       const int first = row * 8 * frame_.vMax;
       const int count = std::min(8 * frame_.vMax, rows.count - first);
@@ -488,48 +490,43 @@ class Writer : public img::RowWriter {
 
   // One row of MCUs.
   void keepCoefficients(const Part& part, Strip& strip) {
-    AlignedArray<Block>& row = coefficients_[static_cast<size_t>(part.mcuRow)];
-    row = AlignedArray<Block>(blocksOfMcuRow());
-    transformMcuRow(part, part.mcuRow, strip, row.data());
+    for (int x = 0; x < scan_.mcusWide;) {
+      const Run run{x, part.mcuRow, std::min(scan_.mcusWide - x, mcusOfRun(scan_))};
+      const Block* block = strip.blocks.data();
+      transformRun(part, run, strip, strip.blocks.data());
+      for (const int end = x + run.count; x < end; ++x) {
+        for (const ScanBlock& b : scan_.mcu) coefficients_->block(b, x, part.mcuRow) = *block++;
+      }
+    }
   }
 
   Error codeCoefficients() {
-    SymbolCounts dc[2], ac[2];
-    Zel16s lastDc[3] = {};
-    for (int64_t mcu = 0; mcu < scan_.mcuCount(); ++mcu) {
-      if (interval_ && mcu % interval_ == 0) std::fill(lastDc, lastDc + 3, Zel16s{0});
-      const Block* block = coefficientsOf(mcu);
-      for (const ScanBlock& b : scan_.mcu) {
-        const int table = frame_.components[static_cast<size_t>(b.component)].quantTable;
-        lastDc[b.component] = countSymbols((block++)->coefficients, lastDc[b.component], dc[table], ac[table]);
-      }
-    }
-    const HuffmanList dcLists[2] = {optimalList(dc[0]), optimalList(dc[1])};
-    const HuffmanList acLists[2] = {optimalList(ac[0]), optimalList(ac[1])};
-    if (Error error = makeHuffmanTables(dcLists, acLists, tables_)) return error;
-    if (Error error = beginScan()) return error;
-    for (int row = 0; row < scan_.mcusHigh; ++row) {
-      const int64_t begin = int64_t{row} * scan_.mcusWide;
-      if (Error error = codeMcus(coefficientsOf(begin), begin, begin + scan_.mcusWide, segment_)) return error;
-    }
-    return {};
+    Bytes bytes;
+    SegmentWriter writer(bytes);
+    beginFile(writer, !isSequential(script_) ? kSof2 : frame_.bits == 8 ? kSof0 : kSof1);
+    if (Error error = sink_.write(bytes)) return error;
+    const ScanOptions options{true, options_.restartInterval, options_.restartInRows};
+    if (Error error = writeScans(sink_, frame_, *coefficients_, script_, options)) return error;
+    bytes.clear();
+    writer.marker(kEoi);
+    return sink_.write(bytes);
   }
 
-  const Block* coefficientsOf(int64_t mcu) const {
-    const auto row = static_cast<size_t>(mcu / scan_.mcusWide), column = static_cast<size_t>(mcu % scan_.mcusWide);
-    return coefficients_[row].data() + column * scan_.mcu.size();
+  int tableCount() const { return frame_.components.size() == 1 ? 1 : 2; }
+
+  void beginFile(SegmentWriter& writer, int process) const {
+    writer.marker(kSoi);
+    writer.jfif();
+    for (int i = 0; i < tableCount(); ++i) writer.quantTable(i, tables_.raw[i]);
+    writer.frame(process, frame_);
   }
 
   // The headers, with which the first segment of bytes begins.
   Error beginScan() {
     Bytes header;
     SegmentWriter writer(header);
-    const int tableCount = frame_.components.size() == 1 ? 1 : 2;
-    writer.marker(kSoi);
-    writer.jfif();
-    for (int i = 0; i < tableCount; ++i) writer.quantTable(i, tables_.raw[i]);
-    writer.frame(frame_.bits == 8 ? kSof0 : kSof1, frame_);
-    for (int i = 0; i < tableCount; ++i) {
+    beginFile(writer, kSof0);
+    for (int i = 0; i < tableCount(); ++i) {
       writer.huffmanTable(0, i, tables_.dcList[i]);
       writer.huffmanTable(1, i, tables_.acList[i]);
     }
@@ -544,7 +541,7 @@ class Writer : public img::RowWriter {
   const Scan scan_;
   const int channels_;
   const size_t rowBytes_;
-  const int quality_;
+  const EncodeOptions options_;
   const int64_t interval_; // in MCUs, 0 for none
   const int threads_;
   Tables<Sample> tables_;
@@ -552,7 +549,8 @@ class Writer : public img::RowWriter {
   Segment segment_;
   int rowsDone_ = 0, held_ = 0;
   Bytes heldRows_;
-  std::vector<AlignedArray<Block>> coefficients_; // rows of MCUs in coding order, where two passes are needed
+  std::vector<ScanSpec> script_;                   // where all coefficients are needed
+  std::unique_ptr<CoefficientImage> coefficients_; // before the first is coded
 };
 
 template <class Sample>
@@ -570,6 +568,7 @@ Error openWriter(img::ByteSink& sink, const img::Picture& picture, const EncodeO
                  std::unique_ptr<img::RowWriter>& writer) {
   if (picture.width > 65535 || picture.height > 65535) return fail("a JPEG file holds 65535 x 65535 pixels at most");
   if (options.restartInterval < 0) return fail("the restart interval must be 0 to 65535");
+  if (options.lossless) return openLosslessWriter(sink, picture, options, writer);
   if (picture.bits == 8) return open<Zel8u>(sink, picture, options, writer);
   if (picture.bits == 12) return open<Zel16u>(sink, picture, options, writer);
   return fail("a JPEG file holds samples of 8 or 12 bits, not %d", picture.bits);

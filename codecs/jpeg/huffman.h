@@ -25,9 +25,6 @@ struct SymbolCounts {
   uint32_t count[256] = {};
 };
 
-// Counts the symbols that coding a block after the DC term `lastDc` takes; returns the block's DC term.
-Zel16s countSymbols(const Zel16s* block, Zel16s lastDc, SymbolCounts& dc, SymbolCounts& ac);
-
 // The table that codes these symbols in the fewest bits (T.81 K.2).
 HuffmanList optimalList(const SymbolCounts& counts);
 

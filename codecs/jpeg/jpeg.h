@@ -1,6 +1,6 @@
-// A codec for JPEG files (ITU T.81) of the sequential Huffman processes, on top of zelj: baseline and extended, 8 and
-// 12 bits, grey and three components. It owns the file format and the loops; every sample and coefficient goes through
-// the library.
+// A codec for JPEG files (ITU T.81) of the Huffman processes, on top of zelj: sequential and progressive ones of 8 and
+// 12 bits, grey and three components, and lossless ones of 2 to 16 bits and up to four components. It owns the file
+// format and the loops; every sample and coefficient goes through the library.
 #pragma once
 
 #include "common/image.h"
@@ -18,23 +18,40 @@ using img::Image;
 enum class Sampling { s444, s422, s420 };
 enum class Upsampling { triangle, plain };
 
+// A scan of components: coefficients Ss to Se in zig-zag order, from bit Ah (0: all that are above) down to bit Al.
+struct ScanSpec {
+  std::vector<int> components;
+  int Ss = 0, Se = 63, Ah = 0, Al = 0;
+};
+
 struct EncodeOptions {
   int quality = 75; // 1..100
   Sampling sampling = Sampling::s420;
-  int restartInterval = 0; // in MCUs or rows of MCUs; 0: none
+  bool optimize = false;        // Huffman tables made to measure
+  bool progressive = false;     // by the usual scans; both keep all coefficients in memory
+  std::vector<ScanSpec> script; // scans in place of the usual ones
+  bool lossless = false;
+  int predictor = 1, pointTransform = 0; // 1..7; low bits of samples that are left out
+  int restartInterval = 0;               // in MCUs or rows of MCUs; 0: none
   bool restartInRows = false;
   int threads = 1;
 };
 
 struct DecodeOptions {
   Upsampling upsampling = Upsampling::triangle;
-  int scale = 1; // 1, 2, 4 or 8: the image at 1/scale of its width and height
+  int scale = 1;     // 1, 2, 4 or 8: the image at 1/scale of its width and height
+  int scansRead = 0; // of a progressive file: the picture that so many scans make; 0: all
   int threads = 1;
   int64_t maxPixels = img::kDefaultMaxPixels;
   bool keepGoing = false; // decode what is left of damaged data instead of failing
 };
 
-// Rows of pictures from files, and files of them: grey or R, G, B, 8 or 12 bits.
+// Scans from text: "0,1,2: 0-0, 0, 1;" and so on, with components, Ss-Se, Ah and Al, or the components alone; # begins
+// a comment.
+Error parseScript(const std::string& text, std::vector<ScanSpec>& script);
+
+// Rows of pictures from files, and files of them: grey or R, G, B, 8 or 12 bits; lossless ones of 2 to 16 bits, also of
+// C, M, Y, K.
 Error openReader(img::ByteSource& source, const DecodeOptions& options, std::unique_ptr<img::RowReader>& reader);
 Error openWriter(img::ByteSink& sink, const img::Picture& picture, const EncodeOptions& options,
                  std::unique_ptr<img::RowWriter>& writer);
@@ -47,5 +64,19 @@ Error encode(const Image& image, const EncodeOptions& options, Bytes& file);
 
 // `damage` gets a message if data were damaged and options.keepGoing made an image of them nevertheless.
 Error decode(ByteSpan file, const DecodeOptions& options, Image& image, std::string& damage);
+
+struct RecodeOptions {
+  enum class Process { same, sequential, progressive } process = Process::same;
+  bool optimize = false;
+  std::vector<ScanSpec> script;
+  int restartInterval = 0; // as in EncodeOptions
+  bool restartInRows = false;
+  bool strip = false; // leaves metadata and comments out
+  bool keepGoing = false;
+  int64_t maxPixels = img::kDefaultMaxPixels;
+};
+
+// Codes the coefficients of a file anew: the same picture, bit by bit. `damage` as in decode.
+Error recode(img::ByteSource& source, img::ByteSink& sink, const RecodeOptions& options, std::string& damage);
 
 } // namespace jpeg

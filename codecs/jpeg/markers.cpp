@@ -17,13 +17,13 @@ bool startsWith(ByteSpan bytes, const char* text, size_t length) {
 }
 
 // Whether the codes of a list fit their lengths (T.81 Annex C), and for DC tables whether the symbols are categories.
-bool isSound(const HuffmanList& list, bool dc) {
+bool isSound(const HuffmanList& list, bool dc, int maxCategory) {
   int code = 0;
   for (int length = 1; length <= 16; ++length) {
     code = 2 * code + list.bits[length - 1];
     if (code > 1 << length) return false;
   }
-  return !dc || std::all_of(list.values, list.values + symbolCount(list), [](int v) { return v < 16; });
+  return !dc || std::all_of(list.values, list.values + symbolCount(list), [=](int v) { return v <= maxCategory; });
 }
 
 } // namespace
@@ -87,9 +87,10 @@ Error readQuantTables(ByteSpan segment, Header& header) {
 
 namespace {
 
-Error makeDecodeSpec(const HuffmanList& list, bool dc, DecodeSpec& owner) {
+Error makeDecodeSpec(const HuffmanList& list, bool dc, DecodeSpec& owner, int maxCategory = 15) {
   ZeliDecodeHuffmanSpec* spec = nullptr;
-  if (!isSound(list, dc) || zeliDecodeHuffmanSpecInitAlloc_JPEG_8u(list.bits, list.values, &spec) != zelStatusOk) {
+  if (!isSound(list, dc, maxCategory) ||
+      zeliDecodeHuffmanSpecInitAlloc_JPEG_8u(list.bits, list.values, &spec) != zelStatusOk) {
     return fail("bad Huffman table");
   }
   owner.reset(spec);
@@ -107,7 +108,10 @@ Error readHuffmanTables(ByteSpan segment, Header& header) {
     const auto count = static_cast<size_t>(symbolCount(list));
     if (count > 256 || segment.size() < 17 + count) return fail("bad Huffman table");
     std::copy_n(segment.begin() + 17, count, list.values);
-    if (Error error = makeDecodeSpec(list, tableClass == 0, (tableClass ? header.ac : header.dc)[id])) return error;
+    const int maxCategory = header.process == 0 || header.process == kSof3 ? 16 : 15; // a lossless file's may be 16
+    if (Error error = makeDecodeSpec(list, tableClass == 0, (tableClass ? header.ac : header.dc)[id], maxCategory)) {
+      return error;
+    }
     segment = segment.subspan(17 + count);
   }
   return {};
@@ -175,15 +179,27 @@ Error readScan(ByteSpan segment, const Header& header, ScanHeader& scan) {
     scan.dcTable[c] = tables >> 4;
     scan.acTable[c] = tables & 15;
     blocks += found->h * found->v;
-    if (!header.quantDefined[found->quantTable]) return fail("a quantisation table is missing");
+    if (header.process != kSof3 && !header.quantDefined[found->quantTable]) {
+      return fail("a quantisation table is missing");
+    }
   }
   if (count > 1 && blocks > 10) return fail("more than 10 blocks in an MCU");
+  const ByteSpan parameters = segment.last(3);
+  scan.Ss = parameters[0];
+  scan.Se = parameters[1];
+  scan.Ah = parameters[2] >> 4;
+  scan.Al = parameters[2] & 15;
   return {};
 }
 
 void readApplication(int marker, ByteSpan segment, Header& header) {
   if (marker == kApp0 && startsWith(segment, "JFIF", 5)) header.jfif = true;
   if (marker == kApp14 && segment.size() >= 12 && startsWith(segment, "Adobe", 5)) header.adobeTransform = segment[11];
+  if (marker != kCom && (marker < kApp0 || marker >= kApp0 + 16)) return;
+  const size_t length = segment.size() + 2;
+  Bytes bytes = {0xFF, static_cast<uint8_t>(marker), static_cast<uint8_t>(length >> 8), static_cast<uint8_t>(length)};
+  bytes.insert(bytes.end(), segment.begin(), segment.end());
+  header.applications.push_back(std::move(bytes));
 }
 
 const char* processName(int marker) {
@@ -262,6 +278,17 @@ Error readToScan(MarkerReader& reader, Header& header, ScanHeader& scan, Damage&
       readApplication(marker, segment, header);
     if (error || marker == kSos) return error;
   }
+}
+
+Error checkPlausible(const Header& header, const img::ByteSource& source, bool keepGoing) {
+  const Frame& frame = header.frame;
+  const std::optional<uint64_t> size = source.size();
+  if (!size) return {};
+  int64_t blocks = 0;
+  for (const Component& c : frame.components) blocks += int64_t{c.blocksWide} * c.blocksHigh;
+  const int64_t possible = static_cast<int64_t>(*size - source.position()) * (header.process == kSof2 ? 8 : 4);
+  if (blocks <= possible || (keepGoing && blocks <= std::max<int64_t>(64 * possible, 65536))) return {};
+  return fail("the file is too short for %d x %d pixels", frame.width, frame.height);
 }
 
 } // namespace jpeg

@@ -20,6 +20,7 @@ struct Header {
   int restartInterval = 0;
   std::optional<int> adobeTransform; // of the APP14 segment: 0 means that components are not converted
   bool jfif = false;
+  std::vector<Bytes> applications;  // other application segments and comments, from their markers on
   uint16_t quantTables[4][64] = {}; // in natural order
   bool quantDefined[4] = {}, quantIs16Bit[4] = {};
   DecodeSpec dc[4], ac[4];
@@ -29,6 +30,9 @@ struct Header {
 struct ScanHeader {
   std::vector<int> components;          // in the frame
   int dcTable[4] = {}, acTable[4] = {}; // by component in the frame
+  // The band and the bits that a progressive scan codes; the predictor (Ss) and the point transform (Al) of a lossless
+  // one.
+  int Ss = 0, Se = 63, Ah = 0, Al = 0;
 };
 
 // Walks through the markers of a file.
@@ -68,5 +72,9 @@ Error readStart(img::ByteSource& source);
 
 // Goes through marker segments up to the next scan. `scan` stays empty at the end of the image and of the file.
 Error readToScan(MarkerReader& reader, Header& header, ScanHeader& scan, Damage& damage);
+
+// A block takes two bits at least, in a progressive file one. So a short file cannot hold a large image. Of a file that
+// was cut off, a part may be asked for.
+Error checkPlausible(const Header& header, const img::ByteSource& source, bool keepGoing);
 
 } // namespace jpeg

@@ -8,6 +8,8 @@ namespace jpeg {
 enum Marker : uint8_t {
   kSof0 = 0xC0, // baseline
   kSof1 = 0xC1, // extended sequential
+  kSof2 = 0xC2, // progressive
+  kSof3 = 0xC3, // lossless
   kDht = 0xC4,
   kJpg = 0xC8,
   kDac = 0xCC,
@@ -20,7 +22,10 @@ enum Marker : uint8_t {
   kDnl = 0xDC,
   kDri = 0xDD,
   kApp0 = 0xE0,
+  kApp1 = 0xE1,
+  kApp2 = 0xE2,
   kApp14 = 0xEE,
+  kCom = 0xFE,
   kTem = 0x01,
 };
 

@@ -20,10 +20,22 @@ class SegmentWriter {
     for (const char letter : {'J', 'F', 'I', 'F', '\0'}) byte(letter);
     for (const int value : {1, 1, 0, 0, 1, 0, 1, 0, 0}) byte(value); // version 1.1, square pixels, no thumbnail
   }
+  // Tells that components are what they are, not converted: R, G, B, or C, M, Y, K, these inverted.
+  void adobe() {
+    segment(kApp14, 12);
+    for (const char letter : {'A', 'd', 'o', 'b', 'e'}) byte(letter);
+    for (const int value : {0, 100, 0, 0, 0, 0, 0}) byte(value);
+  }
   void quantTable(int id, const uint8_t* table) {
     segment(kDqt, 65);
     byte(id);
     for (int i = 0; i < 64; ++i) byte(table[i]);
+  }
+  // Steps in natural order, of which none may be larger than a byte unless `wide`.
+  void quantTable(int id, const uint16_t* steps, bool wide) {
+    segment(kDqt, wide ? 129 : 65);
+    byte((wide ? 16 : 0) | id);
+    for (const uint8_t natural : kNaturalOrder) wide ? word(steps[natural]) : byte(steps[natural]);
   }
   void frame(int process, const Frame& frame) {
     segment(process, 6 + 3 * static_cast<int>(frame.components.size()));
@@ -49,15 +61,27 @@ class SegmentWriter {
   }
   // One scan of all components, each with the tables of its class.
   void scan(const Frame& frame) {
-    const int count = static_cast<int>(frame.components.size());
+    std::vector<int> all, tables;
+    for (const Component& c : frame.components) {
+      all.push_back(static_cast<int>(all.size()));
+      tables.push_back(c.quantTable << 4 | c.quantTable);
+    }
+    scan(frame, {all, 0, 63, 0, 0}, tables);
+  }
+  // `tables`: of each component, for DC << 4 | for AC.
+  void scan(const Frame& frame, const ScanSpec& spec, const std::vector<int>& tables) {
+    const int count = static_cast<int>(spec.components.size());
     segment(kSos, 4 + 2 * count);
     byte(count);
-    for (const Component& c : frame.components) {
-      byte(c.id);
-      byte(c.quantTable << 4 | c.quantTable);
+    for (size_t i = 0; i < spec.components.size(); ++i) {
+      byte(frame.components[static_cast<size_t>(spec.components[i])].id);
+      byte(tables[i]);
     }
-    for (const int value : {0, 63, 0}) byte(value); // all coefficients at full precision
+    byte(spec.Ss);
+    byte(spec.Se);
+    byte(spec.Ah << 4 | spec.Al);
   }
+  void bytes(ByteSpan all) { file_.insert(file_.end(), all.begin(), all.end()); }
 
  private:
   void segment(int code, int length) {

@@ -22,6 +22,9 @@ TEST_F(Zelimg, LosslessFormatsKeepEverySample) {
       ASSERT_EQ(zelimg("in" + extension + " a.png"), 0);
       ASSERT_EQ(zelimg("a.png b" + extension), 0);
       EXPECT_EQ(folder_.readImage("b" + extension).bytes, img::withBits(image, bits == 8 ? 8 : 16).bytes);
+      ASSERT_EQ(zelimg("in" + extension + " a.jpg --lossless --predictor 4 --optimize"), 0);
+      ASSERT_EQ(zelimg("a.jpg c" + extension), 0);
+      EXPECT_EQ(folder_.read("c" + extension), folder_.read("in" + extension));
     }
   }
   EXPECT_EQ(zelimg("in.ppm grey.pgm"), 0); // the luminance of colours, three equal channels of grey
@@ -70,6 +73,27 @@ TEST_F(Zelimg, ConvertsTexturesBothWays) {
   EXPECT_EQ(folder_.read("d.pfm").size(), std::string("PF\n60 44\n-1.0\n").size() + 60 * 44 * 12);
   ASSERT_EQ(zelimg("hdr.dds d.png"), 0);
   EXPECT_EQ(folder_.readImage("d.png").bits, 16);
+}
+
+TEST_F(Zelimg, RecodesAndReadsTheFirstScans) {
+  folder_.writeImage("in.ppm", scene_);
+  const std::string script = "0,1,2: 0-0, 0, 0;\n0: 1-63, 0, 0; 1: 1-63, 0, 0; 2: 1-63, 0, 0;";
+  folder_.write("script", Bytes(script.begin(), script.end()));
+  ASSERT_EQ(zelimg("in.ppm a.jpg"), 0);
+  ASSERT_EQ(zelimg("a.jpg a.ppm"), 0);
+  for (const char* how : {"--progressive", "--baseline --optimize", "--restart 1r", "--scans script"}) {
+    ASSERT_EQ(zelimg(std::string("recode a.jpg b.jpg ") + how), 0);
+    ASSERT_EQ(zelimg("b.jpg b.ppm"), 0);
+    EXPECT_EQ(folder_.read("a.ppm"), folder_.read("b.ppm")) << how;
+    ASSERT_EQ(zelimg(std::string("in.ppm c.jpg ") + (how[2] == 'b' ? "--optimize" : how)), 0);
+    EXPECT_EQ(folder_.read("b.jpg"), folder_.read("c.jpg")) << how;
+  }
+  ASSERT_EQ(zelimg("in.ppm p.jpg --progressive"), 0);
+  ASSERT_EQ(zelimg("p.jpg coarse.ppm --scans-read 1"), 0);
+  EXPECT_NE(folder_.read("coarse.ppm"), folder_.read("a.ppm"));
+  std::string said;
+  EXPECT_EQ(zelimg("recode in.ppm b.jpg", &said), 1);
+  EXPECT_NE(said.find("cannot be recoded"), std::string::npos);
 }
 
 // Every failure: its exit code, its message on one line, and no file of any name left behind.

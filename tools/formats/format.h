@@ -31,7 +31,7 @@ struct Settings {
   bool keepGoing = false; // makes pictures of damaged data, as far as they go
 };
 
-enum class Use { reading, writing };
+enum class Use { reading, writing, recoding };
 
 // An option of a command line. `take` puts the value into the format's object, and is false for a value that is not
 // among those that `values` tells of.
@@ -68,6 +68,12 @@ class Format {
   // Begins a file of a picture that `nearest` has given.
   virtual Error create(img::ByteSink& sink, const Picture& picture, const Settings& settings,
                        std::unique_ptr<RowWriter>& writer) = 0;
+
+  // Makes another file of the same format without decoding to samples. `damage` gets a message if data were damaged and
+  // settings.keepGoing made a file of them nevertheless.
+  virtual Error recode(img::ByteSource&, img::ByteSink&, const Settings&, std::string& /*damage*/) {
+    return fail("%s files cannot be recoded", title());
+  }
 };
 
 using Formats = std::vector<std::unique_ptr<Format>>;

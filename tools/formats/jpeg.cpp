@@ -1,10 +1,27 @@
 // JPEG files by codecs/jpeg, and their options.
 #include "jpeg/jpeg.h"
 
+#include <algorithm>
+#include <fstream>
+#include <sstream>
+
 #include "formats/format.h"
 
 namespace formats {
 namespace {
+
+bool takeScript(const std::string& name, std::vector<jpeg::ScanSpec>& script) {
+  std::ifstream file(name);
+  std::stringstream text;
+  text << file.rdbuf();
+  return file.good() && !jpeg::parseScript(text.str(), script);
+}
+
+template <class Options>
+bool takeRestart(const std::string& text, Options& options) {
+  options.restartInRows = text.ends_with('r');
+  return takeNumber(text.substr(0, text.size() - options.restartInRows), 1, 65535, options.restartInterval);
+}
 
 class Jpeg : public Format {
  public:
@@ -22,22 +39,51 @@ class Jpeg : public Format {
            if (found) encode_.sampling = static_cast<jpeg::Sampling>(*found);
            return found.has_value();
          }},
+        {Use::writing, "--optimize", nullptr, "", "makes Huffman tables to measure, in a second pass",
+         [this](const std::string&) { return encode_.optimize = true; }},
+        {Use::writing, "--progressive", nullptr, "", "several scans, from coarse to fine",
+         [this](const std::string&) { return encode_.progressive = true; }},
+        {Use::writing, "--scans", "FILE", "a file of scans such as \"0,1,2: 0-0, 0, 1;\"",
+         "scans by a script in a file", [this](const std::string& v) { return takeScript(v, encode_.script); }},
+        {Use::writing, "--lossless", nullptr, "", "keeps every sample, of up to 16 bits",
+         [this](const std::string&) { return encode_.lossless = true; }},
+        {Use::writing, "--predictor", "N", "1 to 7", "of a lossless file, 1 to 7; 1",
+         [this](const std::string& v) { return takeNumber(v, 1, 7, encode_.predictor); }},
+        {Use::writing, "--point-transform", "N", "0 to 15", "leaves the N lowest bits out of a lossless file",
+         [this](const std::string& v) { return takeNumber(v, 0, 15, encode_.pointTransform); }},
         {Use::writing, "--restart", "N", "1 to 65535, or 1r and more for rows of MCUs",
          "a restart marker every N MCUs, or rows of MCUs (2r)",
-         [this](const std::string& v) {
-           encode_.restartInRows = v.ends_with('r');
-           return takeNumber(v.substr(0, v.size() - encode_.restartInRows), 1, 65535, encode_.restartInterval);
+         [this](const std::string& v) { return takeRestart(v, encode_); }},
+        {Use::writing, "--bits", "N", "8, 12 or, lossless, 2 to 16", "of a sample; 12 for pictures of 12 bits, else 8",
+         [this](const std::string& v) { return takeNumber(v, 2, 16, bits_); }},
+        {Use::recoding, "--progressive", nullptr, "", "makes a progressive file",
+         [this](const std::string&) {
+           recode_.process = jpeg::RecodeOptions::Process::progressive;
+           return true;
          }},
-        {Use::writing, "--bits", "N", "8 or 12", "of a sample; 12 for pictures of 12 bits, else 8",
-         [this](const std::string& v) {
-           return choice(v, {"8", "12"}) && takeNumber(v, 8, 12, bits_);
+        {Use::recoding, "--baseline", nullptr, "", "makes a file of one scan",
+         [this](const std::string&) {
+           recode_.process = jpeg::RecodeOptions::Process::sequential;
+           return true;
          }},
+        {Use::recoding, "--optimize", nullptr, "", "makes Huffman tables to measure",
+         [this](const std::string&) { return recode_.optimize = true; }},
+        {Use::recoding, "--scans", "FILE", "a file of scans such as \"0,1,2: 0-0, 0, 1;\"",
+         "scans by a script in a file", [this](const std::string& v) { return takeScript(v, recode_.script); }},
+        {Use::recoding, "--restart", "N", "1 to 65535, or 1r and more for rows of MCUs",
+         "a restart marker every N MCUs, or rows of MCUs (2r)",
+         [this](const std::string& v) { return takeRestart(v, recode_); }},
+        {Use::recoding, "--strip", nullptr, "", "leaves metadata and comments out",
+         [this](const std::string&) { return recode_.strip = true; }},
         {Use::reading, "--scale", "1/N", "1/1, 1/2, 1/4 or 1/8", "the picture at 1/2, 1/4 or 1/8 of its size",
          [this](const std::string& v) {
            const std::optional<int> found = choice(v, {"1/1", "1/2", "1/4", "1/8"});
            if (found) decode_.scale = 1 << *found;
            return found.has_value();
          }},
+        {Use::reading, "--scans-read", "N", "1 and more",
+         "the picture that the first N scans of a progressive file make",
+         [this](const std::string& v) { return takeNumber(v, 1, 1000, decode_.scansRead); }},
         {Use::reading, "--upsample", "U", "triangle or plain", "triangle (smooth) or plain chroma; triangle",
          [this](const std::string& v) {
            const std::optional<int> found = choice(v, {"triangle", "plain"});
@@ -64,6 +110,11 @@ class Jpeg : public Format {
 
   Picture nearest(const Picture& picture, const std::string&) const override {
     Picture nearest = picture;
+    if (encode_.lossless) {
+      nearest.alpha = false;
+      nearest.bits = bits_ ? bits_ : std::clamp(picture.bits, 2, 16);
+      return nearest;
+    }
     if (nearest.colour == Colour::cmyk) nearest.colour = Colour::rgb;
     nearest.alpha = false;
     nearest.bits = bits_ ? bits_ : picture.bits == 12 ? 12 : 8;
@@ -76,7 +127,14 @@ class Jpeg : public Format {
     return jpeg::openWriter(sink, picture, encode_, writer);
   }
 
+  Error recode(img::ByteSource& source, img::ByteSink& sink, const Settings& settings, std::string& damage) override {
+    recode_.maxPixels = settings.maxPixels;
+    recode_.keepGoing = settings.keepGoing;
+    return jpeg::recode(source, sink, recode_, damage);
+  }
+
  private:
+  jpeg::RecodeOptions recode_;
   jpeg::EncodeOptions encode_;
   jpeg::DecodeOptions decode_;
   int bits_ = 0; // 0: as the picture's

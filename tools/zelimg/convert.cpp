@@ -206,6 +206,23 @@ int convertToFolder(const std::vector<std::string>& from, const std::string& fol
   return worst;
 }
 
+int recode(const std::string& from, const std::string& to, Arguments& arguments, const Formats& formats) {
+  const std::string fromName = shown(from, "standard input"), toName = shown(to, "standard output");
+  Opened opened;
+  if (Error error = naming(fromName, [&] { return open(from, formats, opened); })) return report(kFileFailed, error);
+  if (Error error = giveOptions(arguments, *opened.format, Use::recoding)) return report(kBadCommand, error);
+  warnOfUnused(arguments);
+  files::FileOutput output;
+  if (Error error = naming(toName, [&] { return output.open(to); })) return report(kFileFailed, error);
+  std::string damage;
+  const auto work = [&] { return opened.format->recode(opened.source, output, arguments.settings, damage); };
+  if (Error error = naming(fromName, work)) return report(kFileFailed, error);
+  if (Error error = naming(toName, [&] { return output.commit(); })) return report(kFileFailed, error);
+  if (damage.empty()) return kGood;
+  remark(fromName, damage);
+  return kSalvaged;
+}
+
 Error print(const std::string& text) {
   if (std::fwrite(text.data(), 1, text.size(), stdout) == text.size() && std::fflush(stdout) == 0) return {};
   return fail("standard output: %s", std::strerror(errno));

@@ -15,6 +15,9 @@ int convert(const std::string& from, const std::string& to, Arguments& arguments
 int convertToFolder(const std::vector<std::string>& from, const std::string& folder, Arguments& arguments,
                     const Formats& formats);
 
+// One file to another of the same format, without decoding to samples.
+int recode(const std::string& from, const std::string& to, Arguments& arguments, const Formats& formats);
+
 // Tells on standard output what a file holds.
 int info(const std::string& name, Arguments& arguments, const Formats& formats);
 

@@ -14,6 +14,7 @@ namespace {
 const char kHelp[] =
     R"(zelimg IN OUT [options]         converts an image file
 zelimg IN... FOLDER --format F  converts several, under their names
+zelimg recode IN OUT            codes a JPEG file anew, same pixels
 zelimg info FILE...             tells what files hold
 zelimg help FORMAT              the options of a format
 zelimg --help, --version        this text, and what program this is
@@ -47,12 +48,14 @@ std::string formatHelp(Format& format) {
   std::string text = std::string(format.title()) + ":";
   for (const char* extension : format.extensions()) text.append(" ").append(extension);
   text += "\n";
-  for (const auto use : {formats::Use::reading, formats::Use::writing}) {
+  using formats::Use;
+  for (const auto& [use, head] :
+       {std::pair{Use::reading, "Reading"}, {Use::writing, "Writing"}, {Use::recoding, "Recoding (zelimg recode)"}}) {
     std::string lines;
     for (const formats::Option& option : format.options()) {
       if (option.use == use) lines += line(option);
     }
-    if (!lines.empty()) text += (use == formats::Use::reading ? "\nReading:\n" : "\nWriting:\n") + lines;
+    if (!lines.empty()) text += std::string("\n") + head + ":\n" + lines;
   }
   return text;
 }
@@ -86,6 +89,7 @@ int run(const std::vector<std::string>& words) {
     for (size_t i = 1; i < names.size(); ++i) worst = std::max(worst, info(names[i], arguments, formats));
     return worst;
   }
+  if (names.size() == 3 && names[0] == "recode") return recode(names[1], names[2], arguments, formats);
   if (names.empty()) return report(kBadCommand, fail("nothing to do: name an input and an output"));
   if (names.size() == 1) return report(kBadCommand, fail("name an output too"));
   if (isFolder(names.back())) {

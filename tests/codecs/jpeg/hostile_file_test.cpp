@@ -116,8 +116,8 @@ TEST(HostileFile, BadHeadersAreNamed) {
     const char* message;
   } cases[] = {
       {{{0, 0x89}}, "not a JPEG file"},
-      {{{frame - 3, 0xC2}}, "progressive files are not supported"},
-      {{{frame - 3, 0xC3}}, "lossless files are not supported"},
+      {{{frame - 3, 0xC2}}, "a scan of bad coefficients (0 to 63)"},
+      {{{frame - 3, 0xC3}}, "lossless files with subsampling are not supported"},
       {{{frame - 3, 0xC9}}, "arithmetic-coded files are not supported"},
       {{{frame, 12}}, "12 bits a sample are not supported"}, // in a baseline frame
       {{{frame, 16}, {frame - 3, 0xC1}}, "16 bits a sample are not supported"},

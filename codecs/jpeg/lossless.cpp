@@ -1,0 +1,421 @@
+#include "jpeg/lossless.h"
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <new>
+
+#include "jpeg/huffman.h"
+#include "jpeg/samples.h"
+#include "jpeg/writer.h"
+
+namespace jpeg {
+namespace {
+
+constexpr int kMostPlanes = 4;
+
+// A row of 16-bit values for each component.
+struct PlaneRows {
+  std::vector<Zel16s> values[kMostPlanes];
+  Zel16s* rows[kMostPlanes] = {};
+
+  void resize(size_t planes, int width) {
+    for (size_t c = 0; c < planes; ++c) {
+      values[c].assign(static_cast<size_t>(width), 0);
+      rows[c] = values[c].data();
+    }
+  }
+};
+
+// No sample takes more bytes: 16 bits of a code and 15 behind it, twice as many if each byte is 0xFF.
+constexpr size_t kBytesOfSample = 8;
+
+size_t mostBytesOfRow(const img::Picture& picture) {
+  return picture.rowSamples() * kBytesOfSample + 64;
+}
+
+class Writer : public img::RowWriter {
+ public:
+  Writer(img::ByteSink& sink, const img::Picture& picture, const EncodeOptions& options)
+      : sink_(sink),
+        picture_(picture),
+        options_(options),
+        planes_(static_cast<size_t>(picture.channels())),
+        rowsOfInterval_(options.restartInRows ? options.restartInterval : options.restartInterval / picture.width) {}
+
+  Error begin() {
+    const int64_t interval = int64_t{rowsOfInterval_} * picture_.width;
+    if (!options_.restartInRows && interval != options_.restartInterval) {
+      return fail("a restart interval of a lossless file holds whole rows");
+    }
+    if (interval > 65535) return fail("a restart interval holds 65535 samples at most, not %lld", (long long)interval);
+    if (options_.pointTransform >= picture_.bits) return fail("the point transform leaves no bits");
+    samples_[0].resize(planes_, picture_.width);
+    samples_[1].resize(planes_, picture_.width);
+    differences_.resize(planes_, picture_.width);
+    ZeliEncodeHuffmanState* state = nullptr;
+    if (zeliEncodeHuffmanStateInitAlloc_JPEG_8u(&state) != zelStatusOk) throw std::bad_alloc();
+    state_.reset(state);
+    if (options_.optimize) {
+      kept_.resize(planes_);
+      return {};
+    }
+    // Differences come about half as often for each bit more or less than is usual.
+    SymbolCounts counts;
+    const int usual = std::max(1, (picture_.bits - options_.pointTransform) / 3);
+    for (int c = 0; c <= 16; ++c) counts.count[c] = 1u << std::max(0, 24 - 2 * std::abs(c - usual));
+    const HuffmanList list = optimalList(counts);
+    return beginScan({list, list, list, list});
+  }
+
+  Error write(const img::ConstRows& rows) override {
+    for (int y = 0; y < rows.count; ++y) {
+      if (picture_.sampleBytes() == 1)
+        split(rows.row<Zel8u>(y));
+      else
+        split(rows.row<Zel16u>(y));
+      if (Error error = writeRow()) return error;
+    }
+    return {};
+  }
+
+  Error finish() override {
+    if (options_.optimize) {
+      if (Error error = writeKept()) return error;
+    }
+    makeRoom();
+    if (Error error = code(nullptr, 1)) return error;
+    bytes_.resize(static_cast<size_t>(position_));
+    SegmentWriter(bytes_).marker(kEoi);
+    return sink_.write(bytes_);
+  }
+
+ private:
+  // C, M, Y, K are inverted in files.
+  template <class Sample>
+  void split(const Sample* row) {
+    const int shift = options_.pointTransform, flip = picture_.colour == img::Colour::cmyk ? picture_.maxValue() : 0;
+    for (size_t c = 0; c < planes_; ++c) {
+      Zel16s* to = samples_[0].rows[c];
+      for (size_t x = 0; x < static_cast<size_t>(picture_.width); ++x) {
+        to[x] = static_cast<Zel16s>((row[x * planes_ + c] ^ flip) >> shift);
+      }
+    }
+  }
+
+  bool beginsInterval(int y) const { return y == 0 || (rowsOfInterval_ && y % rowsOfInterval_ == 0); }
+
+  Error writeRow() {
+    const bool first = beginsInterval(row_++);
+    for (size_t c = 0; c < planes_; ++c) {
+      const Zel16s* row = samples_[0].rows[c];
+      if (first) {
+        zeliDiffPredFirstRow_JPEG_16s_C1(row, differences_.rows[c], picture_.width, picture_.bits,
+                                         options_.pointTransform);
+      } else {
+        zeliDiffPredRow_JPEG_16s_C1(row, samples_[1].rows[c], differences_.rows[c], picture_.width, options_.predictor);
+      }
+    }
+    std::swap(samples_[0], samples_[1]);
+    if (!options_.optimize) return codeRow(row_ - 1, differences_.rows);
+    for (size_t c = 0; c < planes_; ++c) {
+      const std::vector<Zel16s>& row = differences_.values[c];
+      for (const Zel16s& d : row) zeliGetHuffmanStatisticsOne_JPEG_16s_C1(&d, counts_[c].count);
+      kept_[c].insert(kept_[c].end(), row.begin(), row.end());
+    }
+    return {};
+  }
+
+  Error writeKept() {
+    std::array<HuffmanList, kMostPlanes> lists{};
+    for (size_t c = 0; c < planes_; ++c) lists[c] = optimalList(counts_[c]);
+    if (Error error = beginScan(lists)) return error;
+    for (int y = 0; y < picture_.height; ++y) {
+      Zel16s* rows[kMostPlanes] = {};
+      const size_t begin = static_cast<size_t>(y) * static_cast<size_t>(picture_.width);
+      for (size_t c = 0; c < planes_; ++c) rows[c] = &kept_[c][begin];
+      if (Error error = codeRow(y, rows)) return error;
+    }
+    return {};
+  }
+
+  Error codeRow(int y, Zel16s* const* rows) {
+    constexpr Zel32s kPiece = 1 << 16;
+    if (position_ >= kPiece) {
+      if (Error error = sink_.write({bytes_.data(), static_cast<size_t>(position_)})) return error;
+      position_ = 0;
+    }
+    makeRoom();
+    if (y > 0 && beginsInterval(y)) {
+      if (Error error = code(nullptr, 1)) return error;
+      bytes_[static_cast<size_t>(position_++)] = 0xFF;
+      bytes_[static_cast<size_t>(position_++)] = static_cast<uint8_t>(kRst0 + (y / rowsOfInterval_ - 1) % 8);
+    }
+    const Zel16s* from[kMostPlanes] = {rows[0], rows[1], rows[2], rows[3]};
+    return code(from, 0);
+  }
+
+  void makeRoom() {
+    const size_t needed = static_cast<size_t>(position_) + mostBytesOfRow(picture_);
+    if (bytes_.size() < needed) bytes_.resize(needed);
+  }
+
+  Error code(const Zel16s** rows, int flush) {
+    const ZeliEncodeHuffmanSpec* tables[kMostPlanes] = {};
+    for (size_t c = 0; c < planes_; ++c) tables[c] = specs_[c].get();
+    const ZelStatus status = zeliEncodeHuffmanRow_JPEG_16s1u_P4C1(rows, picture_.width, static_cast<Zel32s>(planes_),
+                                                                  bytes_.data(), static_cast<Zel32s>(bytes_.size()),
+                                                                  &position_, tables, state_.get(), flush);
+    return status == zelStatusOk ? Error{} : fail("the entropy coder failed (status %d)", status);
+  }
+
+  Error beginScan(const std::array<HuffmanList, kMostPlanes>& lists) {
+    Frame frame;
+    frame.bits = picture_.bits;
+    frame.width = picture_.width;
+    frame.height = picture_.height;
+    ScanSpec scan{{}, options_.predictor, 0, 0, options_.pointTransform};
+    std::vector<int> tables;
+    for (size_t c = 0; c < planes_; ++c) {
+      Component component;
+      component.id = planes_ == 3 ? "RGB"[c] : static_cast<int>(c) + 1;
+      frame.components.push_back(component);
+      scan.components.push_back(static_cast<int>(c));
+      tables.push_back(static_cast<int>(c) << 4);
+    }
+    Bytes header;
+    SegmentWriter writer(header);
+    writer.marker(kSoi);
+    if (planes_ > 1) writer.adobe();
+    writer.frame(kSof3, frame);
+    for (size_t c = 0; c < planes_; ++c) {
+      ZeliEncodeHuffmanSpec* spec = nullptr;
+      if (zeliEncodeHuffmanSpecInitAlloc_JPEG_8u(lists[c].bits, lists[c].values, &spec) != zelStatusOk) {
+        return fail("cannot make Huffman tables");
+      }
+      specs_[c].reset(spec);
+      writer.huffmanTable(0, static_cast<int>(c), lists[c]);
+    }
+    if (rowsOfInterval_) writer.restartInterval(rowsOfInterval_ * picture_.width);
+    writer.scan(frame, scan, tables);
+    return sink_.write(header);
+  }
+
+  img::ByteSink& sink_;
+  const img::Picture picture_;
+  const EncodeOptions options_;
+  const size_t planes_;
+  const int rowsOfInterval_;
+  int row_ = 0;
+  PlaneRows samples_[2]; // of the row, and of the one above
+  PlaneRows differences_;
+  EncodeState state_;
+  EncodeSpec specs_[kMostPlanes];
+  Bytes bytes_;
+  Zel32s position_ = 0;
+  SymbolCounts counts_[kMostPlanes];      // where tables are made to measure,
+  std::vector<std::vector<Zel16s>> kept_; // of all differences
+};
+
+class Reader : public img::RowReader {
+ public:
+  Reader(img::ByteSource& source, const DecodeOptions& options, const Header& header, const ScanHeader& scan)
+      : source_(source),
+        damage_(options.keepGoing),
+        planes_(header.frame.components.size()),
+        predictor_(scan.Ss),
+        pointTransform_(scan.Al),
+        flips_(planes_ == 4 && header.adobeTransform.has_value()),
+        convert_(planes_ == 3 && (header.jfif || header.adobeTransform.value_or(0) != 0)) {
+    picture_.width = header.frame.width;
+    picture_.height = header.frame.height;
+    picture_.bits = header.frame.bits;
+    picture_.colour = planes_ == 1 ? img::Colour::grey : planes_ == 3 ? img::Colour::rgb : img::Colour::cmyk;
+    rowsOfInterval_ = header.restartInterval / picture_.width;
+  }
+
+  Error open(Header&& header, const ScanHeader& scan, const DecodeOptions& options, const Damage& damageOfHeader) {
+    const Frame& frame = header.frame;
+    for (const std::string& remark : damageOfHeader.remarks()) damage_.remark(remark);
+    if (planes_ == 2) return fail("files of two components are not supported");
+    if (frame.bits < 2 || frame.bits > 16) return fail("%d bits a sample are not supported", frame.bits);
+    if (scan.components.size() != planes_) return fail("lossless files of several scans are not supported");
+    for (const Component& c : frame.components) {
+      if (c.h != frame.hMax || c.v != frame.vMax) return fail("lossless files with subsampling are not supported");
+    }
+    if (predictor_ < 1 || predictor_ > 7 || pointTransform_ >= frame.bits) return fail("bad scan header");
+    if (convert_ && frame.bits != 8 && frame.bits != 12) {
+      return fail("lossless Y, Cb, Cr of %d bits are not supported", frame.bits);
+    }
+    if (planes_ == 4 && header.adobeTransform.value_or(0) == 2) return fail("lossless YCCK files are not supported");
+    if (header.restartInterval % picture_.width) return fail("a restart interval that is no number of rows");
+    if (options.scale != 1) return fail("a lossless file has no pictures of reduced size");
+    // A sample takes a bit at least.
+    const std::optional<uint64_t> size = source_.size();
+    const auto samples = static_cast<uint64_t>(picture_.rowSamples()) * static_cast<uint64_t>(picture_.height);
+    if (size && !options.keepGoing && samples / 8 > *size) {
+      return fail("the file is too short for %d x %d pixels", frame.width, frame.height);
+    }
+    for (size_t c = 0; c < planes_; ++c) {
+      specs_[c] = std::move(header.dc[scan.dcTable[c]]);
+      if (specs_[c]) shared_[scan.dcTable[c]] = specs_[c].get();
+      tables_[c] = shared_[scan.dcTable[c]];
+      if (!tables_[c]) return fail("a Huffman table is missing");
+    }
+    samples_[0].resize(planes_, picture_.width);
+    samples_[1].resize(planes_, picture_.width);
+    differences_.resize(planes_, picture_.width);
+    converted_.resize(3 * static_cast<size_t>(picture_.width));
+    ZeliDecodeHuffmanState* state = nullptr;
+    if (zeliDecodeHuffmanStateInitAlloc_JPEG_8u(&state) != zelStatusOk) throw std::bad_alloc();
+    state_.reset(state);
+    return {};
+  }
+
+  Error read(const img::Rows& rows) override {
+    for (int y = 0; y < rows.count; ++y) {
+      if (Error error = readRow()) return error;
+      if (picture_.sampleBytes() == 1)
+        join(rows.row<Zel8u>(y));
+      else
+        join(rows.row<Zel16u>(y));
+    }
+    return {};
+  }
+
+  Error finish() override {
+    int marker = marker_;
+    if (!marker) {
+      if (Error error = findMarker(marker)) return error;
+    }
+    if (marker == 0) damage_.remark("the end of the image is not marked");
+    damaged_ = damage_.found();
+    if (damaged_) remarks_.push_back(damage_.first());
+    remarks_.insert(remarks_.end(), damage_.remarks().begin(), damage_.remarks().end());
+    return {};
+  }
+
+ private:
+  Error readRow() {
+    bool first = row_ == 0;
+    if (row_ > 0 && rowsOfInterval_ && row_ % rowsOfInterval_ == 0) {
+      if (Error error = restart()) return error;
+      first = !ended_;
+    }
+    ++row_;
+    std::swap(samples_[0], samples_[1]);
+    if (!ended_) {
+      if (Error error = source_.fill(mostBytesOfRow(picture_))) return error;
+      const ByteSpan visible = source_.visible();
+      Zel32s position = 0;
+      const Zel8u nothing = 0;
+      const ZelStatus status = zeliDecodeHuffmanRow_JPEG_1u16s_C1P4(
+          visible.empty() ? &nothing : visible.data(),
+          static_cast<Zel32s>(std::clamp<size_t>(visible.size(), 1, INT32_MAX)), &position, differences_.rows,
+          picture_.width, static_cast<Zel32s>(planes_), &marker_, tables_, state_.get());
+      source_.skip(std::min(static_cast<size_t>(position), visible.size()));
+      if (status == zelStatusOk) {
+        reconstruct(first);
+        return {};
+      }
+      damage_.note(img::format("damaged or missing data in row %d of %d", row_, picture_.height));
+      if (damage_.stops()) return damage_.error();
+      ended_ = true;
+    }
+    // The row above is all that is known.
+    for (size_t c = 0; c < planes_; ++c) samples_[0].values[c] = samples_[1].values[c];
+    return {};
+  }
+
+  void reconstruct(bool first) {
+    for (size_t c = 0; c < planes_; ++c) {
+      if (first) {
+        zeliReconstructPredFirstRow_JPEG_16s_C1(differences_.rows[c], samples_[0].rows[c], picture_.width,
+                                                picture_.bits, pointTransform_);
+      } else {
+        zeliReconstructPredRow_JPEG_16s_C1(differences_.rows[c], samples_[1].rows[c], samples_[0].rows[c],
+                                           picture_.width, predictor_);
+      }
+    }
+  }
+
+  // Moves behind the next marker of the source; 0: there is none.
+  Error findMarker(int& marker) {
+    uint64_t skipped = 0;
+    return MarkerReader(source_).next(marker, skipped);
+  }
+
+  Error restart() {
+    const int expected = kRst0 + (row_ / rowsOfInterval_ - 1) % 8;
+    int marker = marker_ ? marker_ : pending_;
+    if (!marker) {
+      if (Error error = findMarker(marker)) return error;
+    }
+    ended_ = marker != expected;
+    pending_ = ended_ ? marker : 0;
+    marker_ = 0;
+    if (ended_) damage_.note(img::format("a restart marker is missing in front of row %d", row_ + 1));
+    zeliDecodeHuffmanStateInit_JPEG_8u(state_.get());
+    return damage_.stops() ? damage_.error() : Error{};
+  }
+
+  template <class Sample>
+  void join(Sample* row) {
+    const int most = picture_.maxValue(), flip = flips_ ? most : 0;
+    const auto width = static_cast<size_t>(picture_.width);
+    Sample* const to = row;
+    for (size_t c = 0; c < planes_; ++c) {
+      const Zel16s* from = samples_[0].rows[c];
+      for (size_t x = 0; x < width; ++x) {
+        const int value = std::min(static_cast<Zel16u>(from[x]) << pointTransform_, most);
+        to[x * planes_ + c] = static_cast<Sample>(value ^ flip);
+      }
+    }
+    if (!convert_) return;
+    auto* planes = reinterpret_cast<Sample*>(converted_.data());
+    for (size_t c = 0; c < 3; ++c) {
+      for (size_t x = 0; x < width; ++x) planes[c * width + x] = to[3 * x + c];
+    }
+    const Sample* const rows[3] = {planes, planes + width, planes + 2 * width};
+    convertInverse(rows, to, picture_.width);
+  }
+
+  img::ByteSource& source_;
+  Damage damage_;
+  const size_t planes_;
+  const int predictor_, pointTransform_;
+  const bool flips_, convert_;
+  int rowsOfInterval_ = 0, row_ = 0;
+  PlaneRows samples_[2]; // of the row, and of the one above
+  PlaneRows differences_;
+  std::vector<Zel16u> converted_;
+  DecodeState state_;
+  DecodeSpec specs_[kMostPlanes];
+  const ZeliDecodeHuffmanSpec *tables_[kMostPlanes] = {}, *shared_[kMostPlanes] = {};
+  Zel32s marker_ = 0;
+  int pending_ = 0; // a marker that may belong to a later interval
+  bool ended_ = false;
+};
+
+} // namespace
+
+Error openLosslessReader(img::ByteSource& source, const DecodeOptions& options, Header&& header, const ScanHeader& scan,
+                         const Damage& damageOfHeader, std::unique_ptr<img::RowReader>& reader) {
+  auto own = std::make_unique<Reader>(source, options, header, scan);
+  Error error = own->open(std::move(header), scan, options, damageOfHeader);
+  if (!error) reader = std::move(own);
+  return error;
+}
+
+Error openLosslessWriter(img::ByteSink& sink, const img::Picture& picture, const EncodeOptions& options,
+                         std::unique_ptr<img::RowWriter>& writer) {
+  if (picture.bits < 2 || picture.bits > 16 || picture.channels() > kMostPlanes || picture.channels() == 2) {
+    return fail("a lossless JPEG file holds one, three or four components of 2 to 16 bits");
+  }
+  auto own = std::make_unique<Writer>(sink, picture, options);
+  Error error = own->begin();
+  if (!error) writer = std::move(own);
+  return error;
+}
+
+} // namespace jpeg

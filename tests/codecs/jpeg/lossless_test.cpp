@@ -1,0 +1,143 @@
+// Lossless files: every sample comes back, and damage has an end.
+#include "support/images.h"
+#include "support/random.h"
+
+namespace zelj::test {
+namespace {
+
+Image noise(int width, int height, img::Colour colour, int bits, Random& random) {
+  img::Picture picture;
+  picture.width = width;
+  picture.height = height;
+  picture.colour = colour;
+  picture.bits = bits;
+  Image image;
+  img::shape(image, picture);
+  int value = 0;
+  for (int y = 0; y < height; ++y) {
+    for (size_t x = 0; x < image.rowSamples(); ++x) {
+      // Mostly near the sample before, sometimes anything.
+      value =
+          random.in(0, 9) ? std::clamp(value + random.in(-3, 3), 0, image.maxValue()) : random.in(0, image.maxValue());
+      if (bits <= 8)
+        image.row<uint8_t>(y)[x] = static_cast<uint8_t>(value);
+      else
+        image.row<uint16_t>(y)[x] = static_cast<uint16_t>(value);
+    }
+  }
+  return image;
+}
+
+TEST(LosslessFiles, KeepEverySample) {
+  Random random(1);
+  for (int bits = 2; bits <= 16; ++bits) {
+    for (const img::Colour colour : {img::Colour::grey, img::Colour::rgb, img::Colour::cmyk}) {
+      for (int predictor = 1; predictor <= 7; ++predictor) {
+        const Image image = noise(random.in(1, 70), random.in(1, 20), colour, bits, random);
+        jpeg::EncodeOptions options;
+        options.lossless = true;
+        options.predictor = predictor;
+        options.optimize = random.in(0, 1);
+        options.restartInRows = true;
+        options.restartInterval = random.oneOf({0, 1, 3});
+        const Image back = decoded(encoded(image, options));
+        ASSERT_TRUE(img::sameSamples(image, back));
+        ASSERT_EQ(image.bytes, back.bytes) << bits << " bits, predictor " << predictor;
+        if (bits < 4) continue;
+        options.pointTransform = 2;
+        const Image coarse = decoded(encoded(image, options));
+        for (int y = 0; y < image.height; ++y) {
+          for (size_t x = 0; x < image.rowSamples(); ++x) {
+            // Inks are counted from the other end in files.
+            const int flip = colour == img::Colour::cmyk ? image.maxValue() : 0;
+            const int before = bits <= 8 ? image.row<uint8_t>(y)[x] : image.row<uint16_t>(y)[x];
+            const int after = bits <= 8 ? coarse.row<uint8_t>(y)[x] : coarse.row<uint16_t>(y)[x];
+            ASSERT_EQ((before ^ flip) & ~3, after ^ flip);
+          }
+        }
+      }
+    }
+  }
+}
+
+TEST(LosslessFiles, DamageHasAnEnd) {
+  Random random(2);
+  const Image image = noise(40, 30, img::Colour::rgb, 8, random);
+  for (const int restart : {0, 5}) {
+    jpeg::EncodeOptions options;
+    options.lossless = true;
+    options.restartInRows = true;
+    options.restartInterval = restart;
+    const Bytes whole = encoded(image, options);
+    for (size_t length = 0; length < whole.size(); length += length < 200 ? 1 : 17) {
+      const Bytes cut(whole.begin(), whole.begin() + static_cast<ptrdiff_t>(length));
+      Image out;
+      std::string damage;
+      jpeg::DecodeOptions reading;
+      ASSERT_TRUE(jpeg::decode(cut, reading, out, damage)) << length;
+      reading.keepGoing = true;
+      if (!jpeg::decode(cut, reading, out, damage)) {
+        ASSERT_NE(damage, "");
+      }
+    }
+    for (int round = 0; round < 1000; ++round) {
+      Bytes file = whole;
+      for (int i = random.in(1, 4); i > 0; --i) {
+        file[static_cast<size_t>(random.in(2, static_cast<int>(file.size()) - 1))] =
+            static_cast<uint8_t>(random.oneOf({0, 0xFF, 0xD3, 0xD9, random.in(0, 255)}));
+      }
+      Image out;
+      std::string damage;
+      jpeg::DecodeOptions reading;
+      reading.keepGoing = round % 2 == 0;
+      reading.maxPixels = 1 << 16;
+      if (jpeg::decode(file, reading, out, damage)) continue;
+      ASSERT_EQ(out.bytes.size(), out.rowBytes() * static_cast<size_t>(out.height));
+    }
+  }
+  // An interval that is lost costs its rows and no others.
+  jpeg::EncodeOptions options;
+  options.lossless = true;
+  options.restartInRows = true;
+  options.restartInterval = 5;
+  Bytes file = encoded(image, options);
+  size_t restarts = 0;
+  for (size_t i = 0; i + 1 < file.size(); ++i) {
+    if (file[i] != 0xFF || (file[i + 1] & 0xF8) != 0xD0 || ++restarts != 2) continue;
+    std::fill_n(file.begin() + static_cast<ptrdiff_t>(i) - 40, 40, uint8_t{0x5A});
+    break;
+  }
+  jpeg::DecodeOptions reading;
+  reading.keepGoing = true;
+  Image out;
+  std::string damage;
+  ASSERT_EQ(jpeg::decode(file, reading, out, damage).message, "");
+  for (int y = 0; y < 30; ++y) {
+    if (y >= 5 && y < 10) continue;
+    ASSERT_TRUE(std::equal(out.row<uint8_t>(y), out.row<uint8_t>(y) + 120, image.row<uint8_t>(y))) << y;
+  }
+}
+
+TEST(LosslessFiles, WhatIsRefused) {
+  Random random(3);
+  const Image image = noise(40, 30, img::Colour::rgb, 8, random);
+  jpeg::EncodeOptions options;
+  options.lossless = true;
+  options.pointTransform = 8;
+  Bytes file;
+  EXPECT_NE(jpeg::encode(image, options, file).message.find("leaves no bits"), std::string::npos);
+  options.pointTransform = 0;
+  options.restartInterval = 41;
+  EXPECT_NE(jpeg::encode(image, options, file).message.find("whole rows"), std::string::npos);
+  options.restartInterval = 80;
+  const Bytes good = encoded(image, options);
+  EXPECT_EQ(decoded(good).bytes, image.bytes);
+  Image out;
+  std::string damage;
+  jpeg::DecodeOptions reading;
+  reading.scale = 2;
+  EXPECT_NE(jpeg::decode(good, reading, out, damage).message.find("reduced size"), std::string::npos);
+}
+
+} // namespace
+} // namespace zelj::test
