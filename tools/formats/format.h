@@ -111,5 +111,6 @@ std::unique_ptr<Format> tiffFormat();
 std::unique_ptr<Format> ddsFormat();
 std::unique_ptr<Format> ktx2Format();
 std::unique_ptr<Format> pfmFormat();
+std::unique_ptr<Format> jpegXrFormat();
 
 } // namespace formats
