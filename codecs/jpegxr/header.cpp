@@ -144,9 +144,13 @@ Bytes makeCodestreamHead(const Header& header, const std::array<size_t, 4>& pack
   if (header.frequencyOrder) {
     fields.put(1, 16);
     size_t offset = 0;
-    for (size_t i = 0; i < packetBytes.size(); ++i) {
-      fields.putLong(offset);
-      offset += packetBytes[i];
+    for (const size_t bytes : packetBytes) {
+      if (bytes == 0) {
+        fields.put(0xFF, 8); // absent
+      } else {
+        fields.putLong(offset);
+      }
+      offset += bytes;
     }
   }
   fields.put(4, 16);
