@@ -80,8 +80,11 @@ struct Work {
       zeliEncodeStoreBits_JPEG2K_1u(block.bytes.data(), &block.length, encoder, &more);
     }
   }
-  // The peer takes the samples out of its image, so it gets another each time.
-  void encodeByPeer() { peerEncode(*peerImage({band.data()}, kBand, kBand, kBits, true), parameters, file); }
+  void encodeByPeer() {
+    const PeerImage image = peerImage(1, kBand, kBand, kBits, true);
+    std::copy(band.begin(), band.end(), image->comps[0].data);
+    peerEncode(*image, parameters, file);
+  }
   void decode() {
     for (int i = 0; i < kBlocks; ++i) {
       const Block& block = blocks[static_cast<size_t>(i)];

@@ -61,9 +61,9 @@ inline void requirePeer(bool succeeded) {
   std::exit(1);
 }
 
-// A copy of planes of 32-bit samples.
-inline PeerImage peerImage(const std::vector<const int32_t*>& planes, int width, int height, int bits, bool isSigned) {
-  std::vector<opj_image_cmptparm_t> components(planes.size());
+// An image whose samples are to be filled in.
+inline PeerImage peerImage(size_t planes, int width, int height, int bits, bool isSigned) {
+  std::vector<opj_image_cmptparm_t> components(planes);
   for (auto& c : components) {
     c = {};
     c.dx = c.dy = 1;
@@ -72,18 +72,16 @@ inline PeerImage peerImage(const std::vector<const int32_t*>& planes, int width,
     c.prec = static_cast<OPJ_UINT32>(bits);
     c.sgnd = isSigned;
   }
-  PeerImage image(opj_image_create(static_cast<OPJ_UINT32>(planes.size()), components.data(),
-                                   planes.size() == 3 ? OPJ_CLRSPC_SRGB : OPJ_CLRSPC_GRAY),
+  PeerImage image(opj_image_create(static_cast<OPJ_UINT32>(planes), components.data(),
+                                   planes == 3 ? OPJ_CLRSPC_SRGB : OPJ_CLRSPC_GRAY),
                   opj_image_destroy);
   requirePeer(image != nullptr);
   image->x1 = static_cast<OPJ_UINT32>(width);
   image->y1 = static_cast<OPJ_UINT32>(height);
-  for (size_t i = 0; i < planes.size(); ++i) {
-    std::copy_n(planes[i], static_cast<size_t>(width) * static_cast<size_t>(height), image->comps[i].data);
-  }
   return image;
 }
 
+// Takes the samples out of the image.
 inline void peerEncode(opj_image_t& image, opj_cparameters_t& parameters, PeerFile& file) {
   const PeerCodec codec(opj_create_compress(OPJ_CODEC_J2K), opj_destroy_codec);
   const auto stream = file.open(false);
