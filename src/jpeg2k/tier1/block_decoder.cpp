@@ -8,12 +8,10 @@
 #include "frame/implementations.h"
 #include "jpeg2k/tier1/decode_passes.h"
 #include "jpeg2k/tier1/decode_state.h"
+#include "jpeg2k/tier1/style.h"
 
 namespace zelj {
 namespace {
-
-constexpr int kCausal = 1, kBypass = 2, kTerminateAll = 4, kReset = 8, kSegmentation = 16, kRepair = 0x10000,
-              kKeepDestination = 0x20000, kKeepMidpoints = 0x40000, kKeepFlags = 0x80000, kPredictable = 0x100000;
 
 // What the next step of a block with a termination behind each pass runs.
 enum PassKind {

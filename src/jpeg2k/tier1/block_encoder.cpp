@@ -2,6 +2,7 @@
 // written to a log with its context. The whole block is known beforehand, so nothing here goes sample by sample: which
 // samples a pass codes, what becomes significant and every context are found with bit operations on chunks of 64.
 #include <algorithm>
+#include <array>
 #include <bit>
 #include <cstring>
 
@@ -9,6 +10,7 @@
 #include "frame/implementations.h"
 #include "jpeg2k/tier1/chunks.h"
 #include "jpeg2k/tier1/encode_state.h"
+#include "jpeg2k/tier1/style.h"
 #include "jpeg2k/tier1/symbol_log.h"
 #include "simd/byte_masks.h"
 #include "simd/simd.h"
@@ -42,9 +44,10 @@ struct Neighbours {
 
 // `before` and `after` are the significant samples of the chunk before and after the pass: what lies behind a sample in
 // the scan is as it was before, what lies in front of it as it is after. Chunks in front hold their new state already.
-template <bool kCausal>
+// kBlind: contexts are stripe-causal, the stripe below is not seen.
+template <bool kBlind>
 HWY_INLINE Neighbours neighboursOf(const Zel64u* at, ptrdiff_t stride, Zel64u before, Zel64u after) {
-  const auto south = [=](ptrdiff_t i) { return kCausal ? 0 : at[i + stride]; };
+  const auto south = [=](ptrdiff_t i) { return kBlind ? 0 : at[i + stride]; };
   const auto north = [=](ptrdiff_t i) { return at[i - stride]; };
   const Zel64u n = above(after, north(0)), s = below(before, south(0));
   return {n,
@@ -194,13 +197,13 @@ struct BlockEncoder {
     }
   }
 
-  template <bool kCausal>
+  template <bool kBlind>
   void propagateSignificance(bool raw) {
     forChunks([&](ptrdiff_t k, Zel64u inside) {
       Zel64u* at = maps.significant() + k;
       const Zel64u before = *at, ones = maps.plane(plane)[k];
       const Zel64u eligible = inside & ~before;
-      Neighbours m = neighboursOf<kCausal>(at, maps.stride, before, before);
+      Neighbours m = neighboursOf<kBlind>(at, maps.stride, before, before);
       Zel64u coded = any(m) & eligible;
       Zel64u fresh = coded & ones;
       // What becomes significant draws in the samples behind it.
@@ -217,7 +220,7 @@ struct BlockEncoder {
         spread<1>({maps.plane(31)[k]}, 0, signs);
         log = putCodedWithSigns(bytes, signs, coded, fresh, 0, log);
       } else {
-        if (fresh) m = neighboursOf<kCausal>(at, maps.stride, before, before | fresh);
+        if (fresh) m = neighboursOf<kBlind>(at, maps.stride, before, before | fresh);
         logCoded(k, m, coded, fresh, 0, 0);
       }
       if (fresh) {
@@ -227,7 +230,7 @@ struct BlockEncoder {
     });
   }
 
-  template <bool kCausal>
+  template <bool kBlind>
   void refineMagnitudes(bool raw) {
     forChunks([&](ptrdiff_t k, Zel64u) {
       const Zel64u* at = maps.significant() + k;
@@ -238,7 +241,7 @@ struct BlockEncoder {
       if (raw) {
         spread<1>({maps.plane(plane)[k]}, 0, bytes);
       } else {
-        const Zel64u near = any(neighboursOf<kCausal>(at, maps.stride, *at, *at));
+        const Zel64u near = any(neighboursOf<kBlind>(at, maps.stride, *at, *at));
         spread<3>({maps.plane(plane)[k], near & ~refined, refined}, symbolOf(kRefinementContext, 0), bytes);
       }
       log = putCoded(bytes, coded, log);
@@ -247,7 +250,7 @@ struct BlockEncoder {
     });
   }
 
-  template <bool kCausal>
+  template <bool kBlind>
   void cleanUp() {
     forChunks([&](ptrdiff_t k, Zel64u inside) {
       Zel64u* at = maps.significant() + k;
@@ -256,7 +259,7 @@ struct BlockEncoder {
       maps.visited()[k] = 0;
       if (!coded) return;
       const Zel64u fresh = coded & ones;
-      const Neighbours m = neighboursOf<kCausal>(at, maps.stride, before, before | fresh);
+      const Neighbours m = neighboursOf<kBlind>(at, maps.stride, before, before | fresh);
       // Columns of four samples of which none has a significant neighbour when the scan reaches the first.
       Zel64u busy = ~coded | m.w | m.e | m.nw | m.sw | m.ne | m.se | (m.n & kRow0) | (m.s & kRow3);
       busy |= busy >> 2;
@@ -372,7 +375,7 @@ void makePlanes(const Zel32s* pSrc, int srcStep, const BlockEncoder& block, int 
   }
 }
 
-template <bool kCausal>
+template <bool kBlind>
 void codePasses(BlockEncoder& block, ZeliEncodeState_JPEG2K& state, int highestPlane, int styleFlags) {
   int exponent = 2 * (highestPlane - block.lowestPlane) - 13;
   const auto pass = [&](bool raw, auto code) {
@@ -388,13 +391,13 @@ void codePasses(BlockEncoder& block, ZeliEncodeState_JPEG2K& state, int highestP
   for (int plane = highestPlane; plane >= block.lowestPlane; --plane, exponent -= 2) {
     block.plane = plane;
     if (plane != highestPlane) {
-      const bool raw = (styleFlags & kStyleBypass) && plane < highestPlane - 3;
-      pass(raw, [&] { block.propagateSignificance<kCausal>(raw); });
-      pass(raw, [&] { block.refineMagnitudes<kCausal>(raw); });
+      const bool raw = (styleFlags & kBypass) && plane < highestPlane - 3;
+      pass(raw, [&] { block.propagateSignificance<kBlind>(raw); });
+      pass(raw, [&] { block.refineMagnitudes<kBlind>(raw); });
     }
     pass(false, [&] {
-      block.cleanUp<kCausal>();
-      if (styleFlags & kStyleSegmentation) {
+      block.cleanUp<kBlind>();
+      if (styleFlags & kSegmentation) {
         for (const Zel32u bit : {1u, 0u, 1u, 0u}) *block.log++ = symbolOf(kUniformContext, bit);
       }
     });
@@ -441,7 +444,7 @@ ZelStatus ownEncodeLoadCodeBlock_JPEG2K_32s_C1R(const Zel32s* pSrc, int srcStep,
                      subband == 2   ? Orientation::hl
                      : subband == 3 ? Orientation::hh
                                     : Orientation::ll,
-                     (styleFlags & kStyleLowestPlaneExact) != 0,
+                     (styleFlags & kExactLowestPlane) != 0,
                      lowestPlane,
                      0,
                      pState->log,
@@ -450,14 +453,14 @@ ZelStatus ownEncodeLoadCodeBlock_JPEG2K_32s_C1R(const Zel32s* pSrc, int srcStep,
   if (highestPlane >= lowestPlane) {
     block.maps.clearStates();
     makePlanes(pSrc, srcStep, block, std::max(lowestPlane - 6, 0), highestPlane);
-    if (styleFlags & kStyleCausal) {
+    if (styleFlags & kCausal) {
       codePasses<true>(block, *pState, highestPlane, styleFlags);
     } else {
       codePasses<false>(block, *pState, highestPlane, styleFlags);
     }
   }
   *pNOfPasses = pState->passCount;
-  *pNOfTermPasses = pState->segmentCount = markSegments(*pState, (styleFlags & kStyleTerminateAll) != 0);
-  startStore(*pState, termMode, (styleFlags & kStyleReset) != 0);
+  *pNOfTermPasses = pState->segmentCount = markSegments(*pState, (styleFlags & kTerminateAll) != 0);
+  startStore(*pState, termMode, (styleFlags & kReset) != 0);
   return zelStatusOk;
 }

@@ -6,6 +6,7 @@
 #include <array>
 #include <bit>
 #include <cstring>
+#include <utility>
 
 #include "jpeg2k/tier1/chunks.h"
 #include "jpeg2k/tier1/decode_state.h"
@@ -72,14 +73,15 @@ struct BlockDecoder {
   bool causal;
   int plane;
 
-  // Runs body(place, chunk, near) for the chunks in scan order, `near` being the samples with a significant neighbour.
+  // Where a chunk lies.
   struct Place {
-    ColumnWord* columns; // of the chunk's first column
-    Zel8u* samples;      // the chunk's first
-    Zel64u inside;
-    bool marksNorth; // what becomes significant in row 0 is seen by the stripe above
+    ColumnWord* columns; // its first column
+    Zel8u* samples;      // its first sample
+    Zel64u inside;       // those of its samples that belong to the block
+    bool marksNorth;     // what becomes significant in row 0 is seen by the stripe above
   };
 
+  // Runs body(place, chunk, near) for the chunks in scan order, `near` being the samples with a significant neighbour.
   template <class Body>
   [[gnu::always_inline]] void forChunks(Body body) const {
     const int n = flags.chunksPerStripe;

@@ -13,9 +13,6 @@ namespace zelj {
 constexpr int kPlanes = 31; // of the magnitude; plane 31 of the maps holds the signs
 constexpr int kMaxPasses = 3 * kPlanes - 2;
 
-constexpr int kStyleCausal = 1, kStyleBypass = 2, kStyleTerminateAll = 4, kStyleReset = 8, kStyleSegmentation = 16,
-              kStyleLowestPlaneExact = 32;
-
 struct CodingPass {
   Zel32u logEnd;     // where its decisions end in the log
   Zel32u distortion; // sum of table entries, as a signed number that wraps
