@@ -137,8 +137,7 @@ struct MqRun {
     a = qe ^ ((rest ^ qe) & lower);
     const auto shift = __builtin_clzll(a);
     a <<= shift;
-    Zel64u next = onLps ^ ((onMps ^ onLps) & plain);
-    next ^= (next ^ old) & unchanged;
+    const Zel64u ifMps = onMps ^ ((onMps ^ old) & unchanged), next = (ifMps & plain) | (onLps & ~plain);
     std::memcpy(&state, &next, sizeof state);
     available -= shift;
     if (available >= 0) [[likely]] {
