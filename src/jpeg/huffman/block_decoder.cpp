@@ -10,12 +10,10 @@
 namespace zelj {
 namespace {
 
-[[gnu::noinline]] ZelStatus decodePlain(const Zel8u* pSrc, Zel32s srcLenBytes, Zel32s* pSrcCurrPos, Zel16s* pDst,
-                                        Zel16s* pLastDC, Zel32s* pMarker, const ZeliDecodeHuffmanSpec* pDcTable,
-                                        const ZeliDecodeHuffmanSpec* pAcTable, ZeliDecodeHuffmanState* pState) {
-  const BitSource source{pSrc, srcLenBytes, pSrcCurrPos, pMarker, pState};
+[[gnu::noinline]] ZelStatus decodePlain(const BitSource& source, const ZeliDecodeHuffmanSpec& dcTable,
+                                        const ZeliDecodeHuffmanSpec& acTable, Zel16s* lastDC, Zel16s* block) {
   Reading reading;
-  return readBlock(source, *pDcTable, *pAcTable, pLastDC, pDst, &reading);
+  return readBlock(source, dcTable, acTable, lastDC, block, &reading);
 }
 
 } // namespace
@@ -73,5 +71,5 @@ ZelStatus ownDecodeHuffman8x8_JPEG_1u16s_C1(const Zel8u* pSrc, Zel32s srcLenByte
   if (!present(pSrcCurrPos, pDst, pLastDC, pMarker, pDcTable, pAcTable, pState)) return zelStatusNullPointer;
   const BitSource source{pSrc, srcLenBytes, pSrcCurrPos, pMarker, pState};
   if (readBlockFast<BoundedAhead>(source, *pDcTable, *pAcTable, pLastDC, pDst)) return zelStatusOk;
-  return decodePlain(pSrc, srcLenBytes, pSrcCurrPos, pDst, pLastDC, pMarker, pDcTable, pAcTable, pState);
+  return decodePlain(source, *pDcTable, *pAcTable, pLastDC, pDst);
 }

@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "jpeg/huffman/bit_reader.h"
+#include "jpeg/huffman/coefficients.h"
 #include "jpeg/zigzag.h"
 
 namespace zelj {
@@ -19,8 +20,7 @@ constexpr auto kDecoderOrder = [] {
 }();
 
 inline void store(Zel16s* block, int position, int value) {
-  const auto coefficient = static_cast<Zel16s>(value);
-  std::memcpy(block + kDecoderOrder[static_cast<size_t>(position)], &coefficient, sizeof coefficient);
+  store16(value, block + kDecoderOrder[static_cast<size_t>(position)]);
 }
 
 // What a decoder was reading when it ended.

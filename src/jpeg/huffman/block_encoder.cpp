@@ -9,21 +9,11 @@
 #include "frame/checks.h"
 #include "frame/implementations.h"
 #include "jpeg/huffman/bit_writer.h"
+#include "jpeg/huffman/coefficients.h"
 #include "jpeg/huffman/fast_writer.h"
-#include "jpeg/huffman/zigzag_bytes.h"
-#include "jpeg/zigzag.h"
-#include "simd/byte_masks.h"
-#include "simd/simd.h"
 
 namespace zelj {
 namespace {
-
-// Blocks may lie at odd addresses.
-Zel16s loadCoefficient(const Zel16s* p) {
-  Zel16s value;
-  std::memcpy(&value, p, sizeof value);
-  return value;
-}
 
 // Appends a symbol and the additional bits of a value. A lenient writer leaves codes out that the table lacks.
 ZelStatus writeValue(const BitSink& sink, const ZeliEncodeHuffmanSpec& table, int run, int value, bool lenient) {
@@ -40,7 +30,7 @@ ZelStatus writeBlock(const BitSink& sink, const Zel16s* block, int difference, c
   if (ZelStatus bad = writeValue(sink, dcTable, 0, difference, lenient)) return bad;
   int run = 0;
   for (size_t k = 1; k < 64; ++k) {
-    const int value = loadCoefficient(block + kNaturalOfZigzag[k]);
+    const int value = loadZigzag(block, static_cast<int>(k));
     if (value == 0) {
       ++run;
       continue;
@@ -80,7 +70,7 @@ struct AnyCoefficients {
   const SmallCoefficients& small; // the bytes of others are -128, -127 or 127
   const Zel16s* block;
   HWY_INLINE bool isLarge(size_t k) const { return static_cast<Zel8u>(small.zigzag.bytes[k] - 127) <= 2; }
-  HWY_INLINE int value(size_t k) const { return loadCoefficient(block + kNaturalOfZigzag[k]); }
+  HWY_INLINE int value(size_t k) const { return loadZigzag(block, static_cast<int>(k)); }
   HWY_INLINE Zel64u category(size_t k) const {
     if (isLarge(k)) [[unlikely]]
       return static_cast<Zel64u>(categoryOf(value(k)));
@@ -275,7 +265,7 @@ HWY_INLINE bool encodeFast(const Zel16s* pSrc, Zel8u* pDst, Zel32s* pDstCurrPos,
   const ZigzagMasks zigzag = storeZigzag(pSrc, coefficients);
   if (zigzag.large || !acTable.entries[0]) [[unlikely]]
     return false;
-  const Zel16s dc = loadCoefficient(pSrc);
+  const Zel16s dc = load16(pSrc);
   const Pending before(state);
   Zel8u* const to = pDst + *pDstCurrPos;
   FastWriter writer{before.bits, before.count, to};
@@ -302,7 +292,7 @@ HWY_INLINE bool encodeFast(const Zel16s* pSrc, Zel8u* pDst, Zel32s* pDstCurrPos,
   const BitSink sink{pDst, dstLenBytes, pDstCurrPos, pState};
   if (bFlushState) return flushBits(sink);
   if (!present(pSrc, pLastDC, pDcTable, pAcTable)) return zelStatusNullPointer;
-  const Zel16s dc = loadCoefficient(pSrc);
+  const Zel16s dc = load16(pSrc);
   const int difference = dc - *pLastDC;
   *pLastDC = dc;
   if (static_cast<Zel32u>(pState->validBits) < 8) {
@@ -343,7 +333,7 @@ ZelStatus ownEncodeHuffman8x8_Direct_JPEG_16s1u_C1(const Zel16s* pSrc, Zel8u* pD
                                                    Zel16s* pLastDC, const ZeliEncodeHuffmanSpec* pDcTable,
                                                    const ZeliEncodeHuffmanSpec* pAcTable) {
   if (!present(pSrc, pDst, pDstBitsLen, pLastDC, pDcTable, pAcTable)) return zelStatusNullPointer;
-  const Zel16s dc = loadCoefficient(pSrc);
+  const Zel16s dc = load16(pSrc);
   const int difference = dc - *pLastDC;
   *pLastDC = dc;
 

@@ -77,7 +77,7 @@ struct FastReader {
   static constexpr int kRefilled = 56, kFastSymbol = 8 + 15, kSymbol = 16 + 15;
 
   Zel64u accumulator;    // left-aligned
-  Zel32s bits;           // unread bits in it, up to 63
+  Zel64s bits;           // unread bits in it, up to 63
   bool stuffed;          // whether bytes of 0xFF were among those read
   const Zel8u* at;       // the next byte
   const Zel8u* next0xFF; // or where memory begins that was not looked at
@@ -88,10 +88,10 @@ struct FastReader {
     return *source.marker == 0 && Ahead::canStart(source) && static_cast<Zel32u>(source.state->validBits) <= 32;
   }
 
-  HWY_INLINE explicit FastReader(const BitSource& source)
-      : bits(source.state->validBits), stuffed(false), at(source.bytes + *source.position), begin(at), ahead(source) {
+  // To be called with the place of the source, and what clearUntil() says of it.
+  HWY_INLINE FastReader(const BitSource& source, const Zel8u* from, const Zel8u* clearUntil)
+      : bits(source.state->validBits), stuffed(false), at(from), next0xFF(clearUntil), begin(from), ahead(source) {
     accumulator = source.state->accumulator << 1 << (63 - bits); // no single shift moves 0 bits to the top
-    next0xFF = ahead.clearUntil(at);
   }
 
   HWY_INLINE bool refill() {
@@ -118,37 +118,52 @@ struct FastReader {
     return lookupLongCode(spec, static_cast<Zel32u>(accumulator >> 48));
   }
 
-  // Takes a code and `category` additional bits, 0 to 15, and returns the value that these stand for.
+  // Takes a code and `category` additional bits, 1 to 15, and returns the value that these stand for.
   HWY_INLINE int take(Zel32u entry, Zel32u category) {
-    const Zel32u length = entry >> 16;
-    const Zel64u rest = accumulator << length;
-    accumulator = rest << category;
-    bits -= static_cast<Zel32s>(length + category);
-    // Negative values begin with a 0: their ones' complement is the magnitude.
-    const auto negative = static_cast<Zel64u>(~(static_cast<Zel64s>(rest) >> 63));
-    const auto magnitude = (rest ^ negative) >> 1 >> (63 - category);
-    return static_cast<int>((magnitude ^ negative) - negative);
+    const Zel64u rest = takeCode(entry, category);
+    return valueOf(rest, rest >> (-category & 63), category);
+  }
+
+  // The same for 0 to 15 bits.
+  HWY_INLINE int takeAny(Zel32u entry, Zel32u category) {
+    const Zel64u rest = takeCode(entry, category);
+    return valueOf(rest, rest >> 1 >> (63 - category), category);
   }
 
   // Hands whole bytes back so that at most 32 bits stay, and writes position and accumulator.
   HWY_INLINE void finish(const BitSource& source) {
-    // Without a branch: as many excess bits as not are there.
-    const int excess = bits - 25, back = (excess & ~(excess >> 31)) >> 3, left = bits - 8 * back;
-    source.state->accumulator = accumulator >> 1 >> (63 - left);
-    source.state->validBits = left;
+    const Zel64s left = bits < 32 ? bits : (bits & 7) | 24, back = (bits - left) >> 3;
+    source.state->accumulator = accumulator >> (-left & 63);
+    source.state->validBits = static_cast<Zel32s>(left);
     at = stuffed ? backOver0xFF(at, back, begin) : at - back;
     *source.position = static_cast<Zel32s>(at - source.bytes);
   }
 
  private:
+  // Takes a code and additional bits; these are the first bits of the result.
+  HWY_INLINE Zel64u takeCode(Zel32u entry, Zel32u category) {
+    const Zel32u length = entry >> 16;
+    const Zel64u rest = accumulator << length;
+    accumulator = rest << category;
+    bits -= length + category;
+    return rest;
+  }
+
+  // Negative values begin with a 0, and all ones are taken off the magnitude then. (Without a branch: signs cannot be
+  // predicted.)
+  HWY_INLINE static int valueOf(Zel64u rest, Zel64u magnitude, Zel32u category) {
+    const Zel64s positive = static_cast<Zel64s>(rest) >> 63;
+    return static_cast<int>(magnitude) + 1 + (static_cast<int>(positive) | static_cast<int>(~0u << category));
+  }
+
   struct Refilled {
     Zel64u accumulator;
-    Zel32s bits;
+    Zel64s bits;
     const Zel8u *at, *next0xFF;
   };
 
   // Refills byte by byte, over stuffed bytes too; stays short at a marker and at the end.
-  [[gnu::noinline, gnu::cold]] static Refilled across0xFF(Zel64u accumulator, Zel32s bits, const Zel8u* at,
+  [[gnu::noinline, gnu::cold]] static Refilled across0xFF(Zel64u accumulator, Zel64s bits, const Zel8u* at,
                                                           Ahead ahead) {
     for (; bits < kRefilled && ahead.inReach(at); bits += 8) {
       const Zel8u byte = *at++;
@@ -159,7 +174,7 @@ struct FastReader {
   }
 
   // A zero that the call began with is data: what stands in front of it may be anything.
-  [[gnu::noinline, gnu::cold]] static const Zel8u* backOver0xFF(const Zel8u* at, int count, const Zel8u* begin) {
+  [[gnu::noinline, gnu::cold]] static const Zel8u* backOver0xFF(const Zel8u* at, Zel64s count, const Zel8u* begin) {
     for (; count > 0; --count) at -= at - begin >= 2 && at[-1] == 0 && at[-2] == 0xFF ? 2 : 1;
     return at;
   }
