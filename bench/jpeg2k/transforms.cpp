@@ -132,10 +132,10 @@ void registerReversible(int size, int levels, const std::string& name) {
   requireEqual(*ours, *theirs, name.c_str());
   const double samples = static_cast<double>(size) * size;
   // The filter's gain is 1 at most, so that values do not run away by going forward again and again.
-  add("5/3 forward, " + name, kUs, samples, [=] { tile<true>(ours->data(), size, levels, true); });
-  add("5/3 forward, " + name, kPeer, samples, [=] { peer->encode(); });
-  add("5/3 inverse, " + name, kUs, samples, [=] { tile<true>(ours->data(), size, levels, false); });
-  add("5/3 inverse, " + name, kPeer, samples, [=] { peer->decode(); });
+  add("5-3 forward, " + name, kUs, samples, [=] { tile<true>(ours->data(), size, levels, true); });
+  add("5-3 forward, " + name, kPeer, samples, [=] { peer->encode(); });
+  add("5-3 inverse, " + name, kUs, samples, [=] { tile<true>(ours->data(), size, levels, false); });
+  add("5-3 inverse, " + name, kPeer, samples, [=] { peer->decode(); });
 }
 
 // Zeros: floats must not run away to infinity, where processors are no slower but nothing is learned.
@@ -144,10 +144,10 @@ void registerIrreversible(int size, int levels, const std::string& name) {
   auto* theirs = new Samples<Zel32s>(ours->size());
   auto* peer = new PeerTile(theirs->data(), size, levels);
   const double samples = static_cast<double>(size) * size;
-  add("9/7 forward, " + name, kUs, samples, [=] { tile<false>(ours->data(), size, levels, true); });
-  add("9/7 forward, " + name, kPeer, samples, [=] { peer->encodeReal(); });
-  add("9/7 inverse, " + name, kUs, samples, [=] { tile<false>(ours->data(), size, levels, false); });
-  add("9/7 inverse, " + name, kPeer, samples, [=] { peer->decodeReal(); });
+  add("9-7 forward, " + name, kUs, samples, [=] { tile<false>(ours->data(), size, levels, true); });
+  add("9-7 forward, " + name, kPeer, samples, [=] { peer->encodeReal(); });
+  add("9-7 inverse, " + name, kUs, samples, [=] { tile<false>(ours->data(), size, levels, false); });
+  add("9-7 inverse, " + name, kPeer, samples, [=] { peer->decodeReal(); });
 }
 
 void registerFloatFilters(int size) {
@@ -156,10 +156,10 @@ void registerFloatFilters(int size) {
   auto* theirs = new Samples<Zel32s>(static_cast<size_t>(size) * static_cast<size_t>(size));
   auto* peer = new PeerTile(theirs->data(), size, 1);
   const double samples = static_cast<double>(size) * size;
-  add("9/7 forward, float rows and columns", kUs, samples, [=] { ours->forward(); });
-  add("9/7 forward, float rows and columns", kPeer, samples, [=] { peer->encodeReal(); });
-  add("9/7 inverse, float rows and columns", kUs, samples, [=] { ours->inverse(); });
-  add("9/7 inverse, float rows and columns", kPeer, samples, [=] { peer->decodeReal(); });
+  add("9-7 forward, float rows and columns", kUs, samples, [=] { ours->forward(); });
+  add("9-7 forward, float rows and columns", kPeer, samples, [=] { peer->encodeReal(); });
+  add("9-7 inverse, float rows and columns", kUs, samples, [=] { ours->inverse(); });
+  add("9-7 inverse, float rows and columns", kPeer, samples, [=] { peer->decodeReal(); });
 }
 
 template <class T>

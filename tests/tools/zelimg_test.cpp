@@ -53,6 +53,32 @@ TEST_F(Zelimg, ConvertsJpegBothWays) {
   EXPECT_EQ(folder_.readImage("out8.ppm").bits, 8);
 }
 
+TEST_F(Zelimg, ConvertsJpeg2000BothWays) {
+  folder_.writeImage("in.ppm", scene_);
+  ASSERT_EQ(zelimg("in.ppm a.jp2 --levels 3 --tile 40x30 --block 16x32 --style bypass,segsym --progression RPCL "
+                   "--precinct 32x32,16x16 --packet-markers --threads 2"),
+            0);
+  ASSERT_EQ(zelimg("info a.jp2"), 0);
+  EXPECT_EQ(
+      folder_.text("printed"),
+      "JPEG 2000 (JP2), 60 x 44, 3 components of 8 bits\n5/3 wavelet, 3 levels, code-blocks of 16 x 32, style 33\n"
+      "1 layer, RPCL, 4 tiles of 40 x 30\n");
+  ASSERT_EQ(zelimg("a.jp2 out.ppm --threads 2"), 0);
+  EXPECT_EQ(folder_.readImage("out.ppm").bytes, scene_.bytes);
+  ASSERT_EQ(zelimg("a.jp2 small.ppm --reduce 2"), 0);
+  EXPECT_EQ(folder_.readImage("small.ppm").width, 15);
+
+  ASSERT_EQ(zelimg("in.ppm b.j2k --rate 0.5,2,8"), 0);
+  EXPECT_LE(folder_.read("b.j2k").size(), size_t{60} * 44);
+  ASSERT_EQ(zelimg("b.j2k rough.ppm --layers 1"), 0);
+  ASSERT_EQ(zelimg("b.j2k fine.ppm"), 0);
+  EXPECT_GT(img::psnr(scene_, folder_.readImage("fine.ppm")), img::psnr(scene_, folder_.readImage("rough.ppm")) + 5);
+  for (const char* bad : {"--rate 2,1", "--rate 0", "--tile 0x5", "--style fast", "--progression RL", "--levels 11",
+                          "--precinct 32", "--psnr 5"}) {
+    EXPECT_EQ(zelimg(std::string("in.ppm c.jp2 ") + bad), 2) << bad;
+  }
+}
+
 TEST_F(Zelimg, ConvertsTexturesBothWays) {
   folder_.writeImage("in.ppm", scene_);
   std::string said;
