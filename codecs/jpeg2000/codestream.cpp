@@ -232,7 +232,11 @@ Error readTilePart(ByteSpan bytes, size_t& at, Codestream& c) {
         tile.own = std::make_unique<TileParameters>(c.main);
         tile.own->ownCoding.assign(c.components.size(), false);
         tile.own->ownQuantisation.assign(c.components.size(), false);
-        if (marker == kPOC) tile.own->volumes.clear();
+        tile.own->ownVolumes = false;
+      }
+      if (marker == kPOC && !tile.own->ownVolumes) {
+        tile.own->ownVolumes = true;
+        tile.own->volumes.clear();
       }
       if (Error error = readSegment(marker, body, c.components.size(), *tile.own)) return error;
     }

@@ -86,6 +86,7 @@ struct TileParameters {
   std::vector<Coding> coding; // of each component
   std::vector<Quantisation> quantisation;
   std::vector<bool> ownCoding, ownQuantisation; // set by COC and QCC of the same header
+  bool ownVolumes = false;                      // set by POC of the tile's header
   std::vector<Volume> volumes;                  // empty: all packets in `order`
 };
 

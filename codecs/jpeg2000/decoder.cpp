@@ -229,9 +229,8 @@ class Reader : public img::RowReader {
       if (!p.componentTransform) continue;
       if (count < 3) return fail("a component transform of fewer than three components");
       for (size_t i = 1; i < 3; ++i) {
-        if (p.coding[i].reversible != p.coding[0].reversible ||
-            codestream_.components[i].dx != codestream_.components[0].dx ||
-            codestream_.components[i].dy != codestream_.components[0].dy) {
+        const Component &a = codestream_.components[0], &b = codestream_.components[i];
+        if (p.coding[i].reversible != p.coding[0].reversible || a.dx != b.dx || a.dy != b.dy || a.bits != b.bits) {
           return fail("a component transform of unlike components");
         }
       }
