@@ -14,23 +14,12 @@
 namespace j2k {
 namespace {
 
-// Bits behind the point of irreversible samples between the wavelet's levels.
-int fractionBits(int bits) {
-  return std::min(12, 27 - bits);
-}
-
 struct BlockJob {
   const TileComponent* component;
   const Band* band;
   const CodeBlock* block;
   int fraction;
 };
-
-// The styles as the library has them.
-int libraryStyle(int style) {
-  return (style & kCausal ? 1 : 0) | (style & kBypass ? 2 : 0) | (style & kTerminateAll ? 4 : 0) |
-         (style & kReset ? 8 : 0) | (style & kSegmentSymbols ? 16 : 0) | (style & kPredictable ? 0x100000 : 0);
-}
 
 // Decodes code-blocks, one at a time.
 class BlockDecoder {
@@ -74,12 +63,11 @@ class BlockDecoder {
   }
 
   bool decodePasses(const BlockJob& job, Zel32s* at, ZeliSize size) {
-    constexpr int kSubband[] = {0, 2, 1, 3};
     const TileComponent& c = *job.component;
     const CodeBlock& block = *job.block;
     const int style = c.coding.style, top = 31 - block.zeroPlanes;
-    zeliDecodeCBProgrAttach_JPEG2K_32s_C1R(at, c.step(), size, state_, kSubband[job.band->orientation], top,
-                                           libraryStyle(style));
+    zeliDecodeCBProgrAttach_JPEG2K_32s_C1R(at, c.step(), size, state_, librarySubband(job.band->orientation), top,
+                                           libraryStyle(style) | (style & kPredictable ? 0x100000 : 0));
     int passes = 0;
     for (const Piece& piece : block.pieces) passes += piece.passes;
     zeliDecodeCBProgrSetPassCounter_JPEG2K(passes, state_);

@@ -79,14 +79,10 @@ class BlockEncoder {
       if (zeliEncodeInitAlloc_JPEG2K(&state_, most) != zelStatusOk) throw std::bad_alloc();
     }
     load(job, size);
-    constexpr int kSubband[] = {0, 2, 1, 3};
-    const int style = (coding.style & kCausal ? 1 : 0) | (coding.style & kBypass ? 2 : 0) |
-                      (coding.style & kTerminateAll ? 4 : 0) | (coding.style & kReset ? 8 : 0) |
-                      (coding.style & kSegmentSymbols ? 16 : 0);
     int top = 0, passes = 0, segments = 0;
-    zeliEncodeLoadCodeBlock_JPEG2K_32s_C1R(samples_, 4 * size.width, size, state_, kSubband[job.band->orientation],
-                                           job.band->bitPlanes, coding.style & kPredictable ? 2 : 1, 0, style, &top,
-                                           &passes, &segments);
+    zeliEncodeLoadCodeBlock_JPEG2K_32s_C1R(
+        samples_, 4 * size.width, size, state_, librarySubband(job.band->orientation), job.band->bitPlanes,
+        coding.style & kPredictable ? 2 : 1, 0, libraryStyle(coding.style), &top, &passes, &segments);
     CodeBlock& block = *job.block;
     block.zeroPlanes = passes ? 31 - top : 0;
     stream_.clear();
@@ -271,8 +267,6 @@ class Writer : public img::RowWriter {
     }
     return {};
   }
-
-  static int fractionBits(int bits) { return std::min(12, 27 - bits); }
 
   template <class Sample>
   void takeRow(const Sample* row) {

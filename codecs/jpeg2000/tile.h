@@ -132,4 +132,13 @@ inline int passesOfSegment(int style, int segment) {
   return segment == 0 ? 10 : segment % 2 ? 2 : 1;
 }
 
+// Styles and orientations as the library has them.
+inline int libraryStyle(int style) {
+  return (style & kCausal ? 1 : 0) | (style & kBypass ? 2 : 0) | (style & kTerminateAll ? 4 : 0) |
+         (style & kReset ? 8 : 0) | (style & kSegmentSymbols ? 16 : 0);
+}
+inline int librarySubband(int orientation) {
+  return orientation == 1 ? 2 : orientation == 2 ? 1 : orientation;
+}
+
 } // namespace j2k
