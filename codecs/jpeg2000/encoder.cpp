@@ -228,8 +228,20 @@ class Writer : public img::RowWriter {
     return {};
   }
 
+  // What the quantiser may cost the picture: so little that layers decide, and no more, since each half of it is a bit
+  // plane to code.
+  double stepInPicture() const {
+    if (options_.psnr > 0) {
+      const double error = std::pow(picture_.maxValue(), 2) / std::pow(10, options_.psnr / 10);
+      return std::min(std::ldexp(1.0, picture_.bits - 8), std::sqrt(error) / 2);
+    }
+    const double bits = options_.rates.empty() ? 0 : options_.rates.back() / picture_.channels(); // of a sample
+    return std::ldexp(bits <= 2 ? 1 : bits <= 4 ? 0.5 : 0.25, picture_.bits - 8);
+  }
+
   // Steps that all cost the picture the same.
   Quantisation quantisation(const Coding& coding) {
+    step_ = stepInPicture();
     Quantisation q;
     q.guardBits = coding.reversible ? 3 : 2;
     q.kind = coding.reversible ? Quantisation::none : Quantisation::expounded;
@@ -245,15 +257,13 @@ class Writer : public img::RowWriter {
         Band band;
         band.orientation = orientation;
         int exponent = 0;
-        const double wanted = kStep / norms_.of(band, coding.levels, r);
+        const double wanted = step_ / norms_.of(band, coding.levels, r);
         const double mantissa = 2 * std::frexp(wanted, &exponent); // 1 to 2
         step = static_cast<uint16_t>((range - (exponent - 1)) << 11 | static_cast<int>((mantissa - 1) * 2048));
       }
     }
     return q;
   }
-  static constexpr double kStep = 0.5; // of the quantiser, in the picture
-
   Error beginTileRow() {
     for (int i = 0; i < codestream_.tilesAcross(); ++i) {
       Tile tile;
@@ -354,7 +364,7 @@ class Writer : public img::RowWriter {
       const double peak = picture_.maxValue();
       // The quantiser has its share, and so has the rounding of samples.
       // What the coder tells of its passes is a little less than they do.
-      const double wanted = 0.93 * peak * peak / std::pow(10, options_.psnr / 10) - (kStep * kStep + 1) / 12;
+      const double wanted = 0.93 * peak * peak / std::pow(10, options_.psnr / 10) - (step_ * step_ + 1) / 12;
       allocateError(weight, std::max(0.0, wanted) * pixels * picture_.channels(), tile);
       return;
     }
@@ -372,6 +382,7 @@ class Writer : public img::RowWriter {
   std::vector<BlockEncoder> encoders_{static_cast<size_t>(options_.threads)};
   Codestream codestream_;
   Norms norms_{0};
+  double step_ = 1; // of the quantiser, in the picture
   size_t headBytes_ = 0;
   std::vector<Tile> tiles_; // of the row of tiles that is being gathered
   int nextTile_ = 0, row_ = 0;
