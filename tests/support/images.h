@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "common/image.h"
+#include "common/join.h"
 #include "files/image_file.h"
 #include "files/input.h"
 #include "files/output.h"

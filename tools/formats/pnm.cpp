@@ -38,14 +38,22 @@ class PnmReader : public RowReader {
   explicit PnmReader(img::ByteSource& source) : source_(source) {}
 
   Error open(int64_t maxPixels) {
-    if (Error error = source_.fill(kMaxHeader)) return error;
-    const ByteSpan head = source_.visible().first(std::min(source_.visible().size(), kMaxHeader));
-    if (head.size() < 2 || head[0] != 'P' || (head[1] != '5' && head[1] != '6')) {
-      return fail("not a binary PGM or PPM file");
+    ByteSpan head;
+    size_t position = 0;
+    int64_t width = -1, height = -1, maximum = -1;
+    // A pipe may have no more bytes than the header to give for now.
+    for (size_t length = formats::kHeadBytes; length <= kMaxHeader; length *= 2) {
+      if (Error error = source_.fill(length)) return error;
+      head = source_.visible().first(std::min(source_.visible().size(), length));
+      if (head.size() < 2 || head[0] != 'P' || (head[1] != '5' && head[1] != '6')) {
+        return fail("not a binary PGM or PPM file");
+      }
+      position = 2;
+      width = nextNumber(head, position);
+      height = nextNumber(head, position);
+      maximum = nextNumber(head, position);
+      if (position < head.size() || head.size() < length) break;
     }
-    size_t position = 2;
-    const int64_t width = nextNumber(head, position), height = nextNumber(head, position);
-    const int64_t maximum = nextNumber(head, position);
     if (width < 0 || height < 0 || maximum < 1 || maximum > 65535) return fail("bad header of a PGM or PPM file");
     if (Error error = img::checkSize(width, height, maxPixels)) return error;
     position = std::min(position + 1, head.size()); // one white space ends the header

@@ -1,0 +1,175 @@
+// What all codecs share: the source's window, the pipeline, conversions of rows.
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <stdexcept>
+
+#include "common/convert.h"
+#include "common/image.h"
+#include "common/source.h"
+#include "common/workers.h"
+
+namespace zelj::test {
+namespace {
+
+// Gives a few bytes at a time, as a network does.
+class Trickle : public img::Input {
+ public:
+  Trickle(const img::Bytes& bytes, size_t most, bool knowsSize) : bytes_(bytes), most_(most), knowsSize_(knowsSize) {}
+  img::Error read(uint8_t* bytes, size_t count, size_t& got) override {
+    got = std::min({count, most_, bytes_.size() - at_});
+    std::copy_n(bytes_.begin() + static_cast<ptrdiff_t>(at_), got, bytes);
+    at_ += got;
+    return {};
+  }
+  std::optional<uint64_t> size() const override {
+    return knowsSize_ ? std::optional<uint64_t>(bytes_.size()) : std::nullopt;
+  }
+  img::Error seek(uint64_t position) override {
+    at_ = position;
+    return {};
+  }
+
+ private:
+  const img::Bytes& bytes_;
+  const size_t most_;
+  const bool knowsSize_;
+  size_t at_ = 0;
+};
+
+img::Bytes numbered(size_t count) {
+  img::Bytes bytes(count);
+  for (size_t i = 0; i < count; ++i) bytes[i] = static_cast<uint8_t>(i * 7 + i / 251);
+  return bytes;
+}
+
+TEST(ByteSource, ShowsEveryByteInItsPlace) {
+  const img::Bytes bytes = numbered(300000);
+  for (const bool knowsSize : {false, true}) {
+    Trickle input(bytes, 4099, knowsSize);
+    img::ByteSource source(input);
+    ASSERT_FALSE(source.keepForSeeking());
+    size_t position = 0;
+    for (const size_t step : {1u, 70000u, 3u, 130000u, 0u, 99990u}) {
+      ASSERT_FALSE(source.fill(step + 5));
+      ASSERT_EQ(source.position(), position);
+      const size_t seen = std::min(source.visible().size(), step + 5);
+      ASSERT_TRUE(std::equal(source.visible().begin(), source.visible().begin() + static_cast<ptrdiff_t>(seen),
+                             bytes.begin() + static_cast<ptrdiff_t>(position)));
+      source.skip(step);
+      position += step;
+    }
+    ASSERT_FALSE(source.fill(1000)); // beyond the end
+    EXPECT_EQ(source.visible().size(), 6u);
+    EXPECT_TRUE(source.ended());
+    for (const uint64_t place : {uint64_t{12}, uint64_t{299999}, uint64_t{150000}}) {
+      ASSERT_FALSE(source.seek(place));
+      uint8_t byte = 0;
+      size_t got = 0;
+      ASSERT_FALSE(source.read(&byte, 1, got));
+      EXPECT_EQ(byte, bytes[place]);
+    }
+    EXPECT_EQ(bool(source.seek(400000)), !knowsSize);
+  }
+}
+
+TEST(Pipeline, KeepsTheOrderOfTheFirstAndTheLastStep) {
+  for (const int threads : {1, 2, 5}) {
+    for (const bool early : {false, true}) {
+      int64_t begun = 0, ended = 0;
+      std::vector<int> held(static_cast<size_t>(threads * img::Pipeline::kSlotsOfThread), -1);
+      std::atomic<int> worked{0};
+      img::Pipeline pipeline;
+      pipeline.items = 500;
+      pipeline.beginsEarly = early;
+      pipeline.begin = [&](int64_t item, int slot) {
+        held[static_cast<size_t>(slot)] = static_cast<int>(item);
+        return item == begun++;
+      };
+      pipeline.work = [&](int64_t item, int slot) {
+        worked += held[static_cast<size_t>(slot)] == item;
+        return true;
+      };
+      pipeline.end = [&](int64_t item, int slot) { return item == ended++ && held[static_cast<size_t>(slot)] == item; };
+      img::run(pipeline, threads);
+      EXPECT_EQ(begun, 500);
+      EXPECT_EQ(ended, 500);
+      EXPECT_EQ(worked, 500);
+    }
+  }
+}
+
+// A failure in any step of any thread ends the work, and what was thrown arrives.
+TEST(Pipeline, EndsWithTheFirstFailure) {
+  for (int failing = 0; failing < 6; ++failing) {
+    int64_t ended = 0;
+    const auto step = [failing](int which) {
+      return [=](int64_t item, int) {
+        if (item == 20 && failing % 3 == which) {
+          if (failing >= 3) throw std::runtime_error("no more");
+          return false;
+        }
+        return true;
+      };
+    };
+    img::Pipeline pipeline;
+    pipeline.items = 1000000;
+    pipeline.begin = step(0);
+    pipeline.work = step(1);
+    pipeline.end = [&, last = step(2)](int64_t item, int slot) { return last(item, slot) && ++ended; };
+    if (failing >= 3)
+      EXPECT_THROW(img::run(pipeline, 3), std::runtime_error);
+    else
+      img::run(pipeline, 3);
+    EXPECT_LE(ended, 20);
+  }
+}
+
+img::Image onePixel(img::Colour colour, bool alpha, int bits, std::vector<uint16_t> samples) {
+  img::Picture picture;
+  picture.width = picture.height = 1;
+  picture.colour = colour;
+  picture.alpha = alpha;
+  picture.bits = bits;
+  img::Image image;
+  img::shape(image, picture);
+  for (size_t i = 0; i < samples.size(); ++i) {
+    if (bits > 8)
+      image.row<uint16_t>(0)[i] = samples[i];
+    else
+      image.bytes[i] = static_cast<uint8_t>(samples[i]);
+  }
+  return image;
+}
+
+TEST(Converted, RowsOfEveryKind) {
+  using enum img::Colour;
+  const img::Background blue{0, 0, 1};
+  const struct {
+    img::Image from, to;
+  } cases[] = {
+      {onePixel(grey, false, 8, {200}), onePixel(rgb, false, 8, {200, 200, 200})},
+      {onePixel(rgb, false, 8, {255, 0, 0}), onePixel(grey, false, 8, {76})},
+      {onePixel(rgb, false, 16, {65535, 65535, 65535}), onePixel(grey, false, 16, {65535})},
+      {onePixel(grey, false, 8, {255}), onePixel(grey, false, 12, {4095})},
+      {onePixel(grey, false, 16, {32768}), onePixel(grey, false, 8, {128})},
+      {onePixel(grey, false, 1, {1}), onePixel(grey, false, 8, {255})},
+      {onePixel(rgb, true, 8, {255, 100, 0, 0}), onePixel(rgb, false, 8, {0, 0, 255})},
+      {onePixel(rgb, true, 8, {255, 100, 0, 255}), onePixel(rgb, false, 8, {255, 100, 0})},
+      {onePixel(rgb, true, 8, {255, 100, 0, 51}), onePixel(rgb, false, 8, {51, 20, 204})},
+      {onePixel(grey, true, 8, {100, 0}), onePixel(grey, false, 8, {29})}, // the luminance of the background
+      {onePixel(rgb, false, 8, {1, 2, 3}), onePixel(rgb, true, 8, {1, 2, 3, 255})},
+      {onePixel(grey, true, 8, {9, 77}), onePixel(rgb, true, 8, {9, 9, 9, 77})},
+      {onePixel(cmyk, false, 8, {255, 0, 51, 0}), onePixel(rgb, false, 8, {0, 255, 204})},
+      {onePixel(cmyk, false, 8, {0, 0, 0, 255}), onePixel(grey, false, 8, {0})},
+      {onePixel(rgb, false, 8, {10, 20, 30}), onePixel(cmyk, false, 8, {245, 235, 225, 0})},
+  };
+  for (const auto& c : cases) {
+    img::Image result;
+    ASSERT_FALSE(readAll(*converted(std::make_unique<img::ImageReader>(c.from), c.to, blue), result));
+    EXPECT_EQ(result.bytes, c.to.bytes) << &c - cases;
+  }
+}
+
+} // namespace
+} // namespace zelj::test
