@@ -33,3 +33,9 @@ for library in "$libdir"/glibc-hwcaps/*/libzelj.so.7; do
   [ -e "$library" ] || continue
   if ldd "$library" | grep -F 'not found'; then exit 1; fi
 done
+
+# The program finds the libraries beside it.
+if [ -e "$work/prefix/bin/zelimg" ]; then
+  "$work/prefix/bin/zelimg" --version
+  test -s "$work"/prefix/share/man/man1/zelimg.1
+fi
