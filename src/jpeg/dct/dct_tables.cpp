@@ -81,10 +81,10 @@ constexpr ForwardTables forwardTables() {
 constexpr int kRounding[8] = {65536, 2901, 2260, 1704, 1024, 455, 512, 373};
 constexpr int kReducedRounding[8] = {66560, 5802, 4520, 3408, 0, 910, 1024, 746};
 
-struct ReducedFactors {
+struct FourFactors {
   int a, b, c, d, e, f, g, h, i, j, k;
 };
-constexpr ReducedFactors kReducedSets[4] = {
+constexpr FourFactors kFourSets[4] = {
     {16384, 15137, 20995, 7373, 8697, -17799, 6270, -4926, -4176, 11893, -1730},
     {22725, 20995, 29121, 10226, 12063, -24688, 8697, -6833, -5793, 16496, -2399},
     {21407, 19777, 27432, 9633, 11363, -23256, 8192, -6436, -5457, 15539, -2260},
@@ -107,39 +107,35 @@ constexpr InverseTables::RowFactors inverseRows(bool lower) {
   return t;
 }
 
-// Dwords S0 S1 S2 S3 from columns 0 2 4 6 1 3 5 7 as they stand (k[0]) and with neighbours exchanged (k[1]). Row 4
-// counts for nothing.
-constexpr InverseTables::RowFactors reducedRows(bool lower) {
-  InverseTables::RowFactors t{};
-  for (int dword = 0; dword < 16; ++dword) {
-    const int lane = dword / 4, i = dword % 4, row = lower ? (8 - lane) % 8 + 4 * (lane == 0) : lane;
-    if (row == 4) continue;
-    const ReducedFactors f = kReducedSets[setOf(row)];
-    const int s[4][4] = {{f.a, f.b, 0, -f.g}, {f.a, -f.b, 0, f.g}, {f.c, f.d, f.h, f.i}, {f.e, f.f, f.j, f.k}};
-    for (int k = 0; k < 2; ++k) {
-      t.k[0][2 * dword + k] = static_cast<Zel16s>(s[i][2 * (i % 2) + k]);
-      t.k[1][2 * dword + k] = static_cast<Zel16s>(s[i][2 * (1 - i % 2) + k]);
-    }
-    t.rounding[dword] = i < 2 ? kReducedRounding[row] : 0;
+constexpr void setPair(Zel16s (&to)[2 * 8], int dword, int first, int second) {
+  to[2 * dword] = static_cast<Zel16s>(first);
+  to[2 * dword + 1] = static_cast<Zel16s>(second);
+}
+
+constexpr InverseTables::ReducedFactors toFour() {
+  constexpr int rows[8] = {1, 3, 5, 7, 2, 6, 0, 0};
+  InverseTables::ReducedFactors t{};
+  for (int i = 0; i < 8; ++i) {
+    const FourFactors f = kFourSets[setOf(rows[i])];
+    const int pairs[6][2] = {{f.a, 0}, {f.b, -f.g}, {f.c, f.d}, {f.h, f.i}, {f.e, f.f}, {f.j, f.k}};
+    for (int pair = 0; pair < 6; ++pair) setPair(t.k[pair], i, pairs[pair][0], pairs[pair][1]);
+    t.rounding[i] = kReducedRounding[rows[i]];
   }
   return t;
 }
 
-constexpr InverseTables::MeanFactors means(int row0, int row1) {
+constexpr InverseTables::ReducedFactors toTwo() {
+  constexpr int rows[8] = {1, 3, 5, 7, 0, 0, 0, 0};
   constexpr int k[4][5] = {
       {16384, 14846, 5213, 3483, 2953}, {22725, 20592, 7231, 4832, 4096}, {}, {19266, 17457, 6130, 4096, 3472}};
   constexpr int rounding[8] = {67072, 5802, 0, 3408, 0, 910, 0, 746};
-  InverseTables::MeanFactors t{};
-  for (int lane = 0; lane < 2; ++lane) {
-    const int row = lane ? row1 : row0;
-    for (int second = 0; second < 2; ++second) {
-      t.k[second][8 * lane] = static_cast<Zel16s>(k[setOf(row)][0]);
-      for (int i = 1; i < 5; ++i) {
-        const int factor = k[setOf(row)][i]; // signs + - + -
-        t.k[second][8 * lane + 2 * i - 1] = static_cast<Zel16s>((i % 2 == second) ? -factor : factor);
-      }
-    }
-    for (int i = 0; i < 4; ++i) t.rounding[4 * lane + i] = rounding[row];
+  InverseTables::ReducedFactors t{};
+  for (int i = 0; i < 8; ++i) {
+    const int(&f)[5] = k[setOf(rows[i])];
+    setPair(t.k[0], i, f[0], 0);
+    setPair(t.k[2], i, f[1], -f[2]);
+    setPair(t.k[3], i, f[3], -f[4]);
+    t.rounding[i] = rounding[rows[i]];
   }
   return t;
 }
@@ -148,27 +144,26 @@ constexpr InverseTables inverseTables() {
   InverseTables t{};
   t.upper = inverseRows(false);
   t.lower = inverseRows(true);
-  t.reducedUpper = reducedRows(false);
-  t.reducedLower = reducedRows(true);
   constexpr int pairs[4][2] = {{0, 2}, {4, 6}, {1, 3}, {5, 7}};
   for (int i = 0; i < 4; ++i) {
     for (int byte = 0; byte < 64; ++byte) {
       t.columns[i][byte] = static_cast<Zel8u>(2 * pairs[i][byte / 2 % 2] + byte % 2);
     }
   }
-  setIndex(t.evenOdd, {0, 1, 4, 5, 8, 9, 12, 13, 2, 3, 6, 7, 10, 11, 14, 15});
+  setIndex(t.columnPairs, {0, 1, 8, 9, 4, 5, 12, 13, 2, 3, 6, 7, 10, 11, 14, 15});
   setIndex(t.naturalBytes, {0, 1, 2, 3, 7, 6, 5, 4, 8, 9, 10, 11, 15, 14, 13, 12});
   setIndex(t.firstTwo, {0, 1, 2, 3, 128, 128, 128, 128, 128, 128, 128, 128, 128, 128, 128, 128});
   t.tangents = rowConstants<RowConstants4>({0, kTan1, kTan2, kTan3Less1});
   t.whole = rowConstants<RowConstants4>({-1, 0, 0, -1});
   t.cos4 = rows2(kCos4Less1, kCos4Less1);
   t.tan1 = rows2(kTan1, kTan1);
-  t.tangents13 = rows2(kTan1, kTan3Less1);
-  t.second = rows2(0, -1);
   t.emptyRow2 = rows2(kRounding[2] >> 11, 0);
-  t.means13 = means(1, 3);
-  t.means75 = means(7, 5);
-  t.means0 = means(0, 0);
+  t.to4 = toFour();
+  t.to2 = toTwo();
+  for (int i = 0; i < 8; ++i) {
+    t.halfTangents[i] = static_cast<Zel16s>(i < 4 ? kTan1 : kTan3Less1);
+    t.halfWhole[i] = static_cast<Zel16s>(i < 4 ? 0 : -1);
+  }
   return t;
 }
 

@@ -30,19 +30,22 @@ struct InverseTables {
   struct RowFactors {
     alignas(64) Zel16s k[4][4 * 8];
     alignas(64) Zel32s rounding[4 * 4];
-  } upper, lower, reducedUpper, reducedLower;
-  alignas(64) Zel8u columns[4][64]; // pairs of columns, four times each
-  alignas(64) Zel8u evenOdd[64];    // columns 0 2 4 6 1 3 5 7
+  } upper, lower;
+  alignas(64) Zel8u columns[4][64];  // pairs of columns, four times each
+  alignas(64) Zel8u columnPairs[64]; // columns 0 4 2 6 1 3 5 7
   alignas(64) Zel8u naturalBytes[64], firstTwo[64];
   // Rows 0, 1, 2 and 3 times 1, tan(pi / 16), tan(2 pi / 16) and tan(3 pi / 16), as the high half of a product and,
   // where `whole` is set, the row itself.
   RowConstants4 tangents, whole;
-  RowConstants2 cos4, tan1, tangents13, second, emptyRow2;
-  // Row transform to two means: factors of columns 0..7 for the first and the second, of rows 1 3, 7 5 and 0 0.
-  struct MeanFactors {
-    alignas(32) Zel16s k[2][2 * 8];
+  RowConstants2 cos4, tan1, emptyRow2;
+  // Row transforms to four and to two means. A dword belongs to a row, 1 3 5 7 in the first lane, and 2 6 0 0 or 0 0 0
+  // 0 in the second: factors of columns 0 4, 2 6, then those of 1 3 and 5 7 for each sum of odd columns.
+  struct ReducedFactors {
+    alignas(32) Zel16s k[6][2 * 8];
     alignas(32) Zel32s rounding[2 * 4];
-  } means13, means75, means0;
+  } to4, to2;
+  // Halves of a lane times tan(pi / 16) and tan(3 pi / 16), as `tangents` and `whole` above.
+  alignas(16) Zel16s halfTangents[8], halfWhole[8];
 };
 
 extern const ForwardTables kForward __attribute__((visibility("hidden")));
