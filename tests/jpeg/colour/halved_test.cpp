@@ -8,6 +8,7 @@
 
 #include "support/guarded.h"
 #include "support/random.h"
+#include "support/sparse.h"
 #include "zelj.h"
 
 namespace zelj::test {
@@ -234,6 +235,29 @@ TEST_P(HalvedChroma, RowsWalkedUpwards) {
   };
   EXPECT_TRUE(equals(up.pixels, mirrored(down.pixels)));
   for (size_t i = 0; i < 3; ++i) EXPECT_TRUE(equals(up.planes[i], mirrored(down.planes[i])));
+}
+
+TEST_P(HalvedChroma, RowsAGigabyteApart) {
+  const Export& e = GetParam();
+  Random random(6);
+  const ZeliSize size{18, 4};
+  Operands o(e, size, random, Edge::end);
+  o.pixels.fill([&](int, int) { return random.in(0, 255); });
+  for (auto& plane : o.planes) plane.fill([&](int, int) { return random.in(0, 255); });
+  const SparseRows pixels(size.height, o.pixels.width()), y(size.height, 18), cb(size.height, 9), cr(size.height, 9);
+  const auto copy = [](const Region<Zel8u>& from, const SparseRows& to) {
+    for (int line = 0; line < from.height(); ++line) {
+      for (int x = 0; x < from.width(); ++x) to.row(line)[x] = from.get(x, line);
+    }
+  };
+  copy(o.pixels, pixels), copy(o.planes[0], y), copy(o.planes[1], cb), copy(o.planes[2], cr);
+  Zel8u* const planes[3] = {y.row(0), cb.row(0), cr.row(0)};
+  const int steps[3] = {kHugeStep, kHugeStep, kHugeStep};
+  ASSERT_EQ(o.call(e, size), zelStatusOk);
+  ASSERT_EQ(e.call(pixels.row(0), kHugeStep, planes, steps, size), zelStatusOk);
+  EXPECT_TRUE(equals(o.pixels, [&](int x, int line) { return pixels.row(line)[x]; }));
+  EXPECT_TRUE(equals(o.planes[0], [&](int x, int line) { return y.row(line)[x]; }));
+  EXPECT_TRUE(equals(o.planes[2], [&](int x, int line) { return cr.row(line)[x]; }));
 }
 
 Three pairedInverse(Three p, bool inVector) {

@@ -5,6 +5,7 @@
 
 #include "support/guarded.h"
 #include "support/random.h"
+#include "support/sparse.h"
 #include "zelj.h"
 
 namespace zelj::test {
@@ -52,6 +53,14 @@ TEST(LevelShift, SameResultOnAnyNumberOfThreads) {
       ASSERT_TRUE(equals(result, [&](int x, int y) { return add128(source.get(x, y)); })) << threads << " threads";
     }
   }
+}
+
+TEST(LevelShift, RowsAGigabyteApart) {
+  const SparseRows samples(3, 1), shifted(3, 2);
+  samples.row(2)[0] = 200;
+  auto* to = reinterpret_cast<Zel16s*>(shifted.row(0));
+  ASSERT_EQ(zeliSub128_JPEG_8u16s_C1R(samples.row(0), kHugeStep, to, kHugeStep, {1, 3}), zelStatusOk);
+  EXPECT_EQ(*reinterpret_cast<Zel16s*>(shifted.row(2)), 72);
 }
 
 TEST(LevelShift, OrderOfChecks) {

@@ -8,6 +8,7 @@
 
 #include "support/guarded.h"
 #include "support/random.h"
+#include "support/sparse.h"
 #include "zelj.h"
 
 namespace zelj::test {
@@ -311,6 +312,23 @@ TEST_P(Mcu, OrderOfChecks) {
     plane = kept;
   }
   EXPECT_TRUE(equals(u.pixels, [](int, int) { return GuardedMemory::kFill; }));
+}
+
+TEST_P(Mcu, RowsAGigabyteApart) {
+  const Export& e = GetParam();
+  Random random(2);
+  const SparseRows rows(e.height(), e.width() * e.bytes());
+  Unit u(e, 0, {});
+  u.pixels.fill([&](int, int) { return random.in(0, 255); });
+  for (Plane& plane : u.planes) {
+    for (int i = 0; i < plane.samples; ++i) plane.set(i, random.in(-128, 127));
+  }
+  for (int y = 0; y < e.height(); ++y) {
+    for (int i = 0; i < u.pixels.width(); ++i) rows.row(y)[i] = u.pixels.get(i, y);
+  }
+  ASSERT_EQ(e.call(rows.row(0), kHugeStep, u.pointers.data()), zelStatusOk);
+  u.pixels.fill([&](int i, int y) { return rows.row(y)[i]; });
+  EXPECT_TRUE(matches(e, u, false));
 }
 
 TEST(McuValues, WhiteBlackAndHalves) {

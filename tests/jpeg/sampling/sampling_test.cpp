@@ -6,6 +6,7 @@
 
 #include "support/guarded.h"
 #include "support/random.h"
+#include "support/sparse.h"
 #include "zelj.h"
 
 namespace zelj::test {
@@ -111,7 +112,6 @@ TEST(Sampling, RowsOfEveryWidth) {
       ASSERT_EQ(zeliSampleUpRowH2V2_Triangle_JPEG_8u_C1(second, first, width, doubled.data()), zelStatusOk);
       ASSERT_TRUE(equals(doubled, [&](int x, int) { return doubled2(repeated, x, 1, 0); }));
 
-      if (width % 2) continue;
       Region<Zel8u> halved(width / 2, 1, 0, edge);
       ASSERT_EQ(zeliSampleDownRowH2V1_Box_JPEG_8u_C1(second, width, halved.data()), zelStatusOk);
       ASSERT_TRUE(equals(halved, [&](int x, int) { return halved1(s, x, 1, x % 2); }));
@@ -144,6 +144,19 @@ TEST(Sampling, DoublingOfEveryPairOfNeighbours) {
     ASSERT_EQ(zeliSampleUpRowH2V1_Triangle_JPEG_8u_C1(near.data(), 2 * kSums, result.data()), zelStatusOk);
     for (int x = 0; x < 4 * kSums; ++x) ASSERT_EQ(result[static_cast<size_t>(x)], doubled1(s, x, 0)) << a << " " << x;
   }
+}
+
+TEST(Sampling, RowsAGigabyteApart) {
+  const SparseRows source(4, 2), result(4, 4);
+  for (int y = 0; y < 4; ++y) {
+    source.row(y)[0] = source.row(y)[1] = static_cast<Zel8u>(10 + y);
+  }
+  ASSERT_EQ(zeliSampleDownH2V2_JPEG_8u_C1R(source.row(0), kHugeStep, {2, 4}, result.row(0), kHugeStep, {1, 2}),
+            zelStatusOk);
+  EXPECT_EQ(result.row(1)[0], (2 * 12 + 2 * 13 + 3) >> 2);
+  ASSERT_EQ(zeliSampleDownH2V1_JPEG_8u_C1R(source.row(0), kHugeStep, {2, 4}, result.row(0), kHugeStep, {1, 4}),
+            zelStatusOk);
+  EXPECT_EQ(result.row(3)[0], 13);
 }
 
 // Rows and planes differ in their rounding.
