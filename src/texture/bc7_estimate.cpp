@@ -69,10 +69,10 @@ HWY_INLINE std::array<V, 3> principalAxis(DF d, Symmetric<V> m) {
 
 template <int kMode>
 struct Estimator {
-  static constexpr Mode kMode_ = kModes[kMode];
-  static constexpr int kSubsets = kMode_.subsets;
-  static constexpr bool kAlpha = kMode_.endPointBits[3] > 0;
-  static constexpr hn::CappedTag<Zel32s, static_cast<size_t>(kMode_.partitions())> d{};
+  static constexpr Mode kInfo = kModes[kMode];
+  static constexpr int kSubsets = kInfo.subsets;
+  static constexpr bool kAlpha = kInfo.endPointBits[3] > 0;
+  static constexpr hn::CappedTag<Zel32s, static_cast<size_t>(kInfo.partitions())> d{};
   static constexpr hn::Rebind<Zel32f, decltype(d)> df{};
   static constexpr hn::Repartition<Zel16s, decltype(d)> d16{};
   using V = hn::VFromD<decltype(d)>;
@@ -155,13 +155,13 @@ struct Estimator {
 
   // Squared distances of all pixels from the ramps of their subsets.
   HWY_INLINE V error() const {
-    constexpr int entries = 1 << kMode_.indexBits;
+    constexpr int entries = 1 << kInfo.indexBits;
     hn::VFromD<decltype(d16)> ramps[kSubsets][entries][2];
     for (int s = 0; s < kSubsets; ++s) {
       for (int j = 0; j < entries; ++j) {
         for (int k = 0; k < 2; ++k) {
           ramps[s][j][k] = interpolated(hn::BitCast(d16, ends[s][0][k]), hn::BitCast(d16, ends[s][1][k]),
-                                        weightsOfBits(kMode_.indexBits)[j]);
+                                        weightsOfBits(kInfo.indexBits)[j]);
         }
       }
     }

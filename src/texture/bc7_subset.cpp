@@ -199,8 +199,9 @@ class Sieve {
   static constexpr Zel32u filling(Zel32u value) { return sizeof(T) == 2 ? value * 0x10001 : value; }
 
   int count_;
-  int width_ =
-      1; // entries to look at from the first on: as many for each pixel, since loops of one length are foreseen
+  // The entries to look at, from a first one on. They are as many for every pixel, so that the processor foresees where
+  // the loops end.
+  int width_ = 1;
   alignas(64) Zel32s first_[16];
   // Distances in the other channels, and the pixel's own value, as they fill 32 bits of lanes.
   alignas(64) Zel32u others_[16][16];
@@ -256,9 +257,8 @@ Ends searchSteps(const Channel& channel, const Sieve<kIndexBits, T>& sieve, Ends
       const V other = widened(set(d, second ? ends.e0 : ends.e1), channel.precision());
       V sums[1];
       sieve.errors({second ? other : end}, {second ? end : other}, sums);
-      below |= static_cast<Zel32u>(
-                   bitsOfMask(di, hn::Not(hn::Or(outside, hn::RebindMask(di, atOrAbove(sums[0], set(d, ends.error)))))))
-               << k;
+      const auto rejected = hn::Or(outside, hn::RebindMask(di, atOrAbove(sums[0], set(d, ends.error))));
+      below |= static_cast<Zel32u>(bitsOfMask(di, hn::Not(rejected))) << k;
     }
     below &= (1u << count) - (1u << i);
     const int from = place;
