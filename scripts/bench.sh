@@ -14,7 +14,7 @@ filter=${1:-.}
 
 scripts/setup.sh
 cmake --preset release > /dev/null
-cmake --build --preset release --target zelj_bench
+cmake --build --preset release --target zelj_bench zelimg
 
 # One thread, bound to a processor; the benchmarks of threads ask for more. Levels are chosen by what the loader is told
 # of the processor.
@@ -39,5 +39,6 @@ JSIMD_FORCESSE2=1 run avx -AVX512F,-AVX2
 if has x86-64-v3; then run x86-64-v3 -AVX512F; fi
 if has x86-64-v4; then run x86-64-v4; fi
 
+[ "$filter" != . ] || python3 scripts/bench_process.py build/bin/zelimg | tee bench-report/processes.txt
 python3 scripts/bench_report.py bench-report --html bench-report/index.html
 echo "bench-report/index.html"

@@ -11,7 +11,7 @@ packages=(
   libbenchmark-dev libjpeg62-turbo-dev libtiff-dev           # the benchmarks and their peers
   libsquish-dev libstb-dev libopenjp2-7-dev
   clang libclang-rt-14-dev libomp-dev                        # the second compiler, fuzzers, thread sanitizer
-  doxygen python3                                            # the reference and the benchmark report
+  doxygen python3 time                                       # the reference and the benchmark report
 )
 
 missing=()
