@@ -24,7 +24,7 @@ using img::Rows;
 Error checkSupported(int process, int bits, size_t components) {
   if (process == kSof3) return {};
   if (process > kSof3) return fail("%s files are not supported", processName(process));
-  if (components == 4) return fail("files of four components (CMYK) are not supported yet");
+  if (components == 4 && bits != 8) return fail("files of four components of %d bits are not supported", bits);
   if (components == 2) return fail("files of two components are not supported");
   if (bits != 8 && !(bits == 12 && process != kSof0)) return fail("%d bits a sample are not supported", bits);
   return {};
@@ -64,7 +64,9 @@ class Reader : public img::RowReader {
     size_ = 8 / options_.scale;
     picture_.width = divideUp(int64_t{frame.width} * size_, 8);
     picture_.height = divideUp(int64_t{frame.height} * size_, 8);
-    picture_.colour = frame.components.size() == 1 ? img::Colour::grey : img::Colour::rgb;
+    const size_t count = frame.components.size();
+    picture_.colour = count == 1 ? img::Colour::grey : count == 3 ? img::Colour::rgb : img::Colour::cmyk;
+    picture_.metadata = metadataOf(header_);
     picture_.bits = frame.bits;
     progressive_ = header_.process == kSof2;
     oneScan_ = progressive_ || scanHeader.components.size() == frame.components.size();
@@ -369,6 +371,25 @@ class Reader : public img::RowReader {
     return {};
   }
 
+  // C, M, Y, K, or Y, Cb, Cr, K. Files of Adobe's count them from the other end.
+  void putOutInks(const Sample* const rows[4], Sample* pixels) const {
+    if constexpr (std::is_same_v<Sample, Zel8u>) {
+      const int width = picture_.width;
+      if (header_.adobeTransform.value_or(0) == 2) {
+        for (int x = 0; x < width; x += kPixelsOfOneThread) {
+          const int count = std::min(width - x, kPixelsOfOneThread);
+          const Zel8u* const planes[4] = {rows[0] + x, rows[1] + x, rows[2] + x, rows[3] + x};
+          zeliYCCKToCMYK_JPEG_8u_P4C4R(planes, count, pixels + 4 * x, 4 * count, {count, 1});
+        }
+      } else {
+        for (int x = 0; x < width; ++x) {
+          for (int c = 0; c < 4; ++c) pixels[4 * x + c] = rows[c][x];
+        }
+      }
+      for (int i = 0; i < 4 * width && header_.adobeTransform; ++i) pixels[i] = static_cast<Zel8u>(~pixels[i]);
+    }
+  }
+
   // Planes to pixels: the row y of the image.
   void putOutRow(int y, Sample* pixels, Scratch& scratch) const {
     const Sample* rows[4] = {};
@@ -376,6 +397,8 @@ class Reader : public img::RowReader {
     for (size_t c = 0; c < channels; ++c) rows[c] = upsamplers_[c].row(y, scratch.rows[c].data());
     if (convert_) {
       convertInverse(rows, pixels, picture_.width);
+    } else if (channels == 4) {
+      putOutInks(rows, pixels);
     } else if (channels == 1) {
       std::memcpy(pixels, rows[0], picture_.rowBytes());
     } else {

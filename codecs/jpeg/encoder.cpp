@@ -89,8 +89,9 @@ Frame makeFrame(const img::Picture& picture, Sampling sampling) {
   frame.bits = picture.bits;
   frame.width = picture.width;
   frame.height = picture.height;
-  const int h = sampling == Sampling::s444 || picture.channels() == 1 ? 1 : 2;
-  const int v = sampling == Sampling::s420 && picture.channels() == 3 ? 2 : 1;
+  constexpr int kAcross[] = {1, 2, 2, 1, 4}, kDown[] = {1, 1, 2, 2, 1}; // by Sampling
+  const bool reduced = picture.channels() == 3;
+  const int h = reduced ? kAcross[static_cast<int>(sampling)] : 1, v = reduced ? kDown[static_cast<int>(sampling)] : 1;
   for (int c = 0; c < picture.channels(); ++c) {
     Component component;
     component.id = c + 1;
@@ -124,6 +125,7 @@ class Writer : public img::RowWriter {
         channels_(picture.channels()),
         rowBytes_(picture.rowBytes()),
         options_(options),
+        metadata_(picture.metadata),
         interval_(int64_t{options.restartInterval} * (options.restartInRows ? scan_.mcusWide : 1)),
         threads_(options.threads) {}
 
@@ -339,14 +341,22 @@ class Writer : public img::RowWriter {
 
   // Step 2, second half: chroma planes at the size of their components.
   void halveChroma(const Strip& strip) const {
-    if (frame_.hMax == 1) return;
+    const int across = frame_.hMax, down = frame_.vMax;
+    if (across * down == 1) return;
     for (size_t c = 1; c < frame_.components.size(); ++c) {
       for (int y = 0; y < 8; ++y) {
         Sample* half = strip.half[c].data() + y * strip.step;
-        if (frame_.vMax == 1)
-          halve2x1(strip.row(static_cast<int>(c), y), strip.width, half);
+        const Sample *row = strip.row(static_cast<int>(c), down * y), *next = row + (down - 1) * strip.step;
+        if (across == 2 && down == 1)
+          halve2x1(row, strip.width, half);
+        else if (across == 2)
+          halve2x2(row, next, strip.width, half);
+        else if (across == 1)
+          for (int x = 0; x < strip.width; ++x) half[x] = static_cast<Sample>((row[x] + next[x] + 1) >> 1);
         else
-          halve2x2(strip.row(static_cast<int>(c), 2 * y), strip.row(static_cast<int>(c), 2 * y + 1), strip.width, half);
+          for (int x = 0; x < strip.width / 4; ++x, row += 4) {
+            half[x] = static_cast<Sample>((row[0] + row[1] + row[2] + row[3] + 2) >> 2);
+          }
       }
     }
   }
@@ -359,7 +369,7 @@ class Writer : public img::RowWriter {
         const Component& component = frame_.components[static_cast<size_t>(b.component)];
         const int column = m * b.across + b.x;
         if (run.x * b.across + column < component.blocksWide && run.y * b.down + b.y < component.blocksHigh) {
-          const bool halved = component.h < frame_.hMax;
+          const bool halved = component.h < frame_.hMax || component.v < frame_.vMax;
           const Sample* plane = (halved ? strip.half : strip.full)[b.component].data();
           const Sample* samples = plane + 8 * b.y * strip.step + 8 * column;
           const int step = strip.step * static_cast<int>(sizeof(Sample)), table = component.quantTable;
@@ -519,7 +529,8 @@ class Writer : public img::RowWriter {
 
   void beginFile(SegmentWriter& writer, int process) const {
     writer.marker(kSoi);
-    writer.jfif();
+    writer.jfif(metadata_.density);
+    writer.metadata(metadata_);
     for (int i = 0; i < tableCount(); ++i) writer.quantTable(i, tables_.raw[i]);
     writer.frame(process, frame_);
   }
@@ -545,6 +556,7 @@ class Writer : public img::RowWriter {
   const int channels_;
   const size_t rowBytes_;
   const EncodeOptions options_;
+  const img::Metadata metadata_;
   const int64_t interval_; // in MCUs, 0 for none
   const int threads_;
   Tables<Sample> tables_;

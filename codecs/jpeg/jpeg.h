@@ -1,6 +1,6 @@
 // A codec for JPEG files (ITU T.81) of the Huffman processes, on top of zelj: sequential and progressive ones of 8 and
-// 12 bits, grey and three components, and lossless ones of 2 to 16 bits and up to four components. It owns the file
-// format and the loops; every sample and coefficient goes through the library.
+// 12 bits, grey and three components, four in reading, and lossless ones of 2 to 16 bits and up to four components. It
+// owns the file format and the loops; every sample and coefficient goes through the library.
 #pragma once
 
 #include "common/image.h"
@@ -15,7 +15,7 @@ using img::Error;
 using img::fail;
 using img::Image;
 
-enum class Sampling { s444, s422, s420 };
+enum class Sampling { s444, s422, s420, s440, s411 }; // s411: a quarter of the width
 enum class Upsampling { triangle, plain };
 
 // A scan of components: coefficients Ss to Se in zig-zag order, from bit Ah (0: all that are above) down to bit Al.

@@ -186,7 +186,11 @@ class Writer : public img::RowWriter {
     Bytes header;
     SegmentWriter writer(header);
     writer.marker(kSoi);
-    if (planes_ > 1) writer.adobe();
+    if (planes_ > 1)
+      writer.adobe();
+    else
+      writer.jfif(picture_.metadata.density);
+    writer.metadata(picture_.metadata);
     writer.frame(kSof3, frame);
     for (size_t c = 0; c < planes_; ++c) {
       ZeliEncodeHuffmanSpec* spec = nullptr;
@@ -230,6 +234,7 @@ class Reader : public img::RowReader {
     picture_.width = header.frame.width;
     picture_.height = header.frame.height;
     picture_.bits = header.frame.bits;
+    picture_.metadata = metadataOf(header);
     picture_.colour = planes_ == 1 ? img::Colour::grey : planes_ == 3 ? img::Colour::rgb : img::Colour::cmyk;
     rowsOfInterval_ = header.restartInterval / picture_.width;
   }

@@ -202,6 +202,35 @@ void readApplication(int marker, ByteSpan segment, Header& header) {
   header.applications.push_back(std::move(bytes));
 }
 
+img::Metadata metadataOf(const Header& header) {
+  img::Metadata metadata;
+  std::vector<ByteSpan> profile; // its parts by their numbers
+  for (const Bytes& bytes : header.applications) {
+    const int marker = bytes[1];
+    const ByteSpan body = ByteSpan(bytes).subspan(4);
+    if (marker == kApp0 && startsWith(body, "JFIF", 5) && body.size() >= 12) {
+      using Unit = img::Density::Unit;
+      const int x = wordAt(body, 8), y = wordAt(body, 10), unit = body[7];
+      if (unit == 0 && x == y) continue; // square pixels of any size say nothing
+      metadata.density = {double(x), double(y), unit == 1 ? Unit::inch : unit == 2 ? Unit::centimetre : Unit::none};
+    } else if (marker == kApp1 && startsWith(body, "Exif\0", 6) && metadata.exif.empty()) {
+      metadata.exif.assign(body.begin() + 6, body.end());
+    } else if (marker == kApp2 && startsWith(body, "ICC_PROFILE", 12) && body.size() >= 14) {
+      const size_t number = body[12], count = body[13];
+      if (profile.empty()) profile.resize(count);
+      if (number >= 1 && number <= profile.size()) profile[number - 1] = body.subspan(14);
+    }
+  }
+  for (const ByteSpan& part : profile) {
+    if (part.empty()) { // a profile that is not whole is of no use
+      metadata.icc.clear();
+      break;
+    }
+    metadata.icc.insert(metadata.icc.end(), part.begin(), part.end());
+  }
+  return metadata;
+}
+
 const char* processName(int marker) {
   switch (marker) {
     case 0xC0:

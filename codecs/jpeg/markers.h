@@ -64,6 +64,9 @@ Error useTypicalTables(Header& header);
 // The name of the coding process of a SOF marker, null for other markers.
 const char* processName(int marker);
 
+// The metadata among the application segments.
+img::Metadata metadataOf(const Header& header);
+
 // Whether the three components are Y, Cb, Cr rather than R, G, B.
 bool isYCbCr(const Header& header);
 

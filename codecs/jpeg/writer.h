@@ -1,6 +1,8 @@
 // The marker segments of a file in the order in which an encoder writes them (T.81 Annex B).
 #pragma once
 
+#include <algorithm>
+
 #include "jpeg/frame.h"
 #include "jpeg/jpeg.h"
 #include "jpeg/tables.h"
@@ -15,10 +17,35 @@ class SegmentWriter {
     byte(0xFF);
     byte(code);
   }
-  void jfif() {
+  void jfif(const img::Density& density) {
+    const bool known = density.x >= 1 && density.y >= 1 && density.x < 65536 && density.y < 65536;
     segment(kApp0, 14);
     for (const char letter : {'J', 'F', 'I', 'F', '\0'}) byte(letter);
-    for (const int value : {1, 1, 0, 0, 1, 0, 1, 0, 0}) byte(value); // version 1.1, square pixels, no thumbnail
+    word(0x0101); // version 1.1
+    byte(known ? static_cast<int>(density.unit) : 0);
+    word(known ? static_cast<int>(density.x + 0.5) : 1);
+    word(known ? static_cast<int>(density.y + 0.5) : 1);
+    word(0); // no thumbnail
+  }
+  // EXIF, if a segment can hold it, and the colour profile in as many as it needs.
+  void metadata(const img::Metadata& metadata) {
+    constexpr size_t kLargest = 65533;
+    if (!metadata.exif.empty() && metadata.exif.size() + 6 <= kLargest) {
+      segment(kApp1, static_cast<int>(metadata.exif.size()) + 6);
+      for (const char letter : {'E', 'x', 'i', 'f', '\0', '\0'}) byte(letter);
+      bytes(metadata.exif);
+    }
+    constexpr size_t kPart = kLargest - 14;
+    const size_t parts = (metadata.icc.size() + kPart - 1) / kPart;
+    for (size_t i = 0; i < parts && parts < 256; ++i) {
+      const ByteSpan part =
+          ByteSpan(metadata.icc).subspan(i * kPart).first(std::min(kPart, metadata.icc.size() - i * kPart));
+      segment(kApp2, static_cast<int>(part.size()) + 14);
+      for (const char letter : {'I', 'C', 'C', '_', 'P', 'R', 'O', 'F', 'I', 'L', 'E', '\0'}) byte(letter);
+      byte(static_cast<int>(i) + 1);
+      byte(static_cast<int>(parts));
+      bytes(part);
+    }
   }
   // Tells that components are what they are, not converted: R, G, B, or C, M, Y, K, these inverted.
   void adobe() {

@@ -122,6 +122,25 @@ TEST_F(Zelimg, RecodesAndReadsTheFirstScans) {
   EXPECT_NE(said.find("cannot be recoded"), std::string::npos);
 }
 
+TEST_F(Zelimg, MetadataGoAlongUnlessStripped) {
+  Image image = scene_;
+  image.metadata.exif = {'I', 'I', 42, 0, 8, 0, 0, 0, 0, 0, 0, 0, 0, 0};
+  image.metadata.density = {300, 300, img::Density::Unit::inch};
+  Bytes file;
+  ASSERT_FALSE(jpeg::encode(image, {}, file));
+  folder_.write("a.jpg", file);
+  ASSERT_EQ(zelimg("a.jpg b.png"), 0);
+  ASSERT_EQ(zelimg("b.png c.jpg --progressive"), 0);
+  ASSERT_EQ(zelimg("info b.png"), 0);
+  EXPECT_NE(folder_.text("printed").find("EXIF: 14 bytes"), std::string::npos);
+  const std::string exif = "Exif";
+  Bytes back = folder_.read("c.jpg");
+  EXPECT_NE(std::search(back.begin(), back.end(), exif.begin(), exif.end()), back.end());
+  ASSERT_EQ(zelimg("b.png d.jpg --strip"), 0);
+  back = folder_.read("d.jpg");
+  EXPECT_EQ(std::search(back.begin(), back.end(), exif.begin(), exif.end()), back.end());
+}
+
 // Every failure: its exit code, its message on one line, and no file of any name left behind.
 TEST_F(Zelimg, FailsWithAMessageAndLeavesNothing) {
   folder_.writeImage("in.ppm", scene_);
@@ -151,7 +170,7 @@ TEST_F(Zelimg, FailsWithAMessageAndLeavesNothing) {
       {"in.ppm out.jpg --quality", 2, "--quality needs a value"},
       {"in.ppm out.dds --texture bc6", 2, "--texture must be bc1, bc2"},
       {"in.ppm out.dds --modes 0,8", 2, "--modes must be numbers from 0 to 7"},
-      {"in.ppm out.jpg --sampling 411", 2, "--sampling must be 444, 422 or 420, not '411'"},
+      {"in.ppm out.jpg --sampling 412", 2, "--sampling must be 444, 422, 420, 440 or 411, not '412'"},
       {"good.jpg out.ppm --scale 1/3", 2, "--scale must be 1/1, 1/2, 1/4 or 1/8, not '1/3'"},
       {"missing.ppm out.jpg", 1, "missing.ppm: No such file"},
       {"folder out.png", 1, "folder: this is a folder"},

@@ -33,12 +33,14 @@ class Jpeg : public Format {
     return {
         {Use::writing, "--quality", "Q", "1 to 100", "of the picture, 1 to 100; 75",
          [this](const std::string& v) { return takeNumber(v, 1, 100, encode_.quality); }},
-        {Use::writing, "--sampling", "S", "444, 422 or 420", "of chroma, 444, 422 or 420; 420",
+        {Use::writing, "--sampling", "S", "444, 422, 420, 440 or 411", "of chroma, 444, 422, 420, 440 or 411; 420",
          [this](const std::string& v) {
-           const std::optional<int> found = choice(v, {"444", "422", "420"});
+           const std::optional<int> found = choice(v, {"444", "422", "420", "440", "411"});
            if (found) encode_.sampling = static_cast<jpeg::Sampling>(*found);
            return found.has_value();
          }},
+        {Use::writing, "--grayscale", nullptr, "", "the luminance alone",
+         [this](const std::string&) { return grey_ = true; }},
         {Use::writing, "--optimize", nullptr, "", "makes Huffman tables to measure, in a second pass",
          [this](const std::string&) { return encode_.optimize = true; }},
         {Use::writing, "--progressive", nullptr, "", "several scans, from coarse to fine",
@@ -110,6 +112,7 @@ class Jpeg : public Format {
 
   Picture nearest(const Picture& picture, const std::string&) const override {
     Picture nearest = picture;
+    if (grey_) nearest.colour = Colour::grey;
     if (encode_.lossless) {
       nearest.alpha = false;
       nearest.bits = bits_ ? bits_ : std::clamp(picture.bits, 2, 16);
@@ -138,6 +141,7 @@ class Jpeg : public Format {
   jpeg::EncodeOptions encode_;
   jpeg::DecodeOptions decode_;
   int bits_ = 0; // 0: as the picture's
+  bool grey_ = false;
 };
 
 } // namespace

@@ -30,6 +30,7 @@ struct Arguments {
   std::string format; // of the output, empty: by its name
   img::Background background;
   bool backgroundGiven = false;
+  bool strip = false; // leaves metadata out
 };
 
 // Options of the program itself, as they stand in its help.

@@ -161,7 +161,8 @@ int convert(const std::string& from, const std::string& to, Arguments& arguments
   std::unique_ptr<RowReader> reader;
   const auto openReader = [&] { return opened.format->open(opened.source, arguments.settings, reader); };
   if (Error error = naming(fromName, openReader)) return report(kFileFailed, error);
-  const img::Picture wanted = target->nearest(reader->picture(), extensionFor(to, arguments));
+  img::Picture wanted = target->nearest(reader->picture(), extensionFor(to, arguments));
+  if (arguments.strip) wanted.metadata = {};
   if (reader->picture().alpha && !wanted.alpha && !arguments.backgroundGiven) {
     remark(fromName, "the alpha channel is dropped, and what is transparent laid on white (see --background)");
   }

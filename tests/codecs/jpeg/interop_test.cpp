@@ -115,5 +115,48 @@ TEST_F(Interop, ReducedImagesAgree) {
   }
 }
 
+// Chroma at half the height, or a quarter of the width.
+TEST_F(Interop, OtherSamplings) {
+  const Image image = img::renderScene(203, 150);
+  folder_.writeImage("in.ppm", image);
+  for (const auto& [sampling, factors] : {std::pair{jpeg::Sampling::s440, "1x2"}, {jpeg::Sampling::s411, "4x1"}}) {
+    for (const bool progressive : {false, true}) {
+      jpeg::EncodeOptions options;
+      options.sampling = sampling;
+      options.progressive = progressive;
+      const Bytes ours = encoded(image, options);
+      folder_.write("ours.jpg", ours);
+      ASSERT_EQ(folder_.run(std::string("cjpeg -dct int -sample ") + factors + (progressive ? " -progressive" : "") +
+                            " -outfile theirs.jpg in.ppm"),
+                0);
+      EXPECT_GT(img::psnr(image, djpeg("ours.jpg")), img::psnr(image, djpeg("theirs.jpg")) - 0.1) << factors;
+      EXPECT_LE(static_cast<double>(ours.size()), 1.02 * static_cast<double>(folder_.read("theirs.jpg").size()));
+    }
+  }
+}
+
+// Ink for ink as ImageMagick reads them; the same file as Y, Cb, Cr, K.
+TEST_F(Interop, WeReadFourComponents) {
+  if (folder_.run("command -v convert") != 0) GTEST_SKIP() << "ImageMagick is missing: run scripts/setup.sh";
+  folder_.writeImage("in.ppm", img::renderScene(130, 70));
+  ASSERT_EQ(folder_.run("convert in.ppm -colorspace CMYK -quality 92 a.jpg"), 0) << folder_.text("said");
+  Bytes file = folder_.read("a.jpg");
+  const std::string name = "Adobe";
+  const auto adobe = std::search(file.begin(), file.end(), name.begin(), name.end());
+  ASSERT_NE(adobe, file.end());
+  for (const uint8_t transform : {0, 2}) {
+    adobe[11] = transform;
+    folder_.write("b.jpg", file);
+    ASSERT_EQ(folder_.run("convert b.jpg -depth 8 cmyk:raw"), 0);
+    const Image ours = decoded(file);
+    ASSERT_EQ(ours.colour, img::Colour::cmyk);
+    const Bytes theirs = folder_.read("raw");
+    ASSERT_EQ(ours.bytes.size(), theirs.size());
+    int worst = 0;
+    for (size_t i = 0; i < theirs.size(); ++i) worst = std::max(worst, std::abs(ours.bytes[i] - theirs[i]));
+    EXPECT_LE(worst, 3) << int{transform};
+  }
+}
+
 } // namespace
 } // namespace zelj::test

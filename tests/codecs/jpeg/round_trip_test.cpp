@@ -126,5 +126,27 @@ TEST(OptimalTable, CodesEverySymbolWithin16BitsAndNeverAllOnes) {
   }
 }
 
+// In files of all kinds; a profile that takes more than one segment too.
+TEST(RoundTrip, Metadata) {
+  Image image = img::renderScene(30, 20);
+  for (int i = 0; i < 150000; ++i) image.metadata.icc.push_back(static_cast<uint8_t>(i * 7 >> 3));
+  image.metadata.exif = {'I', 'I', 42, 0, 8, 0, 0, 0};
+  image.metadata.density = {300, 150, img::Density::Unit::inch};
+  for (int kind = 0; kind < 4; ++kind) {
+    jpeg::EncodeOptions options;
+    options.optimize = kind == 1;
+    options.progressive = kind == 2;
+    options.lossless = kind == 3;
+    const img::Metadata back = decoded(encoded(image, options)).metadata;
+    EXPECT_EQ(back.icc, image.metadata.icc) << kind;
+    EXPECT_EQ(back.exif, image.metadata.exif) << kind;
+    if (kind < 3) { // R, G, B have no JFIF segment
+      EXPECT_EQ(back.density.x, 300);
+      EXPECT_EQ(back.density.y, 150);
+      EXPECT_EQ(back.density.unit, img::Density::Unit::inch);
+    }
+  }
+}
+
 } // namespace
 } // namespace zelj::test
