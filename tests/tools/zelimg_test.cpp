@@ -141,6 +141,24 @@ TEST_F(Zelimg, MetadataGoAlongUnlessStripped) {
   EXPECT_EQ(std::search(back.begin(), back.end(), exif.begin(), exif.end()), back.end());
 }
 
+TEST_F(Zelimg, ComparesPictures) {
+  Image other = scene_;
+  other.row<uint8_t>(7)[3 * 11 + 1] ^= 0x40;
+  folder_.writeImage("a.ppm", scene_);
+  folder_.writeImage("b.png", other);
+  ASSERT_EQ(zelimg("compare a.ppm b.png --diff d.ppm"), 0);
+  // One sample of 60 x 44 is 64 away: 20 log(255 / 64) + 10 log(2640) dB.
+  EXPECT_EQ(folder_.text("printed"),
+            "red: equal\ngreen: PSNR 46.22 dB, largest difference 64 of 255 at 11, 7\nblue: equal\n");
+  const Image difference = folder_.readImage("d.ppm");
+  EXPECT_EQ(difference.row<uint8_t>(7)[3 * 11 + 1], 64);
+  EXPECT_EQ(difference.row<uint8_t>(7)[3 * 11], 0);
+  folder_.writeImage("c.ppm", img::renderScene(10, 10));
+  std::string said;
+  EXPECT_EQ(zelimg("compare a.ppm c.ppm", &said), 1);
+  EXPECT_NE(said.find("differ in size"), std::string::npos);
+}
+
 // Every failure: its exit code, its message on one line, and no file of any name left behind.
 TEST_F(Zelimg, FailsWithAMessageAndLeavesNothing) {
   folder_.writeImage("in.ppm", scene_);

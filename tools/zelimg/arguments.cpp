@@ -62,6 +62,8 @@ std::vector<Option> ownOptions(Arguments& a) {
        [&a](const std::string& v) { return a.backgroundGiven = takeColour(v, a.background); }},
       {both, "--strip", nullptr, "", "leaves colour profile, EXIF and density out",
        [&a](const std::string&) { return a.strip = true; }},
+      {both, "--diff", "FILE", "the name of a file", "of compare: a picture of the differences",
+       [&a](const std::string& v) { return !(a.diff = v).empty(); }},
       {both, "--max-pixels", "N", "1 and more", "refuses larger pictures; 268435456",
        [&a](const std::string& v) { return formats::takeNumber(v, 1, INT64_MAX, a.settings.maxPixels); }},
   };

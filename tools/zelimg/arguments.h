@@ -31,6 +31,7 @@ struct Arguments {
   img::Background background;
   bool backgroundGiven = false;
   bool strip = false; // leaves metadata out
+  std::string diff;   // where the picture of differences goes
 };
 
 // Options of the program itself, as they stand in its help.

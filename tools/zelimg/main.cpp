@@ -5,6 +5,7 @@
 
 #include "files/output.h"
 #include "zelimg/arguments.h"
+#include "zelimg/compare.h"
 #include "zelimg/convert.h"
 #include "zelj.h"
 
@@ -15,6 +16,7 @@ const char kHelp[] =
     R"(zelimg IN OUT [options]         converts an image file
 zelimg IN... FOLDER --format F  converts several, under their names
 zelimg recode IN OUT            codes a JPEG file anew, same pixels
+zelimg compare A B              tells how far two pictures are from each other
 zelimg info FILE...             tells what files hold
 zelimg help FORMAT              the options of a format
 zelimg --help, --version        this text, and what program this is
@@ -90,6 +92,7 @@ int run(const std::vector<std::string>& words) {
     return worst;
   }
   if (names.size() == 3 && names[0] == "recode") return recode(names[1], names[2], arguments, formats);
+  if (names.size() == 3 && names[0] == "compare") return compare(names[1], names[2], arguments);
   if (names.empty()) return report(kBadCommand, fail("nothing to do: name an input and an output"));
   if (names.size() == 1) return report(kBadCommand, fail("name an output too"));
   if (isFolder(names.back())) {

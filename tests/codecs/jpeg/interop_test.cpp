@@ -144,8 +144,8 @@ TEST_F(Interop, WeReadFourComponents) {
   const std::string name = "Adobe";
   const auto adobe = std::search(file.begin(), file.end(), name.begin(), name.end());
   ASSERT_NE(adobe, file.end());
-  for (const uint8_t transform : {0, 2}) {
-    adobe[11] = transform;
+  for (const int transform : {0, 2}) {
+    adobe[11] = static_cast<uint8_t>(transform);
     folder_.write("b.jpg", file);
     ASSERT_EQ(folder_.run("convert b.jpg -depth 8 cmyk:raw"), 0);
     const Image ours = decoded(file);
@@ -154,7 +154,7 @@ TEST_F(Interop, WeReadFourComponents) {
     ASSERT_EQ(ours.bytes.size(), theirs.size());
     int worst = 0;
     for (size_t i = 0; i < theirs.size(); ++i) worst = std::max(worst, std::abs(ours.bytes[i] - theirs[i]));
-    EXPECT_LE(worst, 3) << int{transform};
+    EXPECT_LE(worst, 3) << transform;
   }
 }
 
