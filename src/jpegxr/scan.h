@@ -85,7 +85,7 @@ HWY_INLINE Zel32u scanPairs(const IndexedBlock& block, Zel32u modelBits, ScanEnt
     const auto v = block.quarter[i], sign = hn::BroadcastSignBit(v);
     const auto shifted = hn::ShiftRightSame(hn::BitCast(du, hn::Abs(v)), static_cast<int>(modelBits));
     const auto magnitude = hn::BitCast(kFour, shifted);
-    present[i] = hn::VecFromMask(kFour, hn::Ne(magnitude, hn::Zero(kFour)));
+    present[i] = hn::Sub(hn::Zero(kFour), magnitude); // negative, unless there is nothing
     hn::Store(hn::Sub(hn::Xor(magnitude, sign), sign), kFour, levels + 4 * i);
   }
   const hn::FixedTag<Zel8s, 16> d8;
