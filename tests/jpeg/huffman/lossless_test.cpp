@@ -184,7 +184,7 @@ TEST(Lossless, RowCodersAsTheModel) {
       ASSERT_EQ(encode(rows, random.in(1, length - 1), &bytes), zelStatusJpegBufferEnd);
       ASSERT_TRUE(std::equal(bytes.begin(), bytes.end(), expected.begin()));
     }
-    for (const size_t behind : {0, 300}) {
+    for (const size_t behind : {size_t{0}, size_t{300}}) {
       auto whole = expected;
       for (size_t i = 0; i < behind; ++i) whole.push_back(static_cast<Zel8u>(random.in(0, 254)));
       Zel32s marker = 0;

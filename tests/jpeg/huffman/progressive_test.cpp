@@ -231,7 +231,7 @@ TEST(HuffmanProgressive, RoundTrip) {
   Random random(2);
   for (int trial = 0; trial < 60; ++trial) {
     const auto blocks = randomBlocks(random, random.in(1, 80));
-    for (const size_t behind : {0, 40}) {
+    for (const size_t behind : {size_t{0}, size_t{40}}) {
       auto decoded = std::vector<Block>(blocks.size());
       for (const Scan scan : script) {
         const auto counts = countedBy(blocks, scan);
