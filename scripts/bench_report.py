@@ -1,12 +1,13 @@
 #!/usr/bin/env python3
 """Makes tables and plots from what scripts/bench.sh measured.
 
-usage: bench_report.py DIRECTORY [--html FILE] [--plot FILE.svg] [--markdown]
+usage: bench_report.py DIRECTORY [--html FILE] [--plot FILE.svg] [--markdown] [--counts]
 
 DIRECTORY holds a JSON file of Google Benchmark for each instruction-set level. A benchmark is named
 <family>/<work>/<who>, and `zelj` is set beside every other <who> of the same work: rivals, and memcpy of as many
 bytes as a bound. --html writes a page with everything, --plot a small picture of the main works, --markdown prints
-tables for a text. Rates are those of the best repetition, the one that the rest of the machine disturbed least.
+tables for a text. Rates are medians of repetitions, which alternate in random order. --counts gathers callgrind's
+profiles into one table of instructions per item, which the others show if it is there as instructions.json.
 """
 import argparse
 import collections
@@ -15,6 +16,7 @@ import html
 import json
 import os
 import re
+import statistics
 import sys
 
 LEVELS = {"avx": "AVX", "x86-64-v3": "x86-64-v3", "x86-64-v4": "x86-64-v4"}
@@ -45,7 +47,10 @@ class Report:
         self.rates = {}  # family -> work -> who -> level -> [rates]
         self.units = {}  # (family, work) -> counter
         self.context = {}
-        runs = [json.load(open(name)) for name in sorted(glob.glob(os.path.join(directory, "*.json")))]
+        counts = os.path.join(directory, "instructions.json")
+        self.counts = json.load(open(counts)) if os.path.exists(counts) else {}  # <family>/<work>/<who>: per item
+        names = [name for name in sorted(glob.glob(os.path.join(directory, "*.json"))) if name != counts]
+        runs = [json.load(open(name)) for name in names]
         if not runs:
             sys.exit(f"bench_report: no measurements in {directory}")
         runs.sort(key=lambda run: list(LEVELS).index(run["context"]["zelj_level"]))
@@ -68,7 +73,23 @@ class Report:
 
     def rate(self, family, work, who, level):
         rates = self.rates[family][work].get(who, {}).get(level)
-        return max(rates) if rates else None
+        return statistics.median(rates) if rates else None
+
+    def count(self, family, work, who):
+        """Instructions per pixel, block or byte, or None."""
+        return self.counts.get(f"{family}/{work}/{who}")
+
+    def behind(self):
+        """(ratio, level, name) wherever a rival is faster, the worst first."""
+        found = []
+        for family, works in self.rates.items():
+            for work in works:
+                for who in self.rivals(family, work):
+                    for level in self.levels:
+                        ratio = who and self.ratio(family, work, who, level)
+                        if ratio and ratio < 1:
+                            found.append((ratio, level, f"{family}/{work} beside {who}"))
+        return sorted(found)
 
     def ratio(self, family, work, who, level):
         ours, theirs = self.rate(family, work, "zelj", level), self.rate(family, work, who, level)
@@ -210,7 +231,7 @@ def rows(report, family):
                 ours, theirs = report.rate(family, work, "zelj", level), report.rate(family, work, who, level)
                 cells.append((number(ours / factor) if ours else "", number(theirs / factor) if theirs else "",
                               report.ratio(family, work, who, level), report.copy_share(family, work, level)))
-            yield work, unit, who or "", cells
+            yield work, unit, who or "", cells, (report.count(family, work, "zelj"), report.count(family, work, who))
 
 
 def markdown(report):
@@ -219,14 +240,28 @@ def markdown(report):
             return f"{ours} / {theirs} = **{ratio:.2f}**"
         return f"{ours} ({share:.0%} of copy)" if share else ours or theirs
 
-    out = [f"Measured on {report.machine()}. Rates of zelj / its rival = **ratio**, on one thread unless named.", ""]
+    out = [f"Measured on {report.machine()}. Rates of zelj / its rival = **ratio**, medians, on one thread unless named.",
+           ""]
+    if report.behind():
+        out += ["Behind the rival:", ""]
+        out += [f"- {name}, {LEVELS[level]}: {ratio:.2f}" for ratio, level, name in report.behind()] + [""]
     for family in report.rates:
-        out += [f"### {family}", "", "| Work | Unit | Rival | " + " | ".join(LEVELS[v] for v in report.levels) + " |",
-                "|---|---|---|" + "---|" * len(report.levels)]
-        for work, unit, who, cells in rows(report, family):
-            out.append(f"| {work} | {unit} | {who} | " + " | ".join(text(*cell) for cell in cells) + " |")
+        all_rows = list(rows(report, family))
+        counted = any(any(counts) for *_, counts in all_rows)
+        out += [f"### {family}", "", "| Work | Unit | Rival | " + " | ".join(LEVELS[v] for v in report.levels) +
+                (" | Instructions |" if counted else " |"),
+                "|---|---|---|" + "---|" * (len(report.levels) + counted)]
+        for work, unit, who, cells, counts in all_rows:
+            out.append(f"| {work} | {unit} | {who} | " + " | ".join(text(*cell) for cell in cells) +
+                       (f" | {instructions(*counts)} |" if counted else " |"))
         out.append("")
     return "\n".join(out)
+
+
+def instructions(ours, theirs):
+    if not ours or not theirs:
+        return number(ours or theirs) if ours or theirs else ""
+    return f"{number(ours)} / {number(theirs)} = **{ours / theirs:.2f}**"
 
 
 PAGE_STYLE = """
@@ -251,11 +286,15 @@ svg { display: block; max-width: 100%; height: auto; margin: 1em 0; }
 }"""
 
 
+COUNT_HEADS = '<th class="first">zelj</th><th>rival</th><th>share</th>'
+
+
 def table(report, family):
     all_rows = list(rows(report, family))
-    copied = any(share for *_, cells in all_rows for *_, share in cells)
+    copied = any(share for *_, cells, _ in all_rows for *_, share in cells)
+    counted = any(any(counts) for *_, counts in all_rows)
     body = []
-    for work, unit, who, cells in all_rows:
+    for work, unit, who, cells, counts in all_rows:
         body.append(f"<tr><td>{html.escape(work)}</td><td>{unit}</td><td>{html.escape(who)}</td>")
         for ours, theirs, ratio, share in cells:
             kind = ("ahead" if ratio >= 1 else "behind") if ratio else ""
@@ -263,11 +302,19 @@ def table(report, family):
                         f'<td class="{kind}">{f"{ratio:.2f}" if ratio else ""}</td>')
             if copied:
                 body.append(f'<td class="copy">{f"{share:.0%}" if share else ""}</td>')
+        if counted:
+            ours, theirs = counts
+            share = ours / theirs if ours and theirs else None
+            kind = ("ahead" if share <= 1 else "behind") if share else ""
+            body.append(f'<td class="first">{number(ours) if ours else ""}</td><td>{number(theirs) if theirs else ""}</td>'
+                        f'<td class="{kind}">{f"{share:.2f}" if share else ""}</td>')
         body.append("</tr>")
     heads = "".join(f'<th class="first" colspan="{3 + copied}">{LEVELS[level]}</th>' for level in report.levels)
+    heads += '<th class="first" colspan="3">instructions for each</th>' * counted
     subheads = '<th class="first">zelj</th><th>rival</th><th>ratio</th>' + '<th class="copy">of copy</th>' * copied
     return ('<div class="wide"><table><tr class="heads"><th rowspan="2">Work</th><th rowspan="2">Unit</th>'
-            f'<th rowspan="2">Rival</th>{heads}</tr><tr>{subheads * len(report.levels)}</tr>' + "\n".join(body) +
+            f'<th rowspan="2">Rival</th>{heads}</tr><tr>{subheads * len(report.levels)}'
+            f'{counted * COUNT_HEADS}</tr>' + "\n".join(body) +
             "</table></div>")
 
 
@@ -278,15 +325,33 @@ def page(report):
     out = ['<!doctype html><html lang="en"><meta charset="utf-8"><title>zelj benchmarks</title>'
            '<meta name="viewport" content="width=device-width, initial-scale=1">'
            f"<style>{STYLE}{PAGE_STYLE}</style><h1>zelj benchmarks</h1>"
-           f"<p>{html.escape(report.machine())}. One thread, but for the family <i>threads</i>. Rates are the best of "
-           f"{repetitions} runs; library and rival run in one process, in random order. A rival runs its kernels for "
+           f"<p>{html.escape(report.machine())}. One thread, but for the family <i>threads</i>. Rates are medians of "
+           f"{repetitions} runs; library and rival run in one process, by turns in random order. A rival runs its kernels for "
            "the same instruction-set level where it has them (SSE2 beside AVX). The last column of a level is the rate "
            f"beside copying as many bytes.</p><nav>{links}</nav>"]
+    if report.behind():
+        out.append("<h2>Behind the rival</h2><ul>")
+        out += [f'<li><span class="behind">{ratio:.2f}</span> {html.escape(name)}, {LEVELS[level]}</li>'
+                for ratio, level, name in report.behind()]
+        out.append("</ul>")
     for family in report.rates:
         out.append(f'<h2 id="{family}">{family}</h2>')
         out.append(table(report, family))
         out += family_plots(report, family)
     return "\n".join(out) + "</html>\n"
+
+
+def gather_counts(directory):
+    """Instructions per item by name, from the profiles that the benchmarks left under callgrind."""
+    counts = {}
+    for path in glob.glob(os.path.join(directory, "callgrind*")):
+        with open(path, encoding="latin-1") as file:
+            text = file.read()
+        request = re.search(r"^desc: Trigger: Client Request: (.*) \| ([0-9.]+)$", text, re.M)
+        total = re.search(r"^totals: ([0-9]+)", text, re.M)
+        if request and total:
+            counts[request[1]] = int(total[1]) / float(request[2])
+    return counts
 
 
 def main():
@@ -295,7 +360,11 @@ def main():
     parser.add_argument("--html", metavar="FILE")
     parser.add_argument("--plot", metavar="FILE")
     parser.add_argument("--markdown", action="store_true")
+    parser.add_argument("--counts", action="store_true")
     arguments = parser.parse_args()
+    if arguments.counts:
+        json.dump(gather_counts(arguments.directory), sys.stdout, indent=1, sort_keys=True)
+        return
     report = Report(arguments.directory)
     if arguments.html:
         with open(arguments.html, "w") as file:

@@ -8,7 +8,7 @@ packages=(
   libpng-dev                                                 # zelimg
   libgtest-dev libjpeg-turbo-progs libtiff-tools python3-pil # the tests, and the programs that they work with
   libopenjp2-tools libjxr-tools
-  libbenchmark-dev libjpeg62-turbo-dev libtiff-dev           # the benchmarks and their peers
+  libbenchmark-dev libjpeg62-turbo-dev libtiff-dev valgrind  # the benchmarks and their peers
   libsquish-dev libstb-dev libopenjp2-7-dev libjxr-dev
   clang libclang-rt-14-dev libomp-dev                        # the second compiler, fuzzers, thread sanitizer
   doxygen python3 time                                       # the reference and the benchmark report
