@@ -42,7 +42,7 @@ TEST(HuffmanEdges, StuffedBytesInFrontOfTheEndOfMemory) {
   static const auto order = zigzagOrder();
   for (const int codeLength : {8, 9, 12, 16}) {
     Table table = tableOfOne(static_cast<size_t>(codeLength));
-    for (const size_t stuffed : {1, 2, 3, 9, 33}) {
+    for (const size_t stuffed : {1u, 2u, 3u, 9u, 33u}) {
       Block whole;
       whole.fill(128);
       for (size_t k = 1; k <= stuffed; ++k) whole[static_cast<size_t>(order[k])] = 255;
