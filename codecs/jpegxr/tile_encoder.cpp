@@ -158,7 +158,7 @@ class TileEncoder {
   void writeMagnitude(Alphabet<7>& alphabet, Zel32u value) {
     constexpr Zel8u kBits[6] = {0, 0, 1, 2, 2, 2};
     if (value < 16) {
-      const int symbol = std::bit_width(value) + (value >= 12);
+      const int symbol = static_cast<int>(std::bit_width(value)) + (value >= 12);
       alphabet.put(*dc_, symbol);
       dc_->put(value, kBits[symbol]);
       return;
