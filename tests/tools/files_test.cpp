@@ -77,7 +77,8 @@ TEST_F(Files, WriteErrorsAreToldAndLeaveTheOldFile) {
   EXPECT_NE(said.find("out.ppm: File too large"), std::string::npos) << said;
   EXPECT_EQ(folder_.read("out.ppm"), before);
   EXPECT_EQ(count(), files);
-  folder_.run(std::string("sh -c '(") + ZELIMG + " in.ppm - --format ppm; echo $? > code) | true'");
+  folder_.writeImage("large.ppm", img::renderScene(300, 200)); // more than a pipe holds
+  folder_.run(std::string("sh -c '(") + ZELIMG + " large.ppm - --format ppm; echo $? > code) | true'");
   EXPECT_EQ(folder_.text("code"), "1\n");
 }
 
