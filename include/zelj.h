@@ -1075,6 +1075,8 @@ ZELJ_API ZelStatus zeliWTGetBufSize_D97_JPEG2K_32s_C1IR(const ZeliRect* pTileRec
 ZELJ_API ZelStatus zeliWTGetBufSize_D97_JPEG2K_16s_C1R(const ZeliRect* pTileRect, int* pSize);
 /** Bytes of pBuffer out of place: the same and a copy of the tile with rows of whole 32 bytes. */
 ZELJ_API ZelStatus zeliWTGetBufSize_D97_JPEG2K_32s_C1R(const ZeliRect* pTileRect, int* pSize);
+/** @} */
+
 /** @defgroup jpeg2kencoder JPEG 2000 code-block encoder
  *  Tier-1 coding of one code-block of quantised wavelet coefficients (ISO/IEC 15444-1 Annexes C and D): coding passes,
  *  the MQ coder, and what a rate allocator needs of each pass. A load runs all passes and keeps their decisions; a
@@ -1481,9 +1483,9 @@ ZELJ_API ZelStatus zeliTextureDecodeBlockToRGBA_BC7_8u_C1C4R(const Zel8u* pSrc, 
 /** BC6 of the signed form to half floats R, G, B: a sign bit and 15 bits of magnitude in each sample. Negative zeros
  *  come out as 0; blocks of a reserved mode as zeros.
  *
- *  Blocks that reach over the right or the lower edge do not give the pixels of a whole block: the four rows of 24
- * bytes are laid 16 bytes apart, each over the end of the one before, and row `r` of the image takes its bytes from `r
- * * (6 n + 8)` on for `n` < 4 columns, else from `32 r`. Images whose sides are multiples of 4 are free of this. */
+ *  Blocks that reach over the right or the lower edge do not give the pixels of a whole block: the four rows of 24 bytes
+ *  are laid 16 bytes apart, each over the end of the one before, and row r of the image takes its bytes from the place
+ *  6 n r + 8 r on for n < 4 columns, else from 32 r. Images whose sides are multiples of 4 are free of this. */
 ZELJ_API ZelStatus zeliTextureDecodeBlockToRGB_BC6_16s_C1C3R(const Zel8u* pSrc, Zel16s* pDst, int dstStep,
                                                              ZeliSize dstRoiSize);
 /** The same for the unsigned form: half floats up to 0x7BFF. The sum of an end point and a difference that is below 0
@@ -1514,10 +1516,10 @@ ZELJ_API ZelStatus zeliTextureEncodeBlockFromRG_BC5_8u_C2C1R(const Zel8u* pSrc, 
                                                              Zel8u* pDst);
 
 /** One block of 4x4 pixels R, G, B, A to one BC7 block of 16 bytes in one mode, 0 to 7, and its squared error, summed
- *  over the pixels and channels. Who wants the best block calls this for each mode and keeps the one with the least
- * error. Every partition gets a rough fit, the best quarter of them is refined, and the block with the least error
- * remains; an error of 0 ends the search. In modes 0 to 3, which hold no alpha, the error counts alpha as 255. Lowest
- * bits that end points share are settled by vote when the block is written, and the error is that before the vote.
+ *  over the pixels and channels. Who wants the best block calls this for each mode and keeps the one with the least error.
+ *  Every partition gets a rough fit, the best quarter of them is refined, and the block with the least error remains; an
+ *  error of 0 ends the search. In modes 0 to 3, which hold no alpha, the error counts alpha as 255. Lowest bits that end
+ *  points share are settled by vote when the block is written, and the error is that before the vote.
  *
  *  Checks: pSrc, pDst, pError null (-8); srcStep 0 (-14); mode above 7 (-9999). */
 ZELJ_API ZelStatus zeliTextureEncodeBlock4x4FromRGBA_BC7_8u_C4C1R(const Zel8u* pSrc, int srcStep, Zel8u* pDst,

@@ -27,6 +27,7 @@ using img::RowWriter;
 // What holds for files of all formats.
 struct Settings {
   int threads = 1;
+  bool threadsGiven = false; // by the user: where not, work of minutes takes all processors
   int64_t maxPixels = img::kDefaultMaxPixels;
   bool keepGoing = false; // makes pictures of damaged data, as far as they go
 };

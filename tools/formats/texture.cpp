@@ -1,7 +1,9 @@
 // DDS and KTX2 files by codecs/texture, and their options.
 #include "texture/texture.h"
 
+#include <algorithm>
 #include <cstring>
+#include <thread>
 
 #include "formats/format.h"
 
@@ -70,7 +72,8 @@ class Texture : public Format {
 
   Error create(img::ByteSink& sink, const Picture& picture, const Settings& settings,
                std::unique_ptr<RowWriter>& writer) override {
-    encode_.threads = settings.threads;
+    const int all = static_cast<int>(std::clamp(std::thread::hardware_concurrency(), 1u, 64u));
+    encode_.threads = settings.threadsGiven || encode_.target != texture::Target::bc7 ? settings.threads : all;
     return texture::openWriter(sink, container_, picture, encode_, writer);
   }
 

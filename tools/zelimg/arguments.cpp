@@ -54,8 +54,11 @@ std::vector<Option> ownOptions(Arguments& a) {
   return {
       {both, "--format", "F", "the name of a format", "of the output, whatever its name",
        [&a](const std::string& v) { return !(a.format = v).empty(); }},
-      {both, "--threads", "N", "1 to 64", "works on N processors; 1",
-       [&a](const std::string& v) { return formats::takeNumber(v, 1, 64, a.settings.threads); }},
+      {both, "--threads", "N", "1 to 64", "works on N processors; 1, all of them for BC7",
+       [&a](const std::string& v) {
+         a.settings.threadsGiven = true;
+         return formats::takeNumber(v, 1, 64, a.settings.threads);
+       }},
       {both, "--keep-going", nullptr, "", "makes a picture of damaged data, as far as they go",
        [&a](const std::string&) { return a.settings.keepGoing = true; }},
       {both, "--background", "C", "white, black or six hexadecimal digits", "what lies behind alpha; white",
