@@ -29,7 +29,9 @@ int main() {
 
   std::vector<uint8_t> row(picture.rowBytes());
   for (int y = 0; y < picture.height && !error; ++y) {
-    for (size_t i = 0; i < row.size(); ++i) row[i] = static_cast<uint8_t>(i % 3 == 0 ? y / 3 : i / 15); // the camera
+    for (int i = 0; i < 3 * picture.width; ++i) { // the camera
+      row[static_cast<size_t>(i)] = static_cast<uint8_t>(i % 3 == 0 ? y / 3 : i / 15);
+    }
     error = writer->write({row.data(), static_cast<ptrdiff_t>(row.size()), 1});
   }
   if (!error) error = writer->finish();
