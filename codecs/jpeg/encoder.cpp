@@ -48,12 +48,13 @@ void makeForwardTable(const uint8_t* raw, Zel32f* table, int scale = 1) {
   for (int k = 0; k < 64; ++k) table[kNaturalOrder[k]] = 1.0f / static_cast<float>(raw[k] * scale);
 }
 
-// The transform for 8 bits rounds coefficients before it divides them. Beside steps of 2 that shows in every picture;
-// beside those of medium qualities it shows in some small ones, where time does not matter.
+// The transform for 8 bits rounds coefficients before it divides them. Beside several steps of 2 that shows in every
+// picture; beside those of medium qualities it shows in some small ones, where time does not matter.
 bool needsFineSteps(const uint8_t* raw, const Frame& frame) {
   constexpr int64_t kSmallPicture = int64_t{1} << 18;
-  const int least = *std::min_element(raw, raw + 64);
-  return least <= (int64_t{frame.width} * frame.height <= kSmallPicture ? 16 : 2);
+  const bool small = int64_t{frame.width} * frame.height <= kSmallPicture;
+  const auto finerThan = [raw](int step) { return std::count_if(raw, raw + 64, [=](int own) { return own <= step; }); };
+  return small ? finerThan(16) > 0 : finerThan(2) > 4;
 }
 
 template <class Sample>
