@@ -82,6 +82,7 @@ class Reader : public img::RowReader {
     }
     for (int y = 0; y < rows.count; ++y) {
       const int needed = std::min(rowsDone_ / rowsOfMcuRow_ + (looksAround_ ? 2 : 1), tables_.scan.mcusHigh);
+      target_ = rows.part(y, rows.count - y);
       for (; oneScan_ && mcuRowsDone_ < needed; ++mcuRowsDone_) {
         if (coefficients_) {
           transformCoefficients(mcuRowsDone_);
@@ -91,6 +92,7 @@ class Reader : public img::RowReader {
       }
       putOutRow(rowsDone_++, rows.template row<Sample>(y), scratch_[0]);
     }
+    target_ = {};
     return {};
   }
 
@@ -348,8 +350,19 @@ class Reader : public img::RowReader {
     return {};
   }
 
+  // Starts to load the memory of the pixels that will be put out when a row of MCUs is complete: stores to memory that
+  // is far away would wait. (Inline, since compilers take a function that only prefetches for one without effect, and
+  // drop its calls.)
+  [[gnu::always_inline]] void fetchAhead(int mcuColumn) const {
+    const size_t offset =
+        picture_.rowBytes() * static_cast<size_t>(mcuColumn) / static_cast<size_t>(tables_.scan.mcusWide);
+    const int rows = std::min(rowsOfMcuRow_, target_.count);
+    for (int y = 0; y < rows; ++y) __builtin_prefetch(target_.template row<uint8_t>(y) + offset, 1);
+  }
+
   void transformRun(const Run& run, const Block* block) {
     for (int m = 0; m < run.count; ++m) {
+      fetchAhead(run.x + m);
       for (const ScanBlock& b : tables_.scan.mcu) {
         const Plane<Sample>& plane = planes_[static_cast<size_t>(b.component)];
         const int column = (run.x + m) * b.across + b.x, row = run.y * b.down + b.y;
@@ -451,6 +464,7 @@ class Reader : public img::RowReader {
   std::unique_ptr<CoefficientImage> coefficients_; // of a progressive file
   int rowsOfMcuRow_ = 8;                           // rows of the image
   int rowsDone_ = 0, mcuRowsDone_ = 0;             // put out; in the planes
+  Rows target_;                                    // of the reading call that goes on
   std::vector<Plane<Sample>> planes_;
   std::vector<Upsampler<Sample>> upsamplers_;
   std::vector<Scratch> scratch_; // by thread
