@@ -35,7 +35,7 @@ Error ByteSource::fillFromInput(size_t count) {
 
 Error ByteSource::read(uint8_t* bytes, size_t count, size_t& got) {
   got = std::min(count, visible_.size());
-  std::memcpy(bytes, visible_.data(), got);
+  if (got > 0) std::memcpy(bytes, visible_.data(), got);
   skip(got);
   while (got < count && !ended_) {
     size_t more = 0;
