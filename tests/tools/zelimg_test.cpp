@@ -215,6 +215,19 @@ TEST_F(Zelimg, FailsWithAMessageAndLeavesNothing) {
   EXPECT_EQ(folder_.readImage("out.ppm").height, 44);
 }
 
+// Products of sizes that no integer holds, with any limit that a user may set.
+TEST_F(Zelimg, SizesThatOverflowAreRefused) {
+  for (const char* size : {"4000000000 4000000000", "2000000000 2000000000", "999999999 4"}) {
+    const std::string header = std::string("P6 ") + size + " 65535\n";
+    folder_.write("in.ppm", Bytes(header.begin(), header.end()));
+    for (const char* output : {"out.jpg", "out.png"}) {
+      std::string said;
+      EXPECT_EQ(zelimg(std::string("in.ppm ") + output + " --max-pixels=9223372036854775807", &said), 1) << size;
+      EXPECT_NE(said.find("in.ppm: "), std::string::npos) << said;
+    }
+  }
+}
+
 TEST_F(Zelimg, HelpFitsOneScreen) {
   ASSERT_EQ(zelimg("--help"), 0);
   const std::string help = folder_.text("printed");
