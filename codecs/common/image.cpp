@@ -31,9 +31,13 @@ Image as(const Image& image, const Picture& wanted) {
 
 } // namespace
 
+// A row of the widest samples and most channels still counts its bytes in an int.
+constexpr int kMaxWidth = INT32_MAX / 64;
+
 Error checkSize(int64_t width, int64_t height, int64_t maxPixels) {
   if (width < 1 || height < 1) return fail("the image is empty (%lld x %lld)", (long long)width, (long long)height);
-  if (width > INT32_MAX / 64 || height > INT32_MAX || width > maxPixels / height) {
+  if (width > kMaxWidth) return fail("%lld pixels are wider than %d", (long long)width, kMaxWidth);
+  if (height > INT32_MAX || width > maxPixels / height) {
     return fail("%lld x %lld pixels are more than the limit of %lld (see --max-pixels)", (long long)width,
                 (long long)height, (long long)maxPixels);
   }
