@@ -119,6 +119,13 @@ TEST_F(Files, StandardInputAndOutputAndFolders) {
   EXPECT_EQ(zelimg("bad.ppm in.ppm to/ --format jpg", &said), 1);
   EXPECT_EQ(folder_.readImage("to/in.jpg").width, 60);
   EXPECT_NE(said.find("bad.ppm: bad header"), std::string::npos);
+  // Two that would have one name: the first keeps it.
+  EXPECT_EQ(zelimg("in.ppm b.png to --format jpg", &said), 0);
+  ASSERT_EQ(folder_.run("cp b.png in.png"), 0);
+  EXPECT_EQ(zelimg("in.ppm in.png to --format png", &said), 1);
+  EXPECT_NE(said.find("in.png: to/in.png was made of in.ppm already"), std::string::npos) << said;
+  ASSERT_EQ(zelimg("to/in.png to.ppm"), 0);
+  EXPECT_EQ(folder_.read("to.ppm"), folder_.read("in.ppm"));
 }
 
 // Memory that runs out, in any thread: a message that names a file, in good time, and no output.

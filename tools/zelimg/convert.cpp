@@ -4,6 +4,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <map>
 #include <new>
 
 #include "common/join.h"
@@ -192,6 +193,7 @@ int convertToFolder(const std::vector<std::string>& from, const std::string& fol
                     const Formats& formats) {
   if (arguments.format.empty()) return report(kBadCommand, fail("files in a folder need --format"));
   int worst = kGood;
+  std::map<std::string, std::string> origins; // of what was written
   for (const std::string& name : from) {
     if (name == "-") return report(kBadCommand, fail("standard input has no name to give to a file in a folder"));
     std::string stem = name.substr(name.rfind('/') + 1);
@@ -200,7 +202,11 @@ int convertToFolder(const std::vector<std::string>& from, const std::string& fol
     const std::string asked = "." + arguments.format;
     const bool isExtension = format && format == formatOfExtension(formats, asked);
     const std::string extension = isExtension ? asked : format ? format->extensions().front() : "";
-    const int code = convert(name, folder + (folder.ends_with('/') ? "" : "/") + stem + extension, arguments, formats);
+    const std::string to = folder + (folder.ends_with('/') ? "" : "/") + stem + extension;
+    const auto [origin, first] = origins.try_emplace(to, name);
+    const int code = first ? convert(name, to, arguments, formats)
+                           : report(kFileFailed, fail("%s: %s was made of %s already", name.c_str(), to.c_str(),
+                                                      origin->second.c_str()));
     if (code == kBadCommand) return code;
     worst = worst == kFileFailed ? worst : code == kGood ? worst : code;
   }
