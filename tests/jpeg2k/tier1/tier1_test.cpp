@@ -155,6 +155,23 @@ TEST(CodeBlock, BytesAndDistortionsBesideTheModel) {
   }
 }
 
+// Planes of nothing, then a few samples: the coder comes to the most skewed of its states, and down from each of them.
+TEST(CodeBlock, SkewedStates) {
+  Random random(8);
+  const EncodeState state = makeEncoder(64, 64);
+  for (int quiet = 0; quiet < 30; ++quiet) {
+    Block block{64, 64, std::vector<Zel32u>(4096)};
+    for (Zel32u& sample : block.samples) {
+      if (random.in(0, 300) == 0) sample = static_cast<Zel32u>(random.bits() % (Zel64u{1} << (30 - quiet)));
+    }
+    block.samples[static_cast<size_t>(random.in(0, 4095))] = 0x40000000;
+    const Encoded coded = encode(block, state.get(), quiet % 4, 31, 0, 0);
+    ASSERT_EQ(coded.bytes, ModelBytes(ModelEncoder(block, quiet % 4, 31, 0), 0).bytes) << quiet;
+    const Decoded back = decode({64, 64}, coded.bytes, coded.lengths, coded.planes, coded.passes, quiet % 4, 0);
+    ASSERT_EQ(back.samples, cut(block, 0, false)) << quiet;
+  }
+}
+
 // All terminations decode to the same samples; the shortest is never longer than the plain one.
 TEST(CodeBlock, Terminations) {
   Random random(2);
