@@ -66,13 +66,20 @@ constexpr Lookups<2> kLookups5 = lookupsOf(kCodes5), kLookups7 = lookupsOf(kCode
 constexpr Lookups<4> kLookups6 = lookupsOf(kCodes6);
 constexpr Lookups<5> kLookups12 = lookupsOf(kCodes12);
 
-// Any bits begin with a code, so a damaged stream gives symbols as well.
+// Any bits begin with a code, so a damaged stream gives symbols as well, and with one alone: the codes fill all places,
+// and no place is left for two.
 template <size_t kSymbols, size_t kTables>
 constexpr bool areComplete(const Codes<kSymbols, kTables>& codes) {
-  for (const auto& table : codes.table) {
+  const auto lookups = lookupsOf(codes);
+  for (size_t t = 0; t < kTables; ++t) {
     int sum = 0;
-    for (const Codeword word : table) sum += 256 >> word.length;
+    for (const Codeword word : codes.table[t]) sum += 256 >> word.length;
     if (sum != 256) return false;
+    const auto& table = lookups.table[t];
+    for (size_t bits = 0; bits < 256; ++bits) {
+      if (table[bits >> 3].length == 0 && (bits >= kLongLookups || table[kShortLookups + bits].length == 0))
+        return false;
+    }
   }
   return true;
 }
