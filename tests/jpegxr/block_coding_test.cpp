@@ -150,12 +150,13 @@ struct Job {
         adapt(random.in(-3, 1)),
         step(random.in(4, 9) * static_cast<int>(sizeof(Sample)) + random.in(0, 1)),
         isCoded(random.in(0, 3) > 0) {
-    const int density = random.in(1, 16), range = random.oneOf({1, 2, 20, 500, 30000});
-    const int low = (1 << modelBits) - 1; // at most this is not coded
+    const int density = random.in(1, 16), range = random.oneOf({1, 2, 20, 500, 30000, 1 << 28});
+    const Zel64s low = (1 << modelBits) - 1; // at most this is not coded
+    const Zel64s most = sizeof(Sample) == 2 ? 32767 : 0x3FFFFFFF;
     for (int i = 0; i < 16; ++i) {
-      int value = random.in(1, 16) > density ? 0 : random.in(-range, range) * (random.in(0, 1) << modelBits);
-      if (random.in(0, 1)) value += random.in(-low, low);
-      if (sizeof(Sample) == 2) value = std::clamp(value, -32768, 32767);
+      Zel64s value = random.in(1, 16) > density ? 0 : Zel64s{random.in(-range, range)} * (random.in(0, 1) << modelBits);
+      if (random.in(0, 1)) value += random.in(static_cast<int>(-low), static_cast<int>(low));
+      value = std::clamp(value, -most - 1, most);
       if (!isCoded) value = std::clamp(value, -low, low);
       values.push_back(static_cast<Sample>(value));
     }
