@@ -8,7 +8,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   img::ByteSource source{img::ByteSpan(data, size)};
   std::unique_ptr<img::RowReader> reader;
   img::Image image;
-  if (tiff::openReader(source, 1 << 18, reader) || img::readAll(*reader, image)) return 0;
+  if (tiff::openReader(source, {1 << 18, true}, reader) || img::readAll(*reader, image)) return 0;
   if (image.bytes.size() != image.rowBytes() * static_cast<size_t>(image.height)) std::abort();
   return 0;
 }

@@ -83,7 +83,7 @@ class RowWriter {
   // Writing goes best in multiples of this.
   virtual int rowsAtOnce() const { return 1; }
 
-  // What the user asked to hear of the file that was written.
+  // What the user asked to hear, or should know, of the file that was written.
   const std::vector<std::string>& remarks() const { return remarks_; }
 
  protected:

@@ -16,6 +16,8 @@ class ByteSink {
   virtual Error write(ByteSpan bytes) = 0;
 
   // Replaces bytes that have been written: formats need it whose headers tell what only the end of the work shows.
+  // Pipes cannot do that, and a writer keeps what it has written to itself until the end.
+  virtual bool patches() const { return true; }
   virtual Error patch(uint64_t position, ByteSpan bytes) = 0;
 };
 

@@ -1,50 +1,53 @@
-// Reading: strips to rows, and whatever samples a file has to those of a picture.
+// Reading: whatever samples a file has to those of a picture.
 #include <algorithm>
 #include <bit>
 #include <cstring>
 
 #include "tiff/directory.h"
-#include "zelj.h"
+#include "tiff/strips.h"
 
 namespace tiff {
 namespace {
 
+// Of each plane: few calls, in the cache.
+constexpr size_t kReadAtOnce = 1 << 15;
 constexpr bool kBigEndianMachine = std::endian::native == std::endian::big;
 
 class Reader : public img::RowReader {
  public:
-  explicit Reader(img::ByteSource& source) : source_(source) {}
+  Reader(img::ByteSource& source, const DecodeOptions& options) : source_(source), options_(options) {}
 
-  Error open(int64_t maxPixels) {
+  Error open() {
     if (Error error = directory_.read(source_)) return error;
-    if (Error error = readShape(maxPixels)) return error;
-    if (Error error = readStrips()) return error;
+    if (Error error = readShape()) return error;
+    if (Error error = openStrips()) return error;
     return readMetadata();
   }
 
   Error read(const img::Rows& rows) override {
-    for (int y = 0; y < rows.count;) {
-      const uint64_t row = next_ % rowsPerStrip_;
-      if (row == 0) {
-        if (Error error = beginStrip(next_ / rowsPerStrip_)) return error;
+    if (isPlain() && rows.step == static_cast<ptrdiff_t>(picture_.rowBytes()))
+      return planes_[0].read(rows.data, static_cast<size_t>(rows.count));
+    for (int y = 0; y < rows.count; ++y) {
+      if (held_ == 0) {
+        if (Error error = readSome()) return error;
       }
-      // As many rows as can be read in one piece.
-      int count = 1;
-      if (isPlain_ && scheme_ == kNone && rows.step == static_cast<ptrdiff_t>(fileRowBytes_)) {
-        count = static_cast<int>(std::min<uint64_t>(rowsPerStrip_ - row, static_cast<uint64_t>(rows.count - y)));
-      }
-      uint8_t* const to = rows.row<uint8_t>(y);
-      uint8_t* const raw = isPlain_ ? to : raw_.data();
-      if (Error error = readRaw(raw, static_cast<size_t>(count) * fileRowBytes_)) return error;
-      if (!isPlain_) convert(to);
-      y += count;
-      next_ += static_cast<uint64_t>(count);
+      convert(rows.row<uint8_t>(y));
+      --held_;
+    }
+    return {};
+  }
+
+  Error finish() override {
+    for (const StripReader& plane : planes_) {
+      if (damaged_ || plane.damage().empty()) continue;
+      damaged_ = true;
+      remarks_.push_back(plane.damage());
     }
     return {};
   }
 
  private:
-  Error readShape(int64_t maxPixels) {
+  Error readShape() {
     uint32_t width, height, samples, planar, predictor, format, fillOrder, orientation;
     const struct {
       Tag tag;
@@ -57,14 +60,14 @@ class Reader : public img::RowReader {
     for (const auto& field : fields) {
       if (Error error = directory_.number(source_, field.tag, field.otherwise, *field.value)) return error;
     }
-    if (Error error = img::checkSize(width, height, maxPixels)) return error;
+    if (Error error = img::checkSize(width, height, options_.maxPixels)) return error;
     if (directory_.has(kTileWidth)) return fail("tiles: not supported");
     if (scheme_ != kNone && scheme_ != kPackBits && scheme_ != kPackBitsPlanes)
       return fail("compression %u: not supported", scheme_);
     if (format != 1) return fail("samples that are not unsigned whole numbers: not supported");
-    if (planar != 1 && samples > 1) return fail("separate planes: not supported");
+    if (planar != 1 && planar != 2) return fail("planar configuration %u: not supported", planar);
     if (predictor != 1) return fail("a predictor: not supported");
-    if (fillOrder != 1 && bits_ < 8) return fail("reversed bits: not supported");
+    if (fillOrder != 1) return fail("reversed bits: not supported");
     std::vector<uint32_t> bits;
     if (Error error = directory_.numbers(source_, kBitsPerSample, 64, bits)) return error;
     if (std::any_of(bits.begin(), bits.end(), [&](uint32_t b) { return b != bits_; }))
@@ -104,12 +107,10 @@ class Reader : public img::RowReader {
       remarks_.push_back("the picture is stored turned or mirrored, and stays so");
     if (directory_.hasNext()) remarks_.push_back("the file holds more pictures: this is the first");
 
-    fileRowBytes_ = (size_t{width} * samples * bits_ + 7) / 8;
-    const bool swaps = bits_ == 16 && scheme_ != kPackBitsPlanes && directory_.bigEndian() != kBigEndianMachine;
-    const bool divides = picture_.alpha && extra_ == kAssociatedAlpha;
-    isPlain_ = bits_ >= 8 && !isIndexed && !swaps && !divides && colours_ != kWhiteIsZero &&
-               static_cast<uint32_t>(picture_.channels()) == samples;
-    if (!isPlain_) raw_.resize(fileRowBytes_ + (scheme_ == kPackBitsPlanes ? fileRowBytes_ : 0));
+    samplesOfPlane_ = planar == 1 ? samples : 1;
+    swaps_ = bits_ == 16 && scheme_ != kPackBitsPlanes && directory_.bigEndian() != kBigEndianMachine;
+    finishes_ = isSmall || isIndexed || colours_ == kWhiteIsZero || (picture_.alpha && extra_ == kAssociatedAlpha) ||
+                static_cast<uint32_t>(picture_.channels()) != samples;
     return isIndexed ? readPalette() : Error{};
   }
 
@@ -126,22 +127,41 @@ class Reader : public img::RowReader {
     return {};
   }
 
-  Error readStrips() {
-    const auto height = static_cast<uint64_t>(picture_.height);
+  Error openStrips() {
+    const auto height = static_cast<uint64_t>(picture_.height), planes = uint64_t{samples_ / samplesOfPlane_};
+    Strips strips{scheme_, (static_cast<size_t>(picture_.width) * samplesOfPlane_ * bits_ + 7) / 8, height, {}, {}};
+    if (scheme_ != kNone && strips.rowBytes > 0x7FFFFFFF / 4)
+      return fail("rows of %zu bytes: not supported", strips.rowBytes);
     uint32_t rows;
     if (Error error = directory_.number(source_, kRowsPerStrip, 0xFFFFFFFF, rows)) return error;
-    rowsPerStrip_ = std::min<uint64_t>(std::max(rows, 1u), height);
-    const uint64_t strips = (height + rowsPerStrip_ - 1) / rowsPerStrip_;
+    strips.rowsOfStrip = std::min<uint64_t>(std::max(rows, 1u), height);
+    const uint64_t count = (height + strips.rowsOfStrip - 1) / strips.rowsOfStrip, all = count * planes;
     // Files with a few too many are around.
-    if (Error error = directory_.numbers(source_, kStripOffsets, height + 64, offsets_)) return error;
-    if (Error error = directory_.numbers(source_, kStripByteCounts, height + 64, counts_)) return error;
-    if (offsets_.size() < strips)
-      return fail("%zu strips instead of %zu", offsets_.size(), static_cast<size_t>(strips));
+    std::vector<uint32_t> offsets, counts;
+    if (Error error = directory_.numbers(source_, kStripOffsets, height * planes + 64, offsets)) return error;
+    if (Error error = directory_.numbers(source_, kStripByteCounts, height * planes + 64, counts)) return error;
+    if (offsets.size() < all) return fail("%zu strips instead of %zu", offsets.size(), static_cast<size_t>(all));
+    if (scheme_ != kNone && counts.size() < all) return fail("strips without a length");
+    counts.resize(static_cast<size_t>(all));
+    // A byte of PackBits stands for 64 at best. Damaged files may be much shorter.
     const std::optional<uint64_t> size = source_.size();
-    // A byte of PackBits stands for 64 at best.
-    const uint64_t best = scheme_ == kNone ? 1 : 64;
-    if (size && fileRowBytes_ * height / best > *size) return fail("the file is too small for its number of pixels");
-    if (scheme_ != kNone && counts_.size() < strips) return fail("strips without a length");
+    const uint64_t least = planes * strips.rowBytes * height / (scheme_ == kNone ? 1 : 64);
+    if (size && least > *size && (!options_.keepGoing || least / 64 > *size))
+      return fail("the file is too small for its number of pixels");
+    for (uint64_t plane = 0; plane < planes; ++plane) {
+      const auto part = [&](const std::vector<uint32_t>& of) {
+        const auto first = of.begin() + static_cast<ptrdiff_t>(plane * count);
+        return std::vector<uint32_t>(first, first + static_cast<ptrdiff_t>(count));
+      };
+      strips.offsets = part(offsets);
+      strips.counts = part(counts);
+      planes_.emplace_back(source_, strips, options_.keepGoing);
+    }
+    if (isPlain()) return {};
+    rowBytes_ = strips.rowBytes;
+    rowsAtOnce_ = std::clamp(kReadAtOnce / rowBytes_, size_t{1}, static_cast<size_t>(height));
+    raw_.resize(planes_.size() * rowsAtOnce_ * rowBytes_);
+    joined_.resize(finishes_ ? planes_.size() * rowBytes_ : 0);
     return {};
   }
 
@@ -157,88 +177,60 @@ class Reader : public img::RowReader {
     return directory_.bytes(source_, kIccProfile, uint64_t{1} << 28, metadata.icc);
   }
 
-  Error beginStrip(uint64_t strip) {
-    packedBegin_ = packedEnd_ = 0;
-    packedLeft_ = strip < counts_.size() ? counts_[strip] : 0;
-    if (source_.seek(offsets_[strip]))
-      return fail("strip %llu lies outside the file", static_cast<unsigned long long>(strip));
-    return {};
-  }
-
-  // The next bytes of the strip, as they are in memory where nothing was packed.
-  Error readRaw(uint8_t* to, size_t count) {
-    if (scheme_ == kNone) {
-      size_t got = 0;
-      if (Error error = source_.read(to, count, got)) return error;
-      return got < count ? fail("the file ends before its last sample") : Error{};
-    }
-    if (scheme_ == kPackBits) return unpack(to, count);
-    planes_.resize(count);
-    Zel8u* planes[2] = {planes_.data(), planes_.data() + count / 2};
-    for (Zel8u* plane : planes) {
-      if (Error error = unpack(plane, count / 2)) return error;
-    }
-    zeliJoinRow_TIFF_8u16u_C1(planes, reinterpret_cast<Zel16u*>(to), static_cast<Zel32s>(count / 2));
-    return {};
-  }
-
-  // Unpacks a row from a window of the strip. At worst a row takes two bytes for one; a row with operations that do
-  // nothing may take more, and gets a second try with all of the strip.
-  Error unpack(uint8_t* to, size_t count) {
-    if (count > 0x7FFFFFFF / 4) return fail("rows of %zu bytes: not supported", count);
-    for (const size_t wanted : {2 * count + 2, size_t{0x7FFFFFFE}}) {
-      if (Error error = fillPacked(wanted)) return error;
-      auto position = static_cast<Zel32s>(packedBegin_);
-      const ZelStatus status = zeliUnpackBitsRow_TIFF_8u_C1(packed_.data(), &position, static_cast<Zel32s>(packedEnd_),
-                                                            to, static_cast<Zel32s>(count));
-      // A last run that lacks its byte.
-      if (status == zelStatusOk && static_cast<size_t>(position) <= packedEnd_) {
-        packedBegin_ = static_cast<size_t>(position);
-        return {};
-      }
-      if (packedLeft_ == 0) break;
-    }
-    return fail("bad PackBits data in row %llu", static_cast<unsigned long long>(next_));
-  }
-
-  Error fillPacked(size_t wanted) {
-    if (packedEnd_ - packedBegin_ >= wanted || packedLeft_ == 0) return {};
-    constexpr size_t kPiece = 1 << 16;
-    std::copy(packed_.begin() + static_cast<ptrdiff_t>(packedBegin_),
-              packed_.begin() + static_cast<ptrdiff_t>(packedEnd_), packed_.begin());
-    packedEnd_ -= packedBegin_;
-    packedBegin_ = 0;
-    wanted = std::max(wanted, std::min(packed_.size(), size_t{0x7FFFFFFE}));
-    while (packedEnd_ < wanted && packedLeft_ > 0) {
-      const size_t more = std::min({wanted - packedEnd_, size_t{packedLeft_}, std::max(kPiece, packedEnd_)});
-      if (packed_.size() < packedEnd_ + more + 1) packed_.resize(packedEnd_ + more + 1); // a run may look a byte ahead
-      size_t got = 0;
-      if (Error error = source_.read(&packed_[packedEnd_], more, got)) return error;
-      packedEnd_ += got;
-      packedLeft_ -= static_cast<uint32_t>(got);
-      if (got < more) packedLeft_ = 0;
+  // The next rows of each plane.
+  Error readSome() {
+    held_ = got_ = std::min(rowsAtOnce_, static_cast<size_t>(picture_.height) - next_);
+    next_ += got_;
+    for (size_t plane = 0; plane < planes_.size(); ++plane) {
+      if (Error error = planes_[plane].read(raw_.data() + plane * rowsAtOnce_ * rowBytes_, got_)) return error;
     }
     return {};
   }
 
+  // The first row that is held.
   void convert(uint8_t* to) {
-    if (bits_ < 16) {
-      convertBytes(to);
+    const uint8_t* from = raw_.data() + (got_ - held_) * rowBytes_;
+    uint8_t* const joined = finishes_ ? joined_.data() : to;
+    if (planes_.size() > 1) {
+      bits_ == 16 ? join<uint16_t>(from, joined) : join<uint8_t>(from, joined);
+      from = joined;
+    }
+    if (swaps_) {
+      swapBytes(from, joined, planes_.size() * rowBytes_ / 2);
+      from = joined;
+    }
+    if (!finishes_) {
+      if (from != to) std::memcpy(to, from, picture_.rowBytes());
+    } else if (bits_ == 16) {
+      finish(reinterpret_cast<const uint16_t*>(from), reinterpret_cast<uint16_t*>(to));
     } else {
-      auto* samples = reinterpret_cast<uint16_t*>(raw_.data());
-      const size_t count = fileRowBytes_ / 2;
-      if (scheme_ != kPackBitsPlanes && directory_.bigEndian() != kBigEndianMachine) {
-        for (size_t i = 0; i < count; ++i) samples[i] = static_cast<uint16_t>(samples[i] << 8 | samples[i] >> 8);
-      }
-      finish<uint16_t>(samples, reinterpret_cast<uint16_t*>(to));
+      finishBytes(from, to);
     }
   }
 
-  void convertBytes(uint8_t* to) {
+  template <class Sample>
+  void join(const uint8_t* from, uint8_t* to) const {
+    const size_t width = rowBytes_ / sizeof(Sample), channels = planes_.size();
+    for (size_t c = 0; c < channels; ++c) {
+      const auto* plane = reinterpret_cast<const Sample*>(from + c * rowsAtOnce_ * rowBytes_);
+      auto* sample = reinterpret_cast<Sample*>(to) + c;
+      for (size_t x = 0; x < width; ++x) sample[x * channels] = plane[x];
+    }
+  }
+
+  static void swapBytes(const uint8_t* from, uint8_t* to, size_t samples) {
+    for (size_t i = 0; i < samples; ++i) {
+      const uint8_t first = from[2 * i];
+      to[2 * i] = from[2 * i + 1];
+      to[2 * i + 1] = first;
+    }
+  }
+
+  void finishBytes(const uint8_t* from, uint8_t* to) const {
     const auto width = static_cast<size_t>(picture_.width);
     const auto valueAt = [&](size_t x) {
       const size_t perByte = 8 / bits_;
-      return static_cast<uint8_t>(raw_[x / perByte] >> (8 - bits_ * (x % perByte + 1)) & ((1u << bits_) - 1));
+      return static_cast<uint8_t>(from[x / perByte] >> (8 - bits_ * (x % perByte + 1)) & ((1u << bits_) - 1));
     };
     if (colours_ == kPalette) {
       for (size_t x = 0; x < width; ++x) std::memcpy(to + 3 * x, &palette_[3 * size_t{valueAt(x)}], 3);
@@ -246,7 +238,7 @@ class Reader : public img::RowReader {
       const uint8_t full = static_cast<uint8_t>(255 / ((1 << bits_) - 1)), flip = colours_ == kWhiteIsZero ? 255 : 0;
       for (size_t x = 0; x < width; ++x) to[x] = static_cast<uint8_t>(valueAt(x) * full ^ flip);
     } else {
-      finish<uint8_t>(raw_.data(), to);
+      finish(from, to);
     }
   }
 
@@ -268,24 +260,26 @@ class Reader : public img::RowReader {
     }
   }
 
+  // Rows of the file are rows of the picture.
+  bool isPlain() const { return samplesOfPlane_ == samples_ && !swaps_ && !finishes_; }
+
   img::ByteSource& source_;
+  const DecodeOptions options_;
   Directory directory_;
-  uint32_t scheme_ = 0, colours_ = 0, bits_ = 0, extra_ = 0, samples_ = 0;
-  size_t fileRowBytes_ = 0;
-  uint64_t rowsPerStrip_ = 1, next_ = 0;
-  bool isPlain_ = false; // rows of the file are rows of the picture
-  std::vector<uint32_t> offsets_, counts_;
-  Bytes raw_, planes_, palette_;
-  Bytes packed_; // the window of a strip: what is left of it, and what is unread
-  size_t packedBegin_ = 0, packedEnd_ = 0;
-  uint32_t packedLeft_ = 0;
+  uint32_t scheme_ = 0, colours_ = 0, bits_ = 0, extra_ = 0, samples_ = 0, samplesOfPlane_ = 0;
+  bool swaps_ = false, finishes_ = false;
+  std::vector<StripReader> planes_;
+  Bytes palette_;
+  // Of a file that is not plain: a few rows of each plane, and one of the pixels before they are finished.
+  Bytes raw_, joined_;
+  size_t rowBytes_ = 0, rowsAtOnce_ = 0, got_ = 0, held_ = 0, next_ = 0;
 };
 
 } // namespace
 
-Error openReader(img::ByteSource& source, int64_t maxPixels, std::unique_ptr<img::RowReader>& reader) {
-  auto own = std::make_unique<Reader>(source);
-  if (Error error = own->open(maxPixels)) return error;
+Error openReader(img::ByteSource& source, const DecodeOptions& options, std::unique_ptr<img::RowReader>& reader) {
+  auto own = std::make_unique<Reader>(source, options);
+  if (Error error = own->open()) return error;
   reader = std::move(own);
   return {};
 }

@@ -1,5 +1,6 @@
 // A codec for TIFF files (baseline TIFF 6.0) in strips, by rows: grey, R, G, B, both with alpha, and on reading also
-// palettes, C, M, Y, K, fewer than 8 bits and either byte order. Samples have 8 or 16 bits, plain or in PackBits.
+// palettes, C, M, Y, K, fewer than 8 bits, planes and either byte order. Samples have 8 or 16 bits, plain or in
+// PackBits.
 #pragma once
 
 #include <memory>
@@ -24,8 +25,13 @@ struct EncodeOptions {
   bool bytePlanes = false;
 };
 
+struct DecodeOptions {
+  int64_t maxPixels = img::kDefaultMaxPixels;
+  bool keepGoing = false; // what is lost of damaged data is left empty
+};
+
 // Rows of the first picture of a file, and files of one picture: grey or R, G, B with or without alpha, 8 or 16 bits.
-Error openReader(img::ByteSource& source, int64_t maxPixels, std::unique_ptr<img::RowReader>& reader);
+Error openReader(img::ByteSource& source, const DecodeOptions& options, std::unique_ptr<img::RowReader>& reader);
 Error openWriter(img::ByteSink& sink, const img::Picture& picture, const EncodeOptions& options,
                  std::unique_ptr<img::RowWriter>& writer);
 

@@ -1,5 +1,6 @@
 // Writing, in the machine's byte order. Where the lengths of strips are known the directory stands in front of them;
-// packed strips come first and the directory behind, and the header is told of it at the end.
+// packed strips come first and the directory behind, and the header is told of it at the end: where a sink has no way
+// back the file is in memory until then.
 #include <algorithm>
 #include <bit>
 #include <cmath>
@@ -78,7 +79,11 @@ class DirectoryMaker {
 class Writer : public img::RowWriter {
  public:
   Writer(img::ByteSink& sink, const img::Picture& picture, const EncodeOptions& options)
-      : sink_(sink), picture_(picture), options_(options) {}
+      : sink_(sink), picture_(picture), options_(options) {
+    if (packs() && !sink.patches()) to_ = &held_;
+    if (options.bytePlanes && !inPlanes())
+      remarks_.push_back("byte planes are for 16 bits in PackBits: the file has none");
+  }
 
   Error begin() {
     const size_t rowBytes = picture_.rowBytes(), height = static_cast<size_t>(picture_.height);
@@ -120,18 +125,19 @@ class Writer : public img::RowWriter {
     }
     const auto position = static_cast<uint32_t>(position_);
     if (Error error = put(makeDirectory().make(position))) return error;
-    return sink_.patch(4, {reinterpret_cast<const uint8_t*>(&position), 4});
+    if (Error error = to_->patch(4, {reinterpret_cast<const uint8_t*>(&position), 4})) return error;
+    return to_ == &held_ ? sink_.write(file_) : Error{};
   }
 
   int rowsAtOnce() const override { return rowsPerStrip_; }
 
  private:
   bool packs() const { return options_.compression == Compression::packBits; }
-  bool inPlanes() const { return options_.bytePlanes && picture_.bits == 16; }
+  bool inPlanes() const { return options_.bytePlanes && packs() && picture_.bits == 16; }
 
   Error put(ByteSpan bytes) {
     position_ += bytes.size();
-    return sink_.write(bytes);
+    return to_->write(bytes);
   }
 
   Error writeHeader(uint32_t directory) {
@@ -192,6 +198,9 @@ class Writer : public img::RowWriter {
   }
 
   img::ByteSink& sink_;
+  Bytes file_;
+  img::MemorySink held_{file_};
+  img::ByteSink* to_ = &sink_;
   const img::Picture picture_;
   const EncodeOptions options_;
   int rowsPerStrip_ = 1, row_ = 0;

@@ -150,7 +150,7 @@ Error FileOutput::write(ByteSpan bytes) {
 }
 
 Error FileOutput::patch(uint64_t position, ByteSpan bytes) {
-  if (way_ == Way::direct) return fail("this format cannot be written to a pipe or device: name a file");
+  if (!patches()) return fail("what has gone to a pipe or device cannot be changed");
   if (Error error = flush()) return error;
   while (!bytes.empty()) {
     const ssize_t written = ::pwrite(file_, bytes.data(), bytes.size(), static_cast<off_t>(position));

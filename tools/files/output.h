@@ -25,6 +25,7 @@ class FileOutput : public img::ByteSink {
 
   Error open(const std::string& path);
   Error write(ByteSpan bytes) override;
+  bool patches() const override { return way_ != Way::direct; }
   Error patch(uint64_t position, ByteSpan bytes) override;
   Error commit();
 

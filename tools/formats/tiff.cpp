@@ -32,7 +32,7 @@ class Tiff : public Format {
   }
 
   Error open(img::ByteSource& source, const Settings& settings, std::unique_ptr<RowReader>& reader) override {
-    return tiff::openReader(source, settings.maxPixels, reader);
+    return tiff::openReader(source, {settings.maxPixels, settings.keepGoing}, reader);
   }
 
   Picture nearest(const Picture& picture, const std::string&) const override {

@@ -16,10 +16,10 @@ Bytes writtenAs(const Image& image, const tiff::EncodeOptions& options = {}) {
   return file;
 }
 
-img::Error readFrom(const Bytes& file, Image& image, int64_t maxPixels = 1 << 22) {
+img::Error readFrom(const Bytes& file, Image& image, int64_t maxPixels = 1 << 22, bool keepGoing = false) {
   img::ByteSource source{img::ByteSpan(file)};
   std::unique_ptr<img::RowReader> reader;
-  if (img::Error error = tiff::openReader(source, maxPixels, reader)) return error;
+  if (img::Error error = tiff::openReader(source, {maxPixels, keepGoing}, reader)) return error;
   return img::readAll(*reader, image);
 }
 
