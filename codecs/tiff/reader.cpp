@@ -146,8 +146,11 @@ class Reader : public img::RowReader {
     // A byte of PackBits stands for 64 at best. Damaged files may be much shorter.
     const std::optional<uint64_t> size = source_.size();
     const uint64_t least = planes * strips.rowBytes * height / (scheme_ == kNone ? 1 : 64);
-    if (size && least > *size && (!options_.keepGoing || least / 64 > *size))
-      return fail("the file is too small for its number of pixels");
+    if (size && least > *size) {
+      const Error tooSmall = fail("the file is too small for its number of pixels");
+      if (least / 64 > *size) return tooSmall;
+      if (!options_.keepGoing) return lossy(tooSmall);
+    }
     for (uint64_t plane = 0; plane < planes; ++plane) {
       const auto part = [&](const std::vector<uint32_t>& of) {
         const auto first = of.begin() + static_cast<ptrdiff_t>(plane * count);

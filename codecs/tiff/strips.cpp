@@ -111,7 +111,7 @@ Error StripReader::seek(uint64_t position) {
 }
 
 Error StripReader::note(const Error& damage) {
-  if (!keepGoing_) return fail("%s (--keep-going makes a picture of what is left)", damage.message.c_str());
+  if (!keepGoing_) return lossy(damage);
   if (damage_.empty()) damage_ = damage.message;
   return {};
 }

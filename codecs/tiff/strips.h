@@ -8,6 +8,11 @@
 
 namespace tiff {
 
+// What is said of damage that --keep-going goes on behind.
+inline Error lossy(const Error& damage) {
+  return fail("%s (--keep-going makes a picture of what is left)", damage.message.c_str());
+}
+
 struct Strips {
   uint32_t scheme = kNone;
   size_t rowBytes = 0;

@@ -93,19 +93,42 @@ TEST_F(TiffInterop, BothWaysExactly) {
           EXPECT_EQ(back.bytes, image.bytes) << options;
           EXPECT_EQ(back.metadata.icc, image.metadata.icc);
         }
+        for (const char* options : {"-c none", "-c packbits -r 7 -B"}) {
+          if (bits == 16) break; // more than tiffcp can take apart
+          ASSERT_EQ(folder_.run(std::string("tiffcp -p separate ") + options + " " + ours + " planes.tif", &said), 0);
+          Image back;
+          ASSERT_EQ(readFrom(folder_.read("planes.tif"), back).message, "") << options;
+          EXPECT_EQ(back.bytes, image.bytes) << options;
+        }
       }
-      EXPECT_EQ(folder_.run("tiffcp -c lzw plain.tif lzw.tif && " ZELIMG " lzw.tif out.png", &said), 1);
-      EXPECT_NE(said.find("lzw.tif: compression 5: not supported"), std::string::npos) << said;
+      const struct {
+        const char *options, *message;
+      } refused[] = {{"-c lzw", "compression 5: not supported"},
+                     {"-t -w 64 -l 64", "tiles: not supported"},
+                     {"-f lsb2msb", "reversed bits: not supported"}};
+      for (const auto& r : refused) {
+        EXPECT_EQ(
+            folder_.run(std::string("tiffcp ") + r.options + " plain.tif r.tif && " ZELIMG " r.tif out.png", &said), 1);
+        EXPECT_NE(said.find(std::string("r.tif: ") + r.message), std::string::npos) << said;
+      }
     }
   }
 }
 
+// Pipes on both sides. Byte planes that are not made are told of.
 TEST_F(TiffInterop, Zelimg) {
-  folder_.writeImage("in.ppm", img::renderScene(60, 44));
-  for (const char* options : {"", "--compression none", "--byte-planes"}) {
-    ASSERT_EQ(folder_.run(std::string(ZELIMG " in.ppm a.tif ") + options), 0);
-    ASSERT_EQ(folder_.run("cat a.tif | " ZELIMG " - out.ppm"), 0);
-    EXPECT_EQ(folder_.readImage("out.ppm").bytes, folder_.readImage("in.ppm").bytes);
+  for (const int bits : {8, 16}) {
+    folder_.writeImage("in.ppm", img::withBits(img::renderScene(60, 44), bits));
+    for (const std::string options : {"", "--compression none", "--byte-planes", "--byte-planes --compression none"}) {
+      std::string said;
+      ASSERT_EQ(folder_.run("(cat in.ppm | " ZELIMG " - - --format tiff " + options + " > a.tif)", &said), 0) << said;
+      const bool ignored = options.starts_with("--byte") && (bits == 8 || options.ends_with("none"));
+      EXPECT_EQ(said.find("byte planes are for 16 bits") != std::string::npos, ignored) << said;
+      ASSERT_EQ(folder_.run(ZELIMG " in.ppm b.tif " + options), 0);
+      EXPECT_EQ(folder_.read("a.tif"), folder_.read("b.tif"));
+      ASSERT_EQ(folder_.run("cat a.tif | " ZELIMG " - out.ppm"), 0);
+      EXPECT_EQ(folder_.read("out.ppm"), folder_.read("in.ppm"));
+    }
   }
 }
 
@@ -190,7 +213,44 @@ TEST(Tiff, KindsThatAreReadOnly) {
     EXPECT_EQ(samplesOf(premultiplied), (Bytes{128, 100, 0, 0}));
     premultiplied.fields.back().values = {0};
     EXPECT_EQ(samplesOf(premultiplied), (Bytes{50, 7}));
+    // Two planes of three rows in strips of two, the strips of a plane in any order.
+    HandMade planes = handMade(2, 3, 8, 1, {5, 6, 1, 2, 3, 4, 11, 12, 13, 14, 15, 16});
+    planes.fields[2].values = {8, 8};
+    planes.fields[5].values = {10, 8, 14, 18};
+    planes.fields[6].values = {2};
+    planes.fields[7].values = {2};
+    planes.fields.push_back({284, 3, {2}});
+    planes.fields.push_back({338, 3, {2}});
+    EXPECT_EQ(samplesOf(planes), (Bytes{1, 11, 2, 12, 3, 13, 4, 14, 5, 15, 6, 16}));
   }
+}
+
+// A damaged strip is empty from the damage on, and the next one is whole. What a file lacks at its end is empty.
+TEST(Tiff, KeepsGoing) {
+  Image image;
+  const auto kept = [&](const Bytes& bytes) {
+    EXPECT_NE(readFrom(bytes, image).message.find("--keep-going makes a picture"), std::string::npos);
+    img::ByteSource from{img::ByteSpan(bytes)};
+    std::unique_ptr<img::RowReader> reader;
+    EXPECT_EQ(tiff::openReader(from, {1 << 20, true}, reader).message, "");
+    EXPECT_EQ(img::readAll(*reader, image).message, "");
+    EXPECT_TRUE(reader->damaged());
+    EXPECT_EQ(reader->remarks().size(), 1u);
+    return image.bytes;
+  };
+  // Two strips of two rows of three; a literal leads out of row 1.
+  HandMade file = handMade(3, 4, 8, 1, {0xFE, 9, 5, 1, 2, 3, 0xFE, 5, 0xFE, 4});
+  file.fields[3].values = {32773};
+  file.fields[5].values = {8, 14};
+  file.fields[7].values = {2};
+  file.fields.push_back({279, 4, {6, 4}});
+  EXPECT_EQ(kept(file.make()), (Bytes{9, 9, 9, 0, 0, 0, 5, 5, 5, 4, 4, 4}));
+
+  const Bytes whole = writtenAs(picture(30, 40, 3, 8), {tiff::Compression::none, false});
+  const Bytes half = kept(Bytes(whole.begin(), whole.end() - 1000));
+  ASSERT_FALSE(readFrom(whole, image));
+  std::fill(image.bytes.end() - 1000, image.bytes.end(), uint8_t{0});
+  EXPECT_EQ(half, image.bytes);
 }
 
 TEST(Tiff, HostileFilesGetAMessage) {
@@ -215,6 +275,7 @@ TEST(Tiff, HostileFilesGetAMessage) {
       {322, {16}, "tiles"},
       {317, {2}, "predictor"},
       {339, {3}, "not unsigned whole numbers"},
+      {284, {3}, "planar configuration 3"},
   };
   for (const auto& c : cases) {
     HandMade file = handMade(8, 8, 8, 1, samples);
