@@ -233,13 +233,16 @@ TEST(Tiff, KeepsGoing) {
     img::ByteSource from{img::ByteSpan(bytes)};
     std::unique_ptr<img::RowReader> reader;
     EXPECT_EQ(tiff::openReader(from, {1 << 20, true}, reader).message, "");
-    EXPECT_EQ(img::readAll(*reader, image).message, "");
+    img::shape(image, reader->picture());
+    std::fill(image.bytes.begin(), image.bytes.end(), uint8_t{0xEE});
+    EXPECT_EQ(reader->read(image.rows()).message, "");
+    EXPECT_EQ(reader->finish().message, "");
     EXPECT_TRUE(reader->damaged());
     EXPECT_EQ(reader->remarks().size(), 1u);
     return image.bytes;
   };
   // Two strips of two rows of three; a literal leads out of row 1.
-  HandMade file = handMade(3, 4, 8, 1, {0xFE, 9, 5, 1, 2, 3, 0xFE, 5, 0xFE, 4});
+  HandMade file = handMade(3, 4, 8, 1, {0xFE, 9, 0xFF, 7, 5, 3, 0xFE, 5, 0xFE, 4});
   file.fields[3].values = {32773};
   file.fields[5].values = {8, 14};
   file.fields[7].values = {2};
