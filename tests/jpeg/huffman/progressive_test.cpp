@@ -336,6 +336,13 @@ TEST(HuffmanProgressive, RunsAndCorrectionsHaveLimits) {
   ASSERT_EQ(encode(blocks, refinement, table, 500, &bytes), zelStatusOk);
   EXPECT_EQ(bytes, bytesOf(table.codes[0x30] + "111" + std::string(945, '0') + table.codes[0] + std::string(63, '0') +
                            "1111111"));
+  // 937 are not.
+  blocks.assign(14, full);
+  blocks.resize(16);
+  std::fill_n(blocks[14].begin() + 1, 55, Zel16s{2});
+  blocks[15][1] = 2;
+  ASSERT_EQ(encode(blocks, refinement, table, 500, &bytes), zelStatusOk);
+  EXPECT_EQ(bytes, bytesOf(table.codes[0x40] + "0000" + std::string(938, '0') + "11"));
   // Too many bits; and a symbol without a code.
   Block large{};
   large[1] = 2048;
