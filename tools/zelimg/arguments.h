@@ -30,7 +30,8 @@ struct Arguments {
   std::string format; // of the output, empty: by its name
   img::Background background;
   bool backgroundGiven = false;
-  bool strip = false; // leaves metadata out
+  bool orient = false; // turns pictures as their EXIF says
+  bool strip = false;  // leaves metadata out
   std::string diff;   // where the picture of differences goes
 };
 

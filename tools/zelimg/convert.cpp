@@ -8,6 +8,7 @@
 #include <new>
 
 #include "common/join.h"
+#include "common/orient.h"
 #include "files/input.h"
 #include "files/output.h"
 #include "zelimg/progress.h"
@@ -162,6 +163,7 @@ int convert(const std::string& from, const std::string& to, Arguments& arguments
   std::unique_ptr<RowReader> reader;
   const auto openReader = [&] { return opened.format->open(opened.source, arguments.settings, reader); };
   if (Error error = naming(fromName, openReader)) return report(kFileFailed, error);
+  if (arguments.orient) reader = img::oriented(std::move(reader));
   img::Picture wanted = target->nearest(reader->picture(), extensionFor(to, arguments));
   if (arguments.strip) wanted.metadata = {};
   if (reader->picture().alpha && !wanted.alpha && !arguments.backgroundGiven) {

@@ -6,6 +6,7 @@
 
 #include "common/convert.h"
 #include "common/image.h"
+#include "common/orient.h"
 #include "common/source.h"
 #include "common/workers.h"
 
@@ -168,6 +169,36 @@ TEST(Converted, RowsOfEveryKind) {
     img::Image result;
     ASSERT_FALSE(readAll(*converted(std::make_unique<img::ImageReader>(c.from), c.to, blue), result));
     EXPECT_EQ(result.bytes, c.to.bytes) << &c - cases;
+  }
+}
+
+// 1 2 3 over 4 5 6, as each orientation has it seen; and EXIF then says that it is so.
+TEST(Orientation, TurnsAndMirrors) {
+  const char* const kSeen[] = {"123456", "321654", "654321", "456123", "142536", "415263", "635241", "362514"};
+  img::Image image;
+  img::shape(image, 3, 2, 1, 8);
+  image.bytes = {'1', '2', '3', '4', '5', '6'};
+  image.metadata.density = {100, 200, img::Density::Unit::inch};
+  for (int orientation = 0; orientation <= 9; ++orientation) {
+    const auto value = static_cast<uint8_t>(orientation);
+    const img::Bytes intel = {'I', 'I', 42, 0, 8, 0,    0, 0, 2, 0, 0x0F, 1, 2, 0,     1, 0, 0,
+                              0,   'a', 0,  0, 0, 0x12, 1, 3, 0, 1, 0,    0, 0, value, 0, 0, 0};
+    const img::Bytes motorola = {'M', 'M', 0, 42, 0, 0, 0, 8, 0, 1, 1, 0x12, 0, 3, 0, 0, 0, 1, 0, value, 0, 0};
+    for (const img::Bytes& exif : {intel, motorola}) {
+      image.metadata.exif = exif;
+      const bool turned = orientation >= 5 && orientation <= 8, sound = orientation >= 1 && orientation <= 8;
+      img::Image seen;
+      ASSERT_FALSE(img::readAll(*img::oriented(std::make_unique<img::ImageReader>(image)), seen));
+      EXPECT_EQ(seen.width, turned ? 2 : 3);
+      EXPECT_EQ(seen.metadata.density.x, turned ? 200 : 100);
+      EXPECT_EQ(std::string(seen.bytes.begin(), seen.bytes.end()), kSeen[sound ? orientation - 1 : 0]);
+      EXPECT_EQ(img::orientationOf(seen.metadata), 1);
+      EXPECT_EQ(seen.metadata.exif.size(), exif.size());
+      for (size_t length = 0; length < exif.size(); ++length) { // cut off anywhere
+        image.metadata.exif.assign(exif.begin(), exif.begin() + static_cast<ptrdiff_t>(length));
+        EXPECT_LE(img::orientationOf(image.metadata), 8);
+      }
+    }
   }
 }
 
