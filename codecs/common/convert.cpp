@@ -4,6 +4,7 @@
 #include <cmath>
 #include <utility>
 
+#include "common/layout.h"
 #include "zelj.h"
 
 namespace img {
@@ -95,9 +96,12 @@ class Converter : public RowReader {
       rgbToGrey(rgb, &grey);
       std::fill_n(background_, 3, uint32_t{grey});
     }
-    // The library has this one.
+    // The library has these.
+    const bool layout = from.layout == Layout::usual || from.layout == Layout::bgr || from.layout == Layout::planes;
     luminance_ = from.colour == Colour::rgb && from.bits == 8 && !from.alpha && wanted.colour == Colour::grey &&
-                 wanted.bits == 8 && !wanted.alpha;
+                 wanted.bits == 8 && !wanted.alpha && layout;
+    if (from.layout != Layout::usual) usual_.resize(from.rowSamples());
+    if (wanted.layout != Layout::usual) stored_.resize(wanted.rowSamples());
   }
 
   int rowsAtOnce() const override { return reader_->rowsAtOnce(); }
@@ -112,12 +116,10 @@ class Converter : public RowReader {
     for (int y = 0; y < rows.count; ++y) {
       const Error error = reader_->read({row_.data(), static_cast<ptrdiff_t>(row_.size()), 1});
       if (error) return error;
-      if (luminance_) {
-        const int step = static_cast<int>(std::min<size_t>(row_.size(), INT32_MAX));
-        zeliRGBToY_JPEG_8u_C3C1R(row_.data(), step, rows.row<uint8_t>(y), picture_.width, {picture_.width, 1});
-      } else {
+      if (luminance_)
+        takeLuminance(rows.row<uint8_t>(y));
+      else
         convertRow(rows, y);
-      }
     }
     takeRemarks();
     return {};
@@ -129,15 +131,29 @@ class Converter : public RowReader {
     damaged_ = reader_->damaged();
   }
 
+  void takeLuminance(uint8_t* to) const {
+    const int step = static_cast<int>(std::min<size_t>(row_.size(), INT32_MAX)), width = picture_.width;
+    const Layout layout = reader_->picture().layout;
+    if (layout == Layout::planes) {
+      const uint8_t* const planes[3] = {row_.data(), row_.data() + width, row_.data() + 2 * width};
+      zeliRGBToY_JPEG_8u_P3C1R(planes, step, to, width, {width, 1});
+    } else {
+      const auto convert = layout == Layout::bgr ? zeliBGRToY_JPEG_8u_C3C1R : zeliRGBToY_JPEG_8u_C3C1R;
+      convert(row_.data(), step, to, width, {width, 1});
+    }
+  }
+
   void convertRow(const Rows& rows, int y) {
     const Picture& from = reader_->picture();
     const size_t count = from.rowSamples();
+    if (from.layout != Layout::usual) toUsual(from.layout, row_.data(), from.width, usual_.data(), from.channels());
+    const uint8_t* const row = from.layout == Layout::usual ? row_.data() : usual_.data();
     if (from.bits > 16)
-      loadFloats(reinterpret_cast<const float*>(row_.data()), count, from, a_);
+      loadFloats(reinterpret_cast<const float*>(row), count, from, a_);
     else if (from.bits > 8)
-      load(reinterpret_cast<const uint16_t*>(row_.data()), count, a_);
+      load(reinterpret_cast<const uint16_t*>(row), count, a_);
     else
-      load(row_.data(), count, a_);
+      load(row, count, a_);
     int channels = from.channels();
     const bool keepAlpha = from.alpha && picture_.alpha;
     if (from.alpha && !picture_.alpha) dropAlpha(a_, channels--, max_, background_);
@@ -177,12 +193,15 @@ class Converter : public RowReader {
       std::transform(a_.begin(), a_.end(), rows.row<uint16_t>(y),
                      [=](uint16_t v) { return static_cast<uint16_t>(scaled(v)); });
     else
-      std::transform(a_.begin(), a_.end(), rows.row<uint8_t>(y),
+      std::transform(a_.begin(), a_.end(), stored_.empty() ? rows.row<uint8_t>(y) : stored_.data(),
                      [=](uint16_t v) { return static_cast<uint8_t>(scaled(v)); });
+    if (!stored_.empty()) {
+      fromUsual(picture_.layout, stored_.data(), picture_.width, rows.row<uint8_t>(y), picture_.channels());
+    }
   }
 
   std::unique_ptr<RowReader> reader_;
-  Bytes row_;
+  Bytes row_, usual_, stored_; // as read; in the usual layout, before and behind the conversion
   Row a_, b_;
   int bits_ = 8;
   uint32_t max_ = 255;

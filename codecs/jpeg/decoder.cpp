@@ -12,6 +12,7 @@
 #include "jpeg/lossless.h"
 #include "jpeg/markers.h"
 #include "jpeg/planes.h"
+#include "jpeg/road_reader.h"
 #include "jpeg/samples.h"
 #include "jpeg/scan_reader.h"
 
@@ -496,6 +497,10 @@ Error openReader(img::ByteSource& source, const DecodeOptions& options, std::uni
     return openLosslessReader(source, options, std::move(header), scan, damage, reader);
   }
   if (Error bad = checkPlausible(header, source, options.keepGoing)) return bad;
+  if (takesRoad(options, header)) {
+    reader = openRoadReader(source, options, std::move(header), scan, damage);
+    return {};
+  }
   const auto open = [&](auto own) {
     Error bad = own->open(std::move(header), scan, damage);
     if (!bad) reader = std::move(own);

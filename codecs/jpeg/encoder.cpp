@@ -8,6 +8,7 @@
 #include "common/aligned.h"
 #include "common/join.h"
 #include "common/workers.h"
+#include "jpeg/encoder_road.h"
 #include "jpeg/frame.h"
 #include "jpeg/huffman.h"
 #include "jpeg/jpeg.h"
@@ -85,20 +86,22 @@ Error makeHuffmanTables(const HuffmanList dcLists[2], const HuffmanList acLists[
   return {};
 }
 
-Frame makeFrame(const img::Picture& picture, Sampling sampling) {
+// Luminance, and with it black, has the largest factors; inks that are coded as they are have the same.
+Frame makeFrame(const img::Picture& picture, const EncodeOptions& options) {
   Frame frame;
   frame.bits = picture.bits;
   frame.width = picture.width;
   frame.height = picture.height;
   constexpr int kAcross[] = {1, 2, 2, 1, 4}, kDown[] = {1, 1, 2, 2, 1}; // by Sampling
-  const bool reduced = picture.channels() == 3;
-  const int h = reduced ? kAcross[static_cast<int>(sampling)] : 1, v = reduced ? kDown[static_cast<int>(sampling)] : 1;
+  const bool chroma = picture.colour == img::Colour::cmyk ? options.ycck : picture.colour == img::Colour::rgb;
+  const auto sampling = static_cast<size_t>(options.sampling);
   for (int c = 0; c < picture.channels(); ++c) {
+    const bool isChroma = chroma && (c == 1 || c == 2);
     Component component;
     component.id = c + 1;
-    component.h = c == 0 ? h : 1;
-    component.v = c == 0 ? v : 1;
-    component.quantTable = c == 0 ? 0 : 1;
+    component.h = chroma && !isChroma ? kAcross[sampling] : 1;
+    component.v = chroma && !isChroma ? kDown[sampling] : 1;
+    component.quantTable = isChroma ? 1 : 0;
     frame.components.push_back(component);
   }
   layOut(frame);
@@ -109,7 +112,7 @@ Frame makeFrame(const img::Picture& picture, Sampling sampling) {
 struct Segment {
   Bytes bytes;
   Zel32s position = 0;
-  Zel16s lastDc[3] = {};
+  Zel16s lastDc[4] = {};
   EncodeState state;
 };
 
@@ -121,12 +124,12 @@ class Writer : public img::RowWriter {
  public:
   Writer(img::ByteSink& sink, const img::Picture& picture, const EncodeOptions& options)
       : sink_(sink),
-        frame_(makeFrame(picture, options.sampling)),
-        scan_(frame_.components.size() == 1 ? layOutScan(frame_, {0}) : layOutScan(frame_, {0, 1, 2})),
+        picture_(picture),
+        frame_(makeFrame(picture, options)),
+        scan_(layOutScan(frame_, allComponents(frame_))),
         channels_(picture.channels()),
         rowBytes_(picture.rowBytes()),
         options_(options),
-        metadata_(picture.metadata),
         interval_(int64_t{options.restartInterval} * (options.restartInRows ? scan_.mcusWide : 1)),
         threads_(options.threads) {}
 
@@ -134,6 +137,12 @@ class Writer : public img::RowWriter {
     if (interval_ > 65535) return fail("a restart interval holds 65535 MCUs at most, not %lld", (long long)interval_);
     Error error = makeQuantTables(options_.quality, frame_, tables_);
     if (error) return error;
+    for (const Component& c : frame_.components) {
+      if constexpr (std::is_same_v<Sample, Zel8u>) {
+        const int table = c.quantTable;
+        roadTables_.push_back({tables_.forward[table], tables_.fine[table] ? tables_.fineForward[table] : nullptr});
+      }
+    }
     strips_.resize(static_cast<size_t>(threads_));
     for (Strip& strip : strips_) makeStrip(strip);
     // For 12 bits the tables of Annex K have no codes for the highest categories: tables are made to measure, too.
@@ -260,6 +269,7 @@ class Writer : public img::RowWriter {
     int step = 0;                          // of the planes, in samples
     AlignedArray<Sample> full[3], half[3]; // planes at full size; chroma halved
     AlignedArray<Block> blocks;            // of a run
+    std::unique_ptr<EncoderRoad> road;     // for what is not grey or R, G, B in the usual layout by runs
 
     Sample* row(int c, int y) const { return full[c].data() + y * step; }
   };
@@ -271,12 +281,17 @@ class Writer : public img::RowWriter {
   };
 
   void makeStrip(Strip& strip) const {
+    strip.blocks = AlignedArray<Block>(kBlocksOfRun);
+    if (sizeof(Sample) == 1 && (options_.road != Road::runs || picture_.colour == img::Colour::cmyk ||
+                                picture_.layout != img::Layout::usual)) {
+      strip.road = std::make_unique<EncoderRoad>(frame_, scan_, picture_, options_, roadTables_);
+      return;
+    }
     // Rows a power of two apart would fall on the same few lines of the cache.
     strip.step = mcusOfRun(scan_) * 8 * frame_.hMax + 64;
     const size_t samples = static_cast<size_t>(strip.step) * 8 * static_cast<size_t>(frame_.vMax);
     for (size_t c = 0; c < frame_.components.size(); ++c) strip.full[c] = AlignedArray<Sample>(samples);
     for (size_t c = 1; c < frame_.components.size(); ++c) strip.half[c] = AlignedArray<Sample>(samples);
-    strip.blocks = AlignedArray<Block>(kBlocksOfRun);
   }
 
   size_t blocksOfMcuRow() const { return scan_.mcu.size() * static_cast<size_t>(scan_.mcusWide); }
@@ -388,6 +403,11 @@ class Writer : public img::RowWriter {
 
   // Steps 2 and 3.
   void transformRun(const Part& part, const Run& run, Strip& strip, Block* blocks) const {
+    if (strip.road) {
+      const int y = (run.y - part.mcuRow) * 8 * frame_.vMax;
+      strip.road->transform(part.rows.part(y, part.rows.count - y), run, blocks);
+      return;
+    }
     convertColour(part, run, strip);
     halveChroma(strip);
     transformBlocks(run, strip, blocks);
@@ -469,7 +489,7 @@ class Writer : public img::RowWriter {
     const int64_t number = mcu / interval_ - 1;
     segment.bytes[static_cast<size_t>(segment.position++)] = 0xFF;
     segment.bytes[static_cast<size_t>(segment.position++)] = static_cast<uint8_t>(kRst0 + number % 8);
-    std::fill(segment.lastDc, segment.lastDc + 3, Zel16s{0});
+    std::fill(std::begin(segment.lastDc), std::end(segment.lastDc), Zel16s{0});
     return {};
   }
 
@@ -526,12 +546,15 @@ class Writer : public img::RowWriter {
     return sink_.write(bytes);
   }
 
-  int tableCount() const { return frame_.components.size() == 1 ? 1 : 2; }
+  int tableCount() const { return frame_.components.size() > 1 && frame_.components[1].quantTable ? 2 : 1; }
 
   void beginFile(SegmentWriter& writer, int process) const {
     writer.marker(kSoi);
-    writer.jfif(metadata_.density);
-    writer.metadata(metadata_);
+    if (picture_.colour == img::Colour::cmyk)
+      writer.adobe(options_.ycck ? 2 : 0);
+    else
+      writer.jfif(picture_.metadata.density);
+    writer.metadata(picture_.metadata);
     for (int i = 0; i < tableCount(); ++i) writer.quantTable(i, tables_.raw[i]);
     writer.frame(process, frame_);
   }
@@ -552,16 +575,17 @@ class Writer : public img::RowWriter {
   }
 
   img::ByteSink& sink_;
+  const img::Picture picture_;
   const Frame frame_;
   const Scan scan_;
   const int channels_;
   const size_t rowBytes_;
   const EncodeOptions options_;
-  const img::Metadata metadata_;
   const int64_t interval_; // in MCUs, 0 for none
   const int threads_;
   Tables<Sample> tables_;
-  std::vector<Strip> strips_; // by thread
+  std::vector<ForwardTable> roadTables_; // by component
+  std::vector<Strip> strips_;            // by thread
   Segment segment_;
   int rowsDone_ = 0, held_ = 0;
   Bytes heldRows_;
@@ -584,8 +608,12 @@ Error openWriter(img::ByteSink& sink, const img::Picture& picture, const EncodeO
                  std::unique_ptr<img::RowWriter>& writer) {
   if (picture.width > 65535 || picture.height > 65535) return fail("a JPEG file holds 65535 x 65535 pixels at most");
   if (options.restartInterval < 0) return fail("the restart interval must be 0 to 65535");
+  if (picture.alpha) return fail("a JPEG file holds no alpha channel");
   if (options.lossless) return openLosslessWriter(sink, picture, options, writer);
   if (picture.bits == 8) return open<Zel8u>(sink, picture, options, writer);
+  if (picture.bits == 12 && picture.colour == img::Colour::cmyk) {
+    return fail("a JPEG file of four components holds samples of 8 bits, or lossless ones");
+  }
   if (picture.bits == 12) return open<Zel16u>(sink, picture, options, writer);
   return fail("a JPEG file holds samples of 8 or 12 bits, not %d", picture.bits);
 }

@@ -59,6 +59,12 @@ struct Scan {
   int64_t mcuCount() const { return int64_t{mcusWide} * mcusHigh; }
 };
 
+inline std::vector<int> allComponents(const Frame& frame) {
+  std::vector<int> all(frame.components.size());
+  for (size_t c = 0; c < all.size(); ++c) all[c] = static_cast<int>(c);
+  return all;
+}
+
 // A scan of several components goes by MCUs, a scan of one block by block (T.81 A.2.2, A.2.3).
 inline Scan layOutScan(const Frame& frame, const std::vector<int>& components) {
   Scan scan;

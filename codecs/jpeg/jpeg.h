@@ -1,5 +1,5 @@
-// A codec for JPEG files (ITU T.81) of the Huffman processes, on top of zelj: sequential and progressive ones of 8 and
-// 12 bits, grey and three components, four in reading, and lossless ones of 2 to 16 bits and up to four components. It
+// A codec for JPEG files (ITU T.81) of the Huffman processes, on top of zelj: sequential and progressive ones of 8 bits
+// and up to four components and of 12 bits and up to three, and lossless ones of 2 to 16 bits and up to four. It
 // owns the file format and the loops; every sample and coefficient goes through the library.
 #pragma once
 
@@ -18,6 +18,11 @@ using img::Image;
 enum class Sampling { s444, s422, s420, s440, s411 }; // s411: a quarter of the width
 enum class Upsampling { triangle, plain };
 
+// The way between pixels and coefficients. `runs`: as is fastest. `planes`: planes of samples, level shift and
+// transform one after the other. `mcu`: each MCU from its pixels to its blocks and back; chroma is doubled plainly.
+// Where the library has nothing for an MCU of such a shape or layout, it is by planes.
+enum class Road { runs, planes, mcu };
+
 // A scan of components: coefficients Ss to Se in zig-zag order, from bit Ah (0: all that are above) down to bit Al.
 struct ScanSpec {
   std::vector<int> components;
@@ -32,15 +37,19 @@ struct EncodeOptions {
   std::vector<ScanSpec> script; // scans in place of the usual ones
   bool lossless = false;
   int predictor = 1, pointTransform = 0; // 1..7; low bits of samples that are left out
-  int restartInterval = 0;               // in MCUs or rows of MCUs; 0: none
+  Road road = Road::runs;
+  bool ycck = true;        // C, M, Y, K as Y, Cb, Cr, K
+  int restartInterval = 0; // in MCUs or rows of MCUs; 0: none
   bool restartInRows = false;
   int threads = 1;
 };
 
 struct DecodeOptions {
   Upsampling upsampling = Upsampling::triangle;
-  int scale = 1;     // 1, 2, 4 or 8: the image at 1/scale of its width and height
-  int scansRead = 0; // of a progressive file: the picture that so many scans make; 0: all
+  int scale = 1; // 1, 2, 4 or 8: the image at 1/scale of its width and height
+  Road road = Road::runs;
+  img::Layout layout = img::Layout::usual; // what the reader gives where it can: its picture tells
+  int scansRead = 0;                       // of a progressive file: the picture that so many scans make; 0: all
   int threads = 1;
   int64_t maxPixels = img::kDefaultMaxPixels;
   bool keepGoing = false; // decode what is left of damaged data instead of failing
@@ -50,8 +59,8 @@ struct DecodeOptions {
 // a comment.
 Error parseScript(const std::string& text, std::vector<ScanSpec>& script);
 
-// Rows of pictures from files, and files of them: grey or R, G, B, 8 or 12 bits; lossless ones of 2 to 16 bits, also of
-// C, M, Y, K.
+// Rows of pictures from files, and files of them: grey, R, G, B, or C, M, Y, K of 8 bits in any layout, grey or R, G, B
+// of 12 bits; lossless ones of 2 to 16 bits.
 Error openReader(img::ByteSource& source, const DecodeOptions& options, std::unique_ptr<img::RowReader>& reader);
 Error openWriter(img::ByteSink& sink, const img::Picture& picture, const EncodeOptions& options,
                  std::unique_ptr<img::RowWriter>& writer);

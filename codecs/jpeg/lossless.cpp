@@ -187,7 +187,7 @@ class Writer : public img::RowWriter {
     SegmentWriter writer(header);
     writer.marker(kSoi);
     if (planes_ > 1)
-      writer.adobe();
+      writer.adobe(0);
     else
       writer.jfif(picture_.metadata.density);
     writer.metadata(picture_.metadata);

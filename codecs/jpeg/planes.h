@@ -45,6 +45,9 @@ class Upsampler {
       kind_ = Kind::nearest;
   }
 
+  enum class Kind { same, double2x1, double2x2, double1x2, nearest };
+  Kind kind() const { return kind_; }
+
   // Whether rows of the plane beyond those that a row lies in are looked at.
   bool looksAround() const { return kind_ == Kind::double2x2 || kind_ == Kind::double1x2; }
 
@@ -73,8 +76,6 @@ class Upsampler {
   }
 
  private:
-  enum class Kind { same, double2x1, double2x2, double1x2, nearest };
-
   void replicate(const Sample* source, Sample* wide) const {
     if (acrossN_ == 2 * acrossD_) {
       for (int x = 0; x < plane_.width; ++x) wide[2 * x] = wide[2 * x + 1] = source[x];

@@ -12,9 +12,9 @@ namespace {
 // No block takes more, with the bits that earlier blocks have left.
 constexpr size_t kBytesOfBlock = 1024;
 
-// Luminance has tables of its own.
+// Luminance and black have tables of their own.
 int tableOf(int component) {
-  return component == 0 ? 0 : 1;
+  return component % 3 == 0 ? 0 : 1;
 }
 
 class Writer {

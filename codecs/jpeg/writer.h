@@ -47,11 +47,11 @@ class SegmentWriter {
       bytes(part);
     }
   }
-  // Tells that components are what they are, not converted: R, G, B, or C, M, Y, K, these inverted.
-  void adobe() {
+  // Tells what the components are: 0, as they are, R, G, B or C, M, Y, K; 2, Y, Cb, Cr, K of inks. Inks are inverted.
+  void adobe(int transform) {
     segment(kApp14, 12);
     for (const char letter : {'A', 'd', 'o', 'b', 'e'}) byte(letter);
-    for (const int value : {0, 100, 0, 0, 0, 0, 0}) byte(value);
+    for (const int value : {0, 100, 0, 0, 0, 0, transform}) byte(value);
   }
   void quantTable(int id, const uint8_t* table) {
     segment(kDqt, 65);

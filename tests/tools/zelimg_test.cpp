@@ -141,6 +141,19 @@ TEST_F(Zelimg, MetadataGoAlongUnlessStripped) {
   EXPECT_EQ(std::search(back.begin(), back.end(), exif.begin(), exif.end()), back.end());
 }
 
+TEST_F(Zelimg, TurnsPicturesOnRequest) {
+  Image image = scene_;
+  image.metadata.exif = {'M', 'M', 0, 42, 0, 0, 0, 8, 0, 1, 1, 0x12, 0, 3, 0, 0, 0, 1, 0, 6, 0, 0};
+  folder_.write("a.jpg", encoded(image, {}));
+  ASSERT_EQ(zelimg("a.jpg b.png"), 0);
+  EXPECT_EQ(folder_.readImage("b.png").width, 60);
+  ASSERT_EQ(zelimg("b.png c.jpg --orient --threads 2"), 0); // the orientation went along
+  const Image turned = folder_.readImage("c.jpg");
+  EXPECT_TRUE(turned.width == 44 && turned.height == 60);
+  ASSERT_EQ(zelimg("c.jpg d.png --orient"), 0); // and is used up
+  EXPECT_EQ(folder_.readImage("d.png").width, 44);
+}
+
 TEST_F(Zelimg, ComparesPictures) {
   Image other = scene_;
   other.row<uint8_t>(7)[3 * 11 + 1] ^= 0x40;
@@ -189,6 +202,8 @@ TEST_F(Zelimg, FailsWithAMessageAndLeavesNothing) {
       {"in.ppm out.dds --texture bc6", 2, "--texture must be bc1, bc2"},
       {"in.ppm out.dds --modes 0,8", 2, "--modes must be numbers from 0 to 7"},
       {"in.ppm out.jpg --sampling 412", 2, "--sampling must be 444, 422, 420, 440 or 411, not '412'"},
+      {"in.ppm out.jpg --road fast", 2, "--road must be planes or mcu, not 'fast'"},
+      {"in.ppm out.jpg --inks rgb", 2, "--inks must be ycck or cmyk, not 'rgb'"},
       {"good.jpg out.ppm --scale 1/3", 2, "--scale must be 1/1, 1/2, 1/4 or 1/8, not '1/3'"},
       {"missing.ppm out.jpg", 1, "missing.ppm: No such file"},
       {"folder out.png", 1, "folder: this is a folder"},

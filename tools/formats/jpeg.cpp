@@ -23,6 +23,12 @@ bool takeRestart(const std::string& text, Options& options) {
   return takeNumber(text.substr(0, text.size() - options.restartInRows), 1, 65535, options.restartInterval);
 }
 
+bool takeRoad(const std::string& text, jpeg::Road& road) {
+  const std::optional<int> found = choice(text, {"planes", "mcu"});
+  if (found) road = *found == 0 ? jpeg::Road::planes : jpeg::Road::mcu;
+  return found.has_value();
+}
+
 class Jpeg : public Format {
  public:
   const char* name() const override { return "jpeg"; }
@@ -41,6 +47,14 @@ class Jpeg : public Format {
          }},
         {Use::writing, "--grayscale", nullptr, "", "the luminance alone",
          [this](const std::string&) { return grey_ = true; }},
+        {Use::writing, "--inks", "I", "ycck or cmyk", "C, M, Y, K as ycck, or as they are (cmyk); ycck",
+         [this](const std::string& v) {
+           const std::optional<int> found = choice(v, {"cmyk", "ycck"});
+           if (found) encode_.ycck = *found == 1;
+           return found.has_value();
+         }},
+        {Use::writing, "--road", "R", "planes or mcu", "makes coefficients by planes, or MCU by MCU; as is fastest",
+         [this](const std::string& v) { return takeRoad(v, encode_.road); }},
         {Use::writing, "--optimize", nullptr, "", "makes Huffman tables to measure, in a second pass",
          [this](const std::string&) { return encode_.optimize = true; }},
         {Use::writing, "--progressive", nullptr, "", "several scans, from coarse to fine",
@@ -86,6 +100,8 @@ class Jpeg : public Format {
         {Use::reading, "--scans-read", "N", "1 and more",
          "the picture that the first N scans of a progressive file make",
          [this](const std::string& v) { return takeNumber(v, 1, 1000, decode_.scansRead); }},
+        {Use::reading, "--road", "R", "planes or mcu", "makes pixels by planes, or MCU by MCU; as is fastest",
+         [this](const std::string& v) { return takeRoad(v, decode_.road); }},
         {Use::reading, "--upsample", "U", "triangle or plain", "triangle (smooth) or plain chroma; triangle",
          [this](const std::string& v) {
            const std::optional<int> found = choice(v, {"triangle", "plain"});
@@ -118,9 +134,9 @@ class Jpeg : public Format {
       nearest.bits = bits_ ? bits_ : std::clamp(picture.bits, 2, 16);
       return nearest;
     }
-    if (nearest.colour == Colour::cmyk) nearest.colour = Colour::rgb;
     nearest.alpha = false;
     nearest.bits = bits_ ? bits_ : picture.bits == 12 ? 12 : 8;
+    if (nearest.colour == Colour::cmyk && nearest.bits == 12) nearest.bits = 8;
     return nearest;
   }
 

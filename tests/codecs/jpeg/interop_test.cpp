@@ -135,28 +135,47 @@ TEST_F(Interop, OtherSamplings) {
   }
 }
 
-// Ink for ink as Pillow reads them; the same file as Y, Cb, Cr, K.
-TEST_F(Interop, WeReadFourComponents) {
+// Ink for ink as Pillow reads them: its files, the same as Y, Cb, Cr, K, and ours of either kind.
+TEST_F(Interop, FourComponentsBothWays) {
   const std::string pillow = "/usr/bin/python3 -c \"from PIL import Image; ";
   if (folder_.run(pillow + "\"") != 0) GTEST_SKIP() << "Pillow is missing: run scripts/setup.sh";
   folder_.writeImage("in.ppm", img::renderScene(130, 70));
   ASSERT_EQ(folder_.run(pillow + "Image.open('in.ppm').convert('CMYK').save('a.jpg', quality=92)\""), 0)
       << folder_.text("said");
+  const auto theirs = [&](const Bytes& file) {
+    folder_.write("b.jpg", file);
+    EXPECT_EQ(folder_.run(pillow + "open('raw', 'wb').write(Image.open('b.jpg').tobytes())\""), 0)
+        << folder_.text("said");
+    return folder_.read("raw");
+  };
   Bytes file = folder_.read("a.jpg");
   const std::string name = "Adobe";
   const auto adobe = std::search(file.begin(), file.end(), name.begin(), name.end());
   ASSERT_NE(adobe, file.end());
-  for (const int transform : {0, 2}) {
+  Image inks;
+  for (const int transform : {2, 0}) {
     adobe[11] = static_cast<uint8_t>(transform);
-    folder_.write("b.jpg", file);
-    ASSERT_EQ(folder_.run(pillow + "open('raw', 'wb').write(Image.open('b.jpg').tobytes())\""), 0);
-    const Image ours = decoded(file);
-    ASSERT_EQ(ours.colour, img::Colour::cmyk);
-    const Bytes theirs = folder_.read("raw");
-    ASSERT_EQ(ours.bytes.size(), theirs.size());
-    int worst = 0;
-    for (size_t i = 0; i < theirs.size(); ++i) worst = std::max(worst, std::abs(ours.bytes[i] - theirs[i]));
-    EXPECT_LE(worst, 3) << transform;
+    inks = decoded(file);
+    ASSERT_EQ(inks.colour, img::Colour::cmyk);
+    Image other = inks;
+    other.bytes = theirs(file);
+    ASSERT_EQ(other.bytes.size(), inks.bytes.size());
+    EXPECT_TRUE(near(inks, other, 3, 1)) << transform;
+  }
+  jpeg::EncodeOptions options;
+  options.quality = 95;
+  for (const bool ycck : {false, true}) {
+    for (const bool progressive : {false, true}) {
+      options.ycck = ycck;
+      options.progressive = progressive;
+      options.sampling = progressive ? jpeg::Sampling::s420 : jpeg::Sampling::s444;
+      const Bytes ours = encoded(inks, options);
+      Image other = inks;
+      other.bytes = theirs(ours);
+      ASSERT_EQ(other.bytes.size(), inks.bytes.size());
+      EXPECT_GT(img::psnr(inks, other), ycck && progressive ? 27 : 35) << ycck << progressive;
+      EXPECT_TRUE(near(decoded(ours), other, 60, 1)) << ycck << progressive; // chroma is smoothed by other filters
+    }
   }
 }
 
