@@ -31,6 +31,18 @@ Image as(const Image& image, const Picture& wanted) {
 
 } // namespace
 
+std::string describe(const Metadata& metadata) {
+  std::string text;
+  if (!metadata.icc.empty()) text += format("ICC profile: %zu bytes\n", metadata.icc.size());
+  if (!metadata.exif.empty()) text += format("EXIF: %zu bytes\n", metadata.exif.size());
+  if (metadata.density.x > 0) {
+    const char* const units[] = {"(ratio)", "dots per inch", "dots per centimetre"};
+    text += format("density: %g x %g %s\n", metadata.density.x, metadata.density.y,
+                   units[static_cast<int>(metadata.density.unit)]);
+  }
+  return text;
+}
+
 // A row of the widest samples and most channels still counts its bytes in an int.
 constexpr int kMaxWidth = INT32_MAX / 64;
 

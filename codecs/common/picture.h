@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string>
 
 #include "common/bytes.h"
 #include "common/error.h"
@@ -39,6 +40,9 @@ struct Metadata {
   Bytes exif; // a TIFF structure, as it stands behind the name of a segment or chunk
   Density density;
 };
+
+// A line for each of them that is there, for people to read.
+std::string describe(const Metadata& metadata);
 
 struct Picture {
   int width = 0, height = 0;

@@ -21,6 +21,17 @@ std::string samplingName(const Frame& frame) {
   return factors;
 }
 
+const char* componentNames(const Header& header) {
+  switch (header.frame.components.size()) {
+    case 3:
+      return isYCbCr(header) ? " (Y, Cb, Cr)" : " (R, G, B)";
+    case 4:
+      return header.adobeTransform == 2 ? " (Y, Cb, Cr, K)" : " (C, M, Y, K)";
+    default:
+      return "";
+  }
+}
+
 // The quality whose scaling of the typical luminance table gives this table, 0 if there is none.
 int qualityOf(const uint16_t* table) {
   for (int quality = 1; quality <= 100; ++quality) {
@@ -47,15 +58,17 @@ Error describe(img::ByteSource& source, std::string& text) {
   const Frame& frame = header.frame;
   const size_t count = frame.components.size();
   append(text, "JPEG, %s, %d x %d, %d bits\n", processName(header.process), frame.width, frame.height, frame.bits);
-  append(text, "components: %zu%s, sampling %s\n", count,
-         count != 3        ? ""
-         : isYCbCr(header) ? " (Y, Cb, Cr)"
-                           : " (R, G, B)",
-         samplingName(frame).c_str());
+  append(text, "components: %zu%s, sampling %s\n", count, componentNames(header), samplingName(frame).c_str());
   const int quality = qualityOf(header.quantTables[frame.components[0].quantTable]);
   if (quality) append(text, "quantisation: as by quality %d\n", quality);
   if (header.restartInterval) append(text, "restart interval: %d MCUs\n", header.restartInterval);
-  if (!scan.components.empty()) append(text, "scans: %s\n", scan.components.size() == count ? "one" : "several");
+  if (!scan.components.empty()) {
+    const bool one = scan.components.size() == count && header.process != kSof2;
+    append(text, "scans: %s\n", one ? "one" : "several");
+  }
+  if (header.jfif) text += "marked as JFIF\n";
+  if (header.adobeTransform) append(text, "marked by Adobe, transform %d\n", *header.adobeTransform);
+  text += img::describe(metadataOf(header));
   return {};
 }
 

@@ -424,7 +424,7 @@ Error describe(img::ByteSource& source, std::string& text) {
   text += img::format("%d layer%s, %s, %zu tile%s of %d x %d\n", p.layers, p.layers == 1 ? "" : "s",
                       kOrders[static_cast<int>(p.order)], c.tiles.size(), c.tiles.size() == 1 ? "" : "s", c.tileWidth,
                       c.tileHeight);
-  if (!container.icc.empty()) text += img::format("ICC profile: %zu bytes\n", container.icc.size());
+  text += img::describe(img::Metadata{std::move(container.icc), {}, {}});
   if (c.cutOff) text += "cut off\n";
   return {};
 }

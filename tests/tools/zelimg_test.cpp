@@ -39,7 +39,7 @@ TEST_F(Zelimg, ConvertsJpegBothWays) {
   ASSERT_EQ(zelimg("info a.jpg"), 0);
   EXPECT_EQ(folder_.text("printed"),
             "JPEG, baseline, 60 x 44, 8 bits\ncomponents: 3 (Y, Cb, Cr), sampling 2x1,1x1,1x1 (4:2:2)\n"
-            "quantisation: as by quality 90\nrestart interval: 2 MCUs\nscans: one\n");
+            "quantisation: as by quality 90\nrestart interval: 2 MCUs\nscans: one\nmarked as JFIF\n");
   ASSERT_EQ(zelimg("a.jpg half.png --scale 1/2 --upsample plain"), 0);
   const Image half = folder_.readImage("half.png");
   EXPECT_TRUE(half.width == 30 && half.height == 22 && half.channels() == 3);
@@ -133,6 +133,13 @@ TEST_F(Zelimg, MetadataGoAlongUnlessStripped) {
   ASSERT_EQ(zelimg("b.png c.jpg --progressive"), 0);
   ASSERT_EQ(zelimg("info b.png"), 0);
   EXPECT_NE(folder_.text("printed").find("EXIF: 14 bytes"), std::string::npos);
+  ASSERT_EQ(zelimg("info b.png c.jpg"), 0);
+  const std::string printed = folder_.text("printed");
+  EXPECT_EQ(printed.find("b.png:\nPNG, 60 x 44"), 0u);
+  EXPECT_NE(printed.find("\nc.jpg:\nJPEG, progressive, 60 x 44"), std::string::npos);
+  EXPECT_NE(printed.find("scans: several\nmarked as JFIF\nEXIF: 14 bytes\ndensity: 300 x 300 dots per inch\n"),
+            std::string::npos)
+      << printed;
   const std::string exif = "Exif";
   Bytes back = folder_.read("c.jpg");
   EXPECT_NE(std::search(back.begin(), back.end(), exif.begin(), exif.end()), back.end());

@@ -81,18 +81,10 @@ std::optional<int> choice(const std::string& text, std::initializer_list<const c
 
 std::string describePicture(const char* title, const Picture& picture) {
   const char* const names[] = {"grey", "R, G, B", "C, M, Y, K"};
-  const img::Metadata& metadata = picture.metadata;
-  std::string text = img::format("%s, %d x %d, %s%s, %d bits%s\n", title, picture.width, picture.height,
-                                 names[static_cast<int>(picture.colour)], picture.alpha ? " and alpha" : "",
-                                 picture.bits, picture.bits > 16 ? " (floating point)" : "");
-  if (!metadata.icc.empty()) text += img::format("ICC profile: %zu bytes\n", metadata.icc.size());
-  if (!metadata.exif.empty()) text += img::format("EXIF: %zu bytes\n", metadata.exif.size());
-  if (metadata.density.x > 0) {
-    const char* const units[] = {"(ratio)", "dots per inch", "dots per centimetre"};
-    text += img::format("density: %g x %g %s\n", metadata.density.x, metadata.density.y,
-                        units[static_cast<int>(metadata.density.unit)]);
-  }
-  return text;
+  return img::format("%s, %d x %d, %s%s, %d bits%s\n", title, picture.width, picture.height,
+                     names[static_cast<int>(picture.colour)], picture.alpha ? " and alpha" : "", picture.bits,
+                     picture.bits > 16 ? " (floating point)" : "") +
+         img::describe(picture.metadata);
 }
 
 Error Format::describe(img::ByteSource& source, const Settings& settings, std::string& text) {

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <cmath>
 #include <csetjmp>
 #include <cstring>
 #include <new>
@@ -125,10 +126,18 @@ class PngReader : public RowReader {
     png_uint_32 x = 0, y = 0;
     int unit = 0;
     if (png_get_pHYs(png_, info_, &x, &y, &unit)) {
-      const bool metres = unit == PNG_RESOLUTION_METER;
-      picture_.metadata.density = {x / (metres ? 100.0 : 1.0), y / (metres ? 100.0 : 1.0),
-                                   metres ? img::Density::Unit::centimetre : img::Density::Unit::none};
+      picture_.metadata.density = densityOf(x, y, unit == PNG_RESOLUTION_METER);
     }
+  }
+
+  // Whole dots on an inch are what was meant where they are as near as whole dots on a metre come.
+  static img::Density densityOf(double x, double y, bool metres) {
+    using Unit = img::Density::Unit;
+    if (!metres) return {x, y, Unit::none};
+    const auto isWhole = [](double inches) { return std::abs(inches - std::round(inches)) <= 0.0127; };
+    const double xInches = x * 0.0254, yInches = y * 0.0254;
+    if (isWhole(xInches) && isWhole(yInches)) return {std::round(xInches), std::round(yInches), Unit::inch};
+    return {x / 100, y / 100, Unit::centimetre};
   }
 
   Error readWhole() {

@@ -237,7 +237,7 @@ Error print(const std::string& text) {
   return fail("standard output: %s", std::strerror(errno));
 }
 
-int info(const std::string& name, Arguments& arguments, const Formats& formats) {
+int info(const std::string& name, bool named, Arguments& arguments, const Formats& formats) {
   Opened opened;
   std::string text;
   const Error error = naming(shown(name, "standard input"), [&] {
@@ -245,7 +245,7 @@ int info(const std::string& name, Arguments& arguments, const Formats& formats) 
     return bad ? bad : opened.format->describe(opened.source, arguments.settings, text);
   });
   if (error) return report(kFileFailed, error);
-  if (Error bad = print(text)) return report(kFileFailed, bad);
+  if (Error bad = print(named ? name + ":\n" + text + "\n" : text)) return report(kFileFailed, bad);
   return kGood;
 }
 

@@ -18,8 +18,8 @@ int convertToFolder(const std::vector<std::string>& from, const std::string& fol
 // One file to another of the same format, without decoding to samples.
 int recode(const std::string& from, const std::string& to, Arguments& arguments, const Formats& formats);
 
-// Tells on standard output what a file holds.
-int info(const std::string& name, Arguments& arguments, const Formats& formats);
+// Tells on standard output what a file holds, `named` under its name.
+int info(const std::string& name, bool named, Arguments& arguments, const Formats& formats);
 
 // Reports an error and returns the code.
 int report(int code, const Error& error);

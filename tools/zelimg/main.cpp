@@ -88,7 +88,9 @@ int run(const std::vector<std::string>& words) {
   }
   if (names.size() >= 2 && names[0] == "info") {
     int worst = kGood;
-    for (size_t i = 1; i < names.size(); ++i) worst = std::max(worst, info(names[i], arguments, formats));
+    for (size_t i = 1; i < names.size(); ++i) {
+      worst = std::max(worst, info(names[i], names.size() > 2, arguments, formats));
+    }
     return worst;
   }
   if (names.size() == 3 && names[0] == "recode") return recode(names[1], names[2], arguments, formats);
