@@ -45,17 +45,15 @@ struct Progress {
   while (log < logEnd) {
     const Zel32u symbol = *log++;
     MqState& state = coder.contexts.states[symbol >> 1];
-    const Zel64u old = std::bit_cast<Zel64u>(state), onMps = std::bit_cast<Zel64u>(kMqStates[state.next[0]]),
-                 onLps = std::bit_cast<Zel64u>(kMqStates[state.next[1]]);
-    const Zel64u qe = Zel64u{state.qe} << 48, rest = a - qe;
+    const Zel64u place = state.place, qe = Zel64u{state.qe} << 48, rest = a - qe;
     // All ones, or none. The smaller part of the interval goes to the less probable symbol.
-    const Zel64u less = -Zel64u{(state.mps ^ symbol) & 1}, takesQe = less ^ maskOf(rest < qe);
-    const Zel64u unchanged = ~less & static_cast<Zel64u>(static_cast<Zel64s>(rest) >> 63);
-    c += state.qe & ~static_cast<Zel32u>(takesQe);
-    a = rest ^ ((rest ^ qe) & takesQe);
-    Zel64u next = onMps ^ ((onMps ^ onLps) & less);
-    next ^= (next ^ old) & unchanged;
-    std::memcpy(&state, &next, sizeof state);
+    const Zel64u plain = -Zel64u{(state.lps ^ symbol) & 1}, takesRest = plain ^ maskOf(rest < qe);
+    c += state.qe & static_cast<Zel32u>(takesRest);
+    a = (rest & takesRest) | (qe & ~takesRest);
+    // What a change would make of the state is at hand before it is known whether there is one.
+    const auto changed = std::bit_cast<Zel64u>(kMqStates[place - plain]), old = std::bit_cast<Zel64u>(state);
+    const auto keeps = static_cast<Zel64u>(static_cast<Zel64s>(a) >> 63);
+    state = std::bit_cast<MqState>(changed ^ ((changed ^ old) & keeps));
     auto shift = static_cast<Zel32s>(__builtin_clzll(a));
     a <<= shift;
     if (shift < ct) [[likely]] {

@@ -40,14 +40,16 @@ constexpr ZeroContextTable makeZeroContexts(int orientation) {
 // LL and LH, HL, HH.
 inline constexpr ZeroContextTable kZeroContexts[3] = {makeZeroContexts(0), makeZeroContexts(1), makeZeroContexts(2)};
 
-// Sign coding (Tables D.2 and D.3) by the significance of the neighbours above (bit 1), left (3), right (5) and below
-// (7) and, in the bits below these, whether they are negative: context << 1 | whether the sign is told inverted.
+// Sign coding (Tables D.2 and D.3) by the significance of the neighbours above (bit 0), left (2), right (4) and below
+// (6) and whether they are negative (bits 1, 7, 5 and 3): context << 1 | whether the sign is told inverted.
 constexpr std::array<Zel8u, 256> makeSignContexts() {
   std::array<Zel8u, 256> table{};
   for (size_t around = 0; around < table.size(); ++around) {
-    const auto contribution = [around](int i) { return (around >> i & 2) ? ((around >> i & 1) ? -1 : 1) : 0; };
+    const auto contribution = [around](int significant, int negative) {
+      return (around >> significant & 1) ? ((around >> negative & 1) ? -1 : 1) : 0;
+    };
     const auto clamp = [](int sum) { return sum > 1 ? 1 : sum < -1 ? -1 : sum; };
-    int h = clamp(contribution(2) + contribution(4)), v = clamp(contribution(0) + contribution(6));
+    int h = clamp(contribution(2, 7) + contribution(4, 5)), v = clamp(contribution(0, 1) + contribution(6, 3));
     const bool inverted = h < 0 || (h == 0 && v < 0);
     if (inverted) {
       h = -h;
@@ -76,9 +78,12 @@ struct BlockDecoder {
   // Where a chunk lies.
   struct Place {
     ColumnWord* columns; // its first column
-    Zel8u* samples;      // its first sample
-    Zel64u inside;       // those of its samples that belong to the block
-    bool marksNorth;     // what becomes significant in row 0 is seen by the stripe above
+    Zel8u* signs;
+    Zel8u* samples;     // its first sample
+    Zel64u inside;      // those of its samples that belong to the block
+    Zel32u freshSample; // magnitude of a sample that becomes significant
+    const Zel8u* zeroContexts;
+    ptrdiff_t north; // columns from here to those above; where these must not see this stripe, to those below the block
   };
 
   // Runs body(place, chunk, near) for the chunks in scan order, `near` being the samples with a significant neighbour.
@@ -87,21 +92,30 @@ struct BlockDecoder {
     const int n = flags.chunksPerStripe;
     for (int y = 0; y < flags.stripes; ++y) {
       ChunkState* row = flags.chunks + ptrdiff_t{y} * n;
-      const auto north = [=](int x) { return y > 0 ? row[x - n].significant : 0; };
-      const auto south = [=, this](int x) { return !causal && y + 1 < flags.stripes ? row[x + n].significant : 0; };
+      const bool hasSouth = !causal && y + 1 < flags.stripes;
+      const ptrdiff_t north = (y > 0 && !causal ? -1 : flags.stripes - y) * flags.stride;
       const auto vertical = [=](int x) {
-        return above(row[x].significant, north(x)) | below(row[x].significant, south(x));
+        const Zel64u here = row[x].significant;
+        return above(here, y > 0 ? row[x - n].significant : 0) | below(here, hasSouth ? row[x + n].significant : 0);
       };
-      const auto column = [=](int x) { return vertical(x) | row[x].significant; };
-      Zel64u west = 0, here = column(0);
+      // Chunks in front hold what this pass has made of them.
+      Zel64u west = 0, hereVertical = vertical(0);
       for (int x = 0; x < n; ++x) {
-        const Zel64u east = x + 1 < n ? column(x + 1) : 0;
-        const Place place{flags.columns + y * flags.stride + x * kChunkColumns,
+        const bool hasEast = x + 1 < n;
+        const Zel64u eastVertical = hasEast ? vertical(x + 1) : 0;
+        const Zel64u east = hasEast ? eastVertical | row[x + 1].significant : 0;
+        const Zel64u here = hereVertical | row[x].significant;
+        const ptrdiff_t first = y * flags.stride + x * kChunkColumns;
+        const Place place{flags.columns + first,
+                          flags.signs + first,
                           destination + 4 * y * step + x * (kChunkColumns * 4),
-                          insideChunk(size.width - x * kChunkColumns, size.height - 4 * y), y > 0 && !causal};
-        body(place, row[x], vertical(x) | leftOf(here, west) | rightOf(here, east));
-        west = column(x);
-        here = east;
+                          insideChunk(size.width - x * kChunkColumns, size.height - 4 * y),
+                          (3u << plane) >> 1,
+                          zeroContexts.data(),
+                          north};
+        body(place, row[x], hereVertical | leftOf(here, west) | rightOf(here, east));
+        west = vertical(x) | row[x].significant;
+        hereVertical = eastVertical;
       }
     }
   }
@@ -139,44 +153,44 @@ struct BlockDecoder {
 
   // What a pass over a chunk has found.
   struct Found {
-    Zel64u coded, fresh, negative; // fresh: samples that have become significant
+    Zel64u coded, fresh; // fresh: samples that have become significant
   };
 
   template <class Run>
   [[gnu::always_inline]] void becomeSignificant(const Place& place, int i, Run& run, Found& found) const {
     // Work out anew what follows from i: the decoder in front of this needs the registers.
     asm("" : "+r"(i));
-    const int row = i & 3, at = 3 * row;
+    const int row = i & 3;
     ColumnWord* column = place.columns + (i >> 2);
+    Zel8u* signs = place.signs + (i >> 2);
     Zel32u context = 0;
     if constexpr (!std::is_same_v<Run, RawRun>) {
-      const auto signOf = [=](Zel32u word, int r) { return word >> (kSignBit + 1 + r) & 1; };
-      const Zel32u around = (column[0] >> at & 0xAA) | signOf(column[0], row - 1) | signOf(column[-1], row) << 2 |
-                            signOf(column[1], row) << 4 | signOf(column[0], row + 1) << 6;
+      const auto signsAt = [=](int x, Zel32u bits) { return Zel32u{signs[x]} >> row & bits; };
+      const Zel32u around =
+          (*column >> (3 * row + 1) & 0x55) | signsAt(0, 10) | signsAt(-1, 4) << 5 | signsAt(1, 4) << 3;
       context = kSignContexts[around];
     }
     const Zel32u sign = run.decode(context >> 1) ^ (context & 1);
     found.fresh |= Zel64u{1} << i;
-    found.negative |= Zel64u{sign} << i;
-    column[-1] |= 4u << (at + 3);
-    column[0] |= 2u << (at + 3) | sign << (kSignBit + 1 + row);
-    column[1] |= 1u << (at + 3);
-    if (row == 0 && place.marksNorth) {
-      ColumnWord* north = column - flags.stride;
-      north[-1] |= 4u << 15;
-      north[0] |= 2u << 15 | sign << (kSignBit + 5);
-      north[1] |= 1u << 15;
-    }
-    if (row == 3) {
-      ColumnWord* south = column + flags.stride;
-      south[-1] |= 4u;
-      south[0] |= 2u | sign << kSignBit;
-      south[1] |= 1u;
-    }
+    const Zel32u sample = place.freshSample | sign << 31;
+    std::memcpy(place.samples + row * step + (i >> 2) * 4, &sample, sizeof sample);
+    // Where there is nothing to tell to the stripe above or below, shifts move it out of the bits that are looked at.
+    const auto mark = [](ColumnWord* at, ColumnWord bit) {
+      at[-1] |= 4 * bit;
+      at[0] |= 2 * bit;
+      at[1] |= bit;
+    };
+    const ColumnWord bit = 8u << 3 * row, negative = sign << (row + 2);
+    mark(column, bit);
+    mark(column + place.north, bit << 12);
+    mark(column + flags.stride, bit >> 12);
+    signs[0] = static_cast<Zel8u>(signs[0] | negative);
+    signs[place.north] = static_cast<Zel8u>(signs[place.north] | negative << 4);
+    signs[flags.stride] = static_cast<Zel8u>(signs[flags.stride] | negative >> 4);
   }
 
   [[gnu::always_inline]] Zel32u zeroContext(const Place& place, int i) const {
-    return zeroContexts[place.columns[i >> 2] >> 3 * (i & 3) & 0x1FF];
+    return place.zeroContexts[place.columns[i >> 2] >> 3 * (i & 3) & 0x1FF];
   }
 
   // The loops over the samples of a chunk are functions of their own: they need all registers.
@@ -186,7 +200,7 @@ struct BlockDecoder {
     // The samples behind sample i of a row that are its neighbours, i being 0.
     static constexpr Zel64u kBehind[4] = {2 + 16 + 32, 2 + 8 + 16 + 32, 2 + 8 + 16 + 32, 8 + 16};
     RunOf<Coder> run(coder);
-    Found found{left, 0, 0};
+    Found found{left, 0};
     while (left) {
       const int i = std::countr_zero(left);
       left &= left - 1;
@@ -209,14 +223,8 @@ struct BlockDecoder {
       Found found;
       propagateInChunk(coder, place, near & eligible, eligible, found);
       chunk.visited |= found.coded; // a caller may have stopped behind an earlier pass over this plane
-      settle(place, chunk, found);
+      chunk.significant |= found.fresh;
     });
-  }
-
-  void settle(const Place& place, ChunkState& chunk, const Found& found) const {
-    if (!found.fresh) return;
-    chunk.significant |= found.fresh;
-    writeSamples(place, found.fresh, 0, (3u << plane) >> 1, found.negative, 1u << 31);
   }
 
   template <class Coder>
@@ -284,7 +292,7 @@ struct BlockDecoder {
       const Zel64u runs = ~busy & kRow0;
       Found found;
       cleanUpInChunk(coder, place, left & ~(runs * 14), runs, found);
-      settle(place, chunk, found);
+      chunk.significant |= found.fresh;
     });
   }
 };

@@ -44,26 +44,28 @@ struct ChunkState {
 };
 
 // A word for each column of a stripe: which samples around it are significant, bit 3 * (row + 1) + (0 for the column to
-// the left, 1 for itself, 2 for that to the right), rows being -1..4; and from kSignBit on whether those of the column
-// itself are negative, from row -1, too.
+// the left, 1 for itself, 2 for that to the right), rows being -1..4. And a byte, of the samples of the column itself
+// that are negative, bit row + 2. What lies above these bits is never looked at.
 using ColumnWord = Zel32u;
-constexpr int kSignBit = 18;
 
-// The flags behind the record: stripes of column words, with a column on each side and a row below that are never
-// looked at but may be written; then the chunks, a row for each stripe.
+// The flags behind the record: stripes of column words, then of bytes of signs, each with a column on either side and a
+// row below that are never looked at but may be written; then the chunks, a row for each stripe.
 struct BlockFlags {
   ColumnWord* columns;
+  Zel8u* signs;
   ChunkState* chunks;
-  ptrdiff_t stride; // of columns
+  ptrdiff_t stride; // of columns and signs
   int chunksPerStripe, stripes;
 
   BlockFlags(ZeliDecodeCBProgrState_JPEG2K* state, ZeliSize size)
       : stride(ptrdiff_t{size.width} + 2), chunksPerStripe(chunksOf(size.width)), stripes(stripesOf(size.height)) {
     const auto behind = reinterpret_cast<uintptr_t>(state) + sizeof *state;
     auto* words = reinterpret_cast<ColumnWord*>((behind + kFlagAlignment - 1) / kFlagAlignment * kFlagAlignment);
+    const ptrdiff_t count = (stripes + 1) * stride;
     columns = words + 1;
-    // An even number of words in front.
-    chunks = reinterpret_cast<ChunkState*>(words + ((stripes + 1) * stride + 1) / 2 * 2);
+    signs = reinterpret_cast<Zel8u*>(words + count) + 1;
+    const ptrdiff_t front = count * static_cast<ptrdiff_t>(sizeof(ColumnWord) + 1);
+    chunks = reinterpret_cast<ChunkState*>(reinterpret_cast<Zel8u*>(words) + (front + 7) / 8 * 8);
   }
   size_t bytes() const {
     const auto end = reinterpret_cast<const Zel8u*>(chunks + ptrdiff_t{stripes} * chunksPerStripe);

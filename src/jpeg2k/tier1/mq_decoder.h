@@ -119,26 +119,21 @@ struct MqRun {
     const Zel64u rest = a - (Zel64u{state.qe} << 48);
     if (static_cast<Zel64s>(rest) < 0 && rest > c) [[likely]] {
       a = rest;
-      return state.mps;
+      return state.lps ^ 1u;
     }
     return decode(context);
   }
 
   [[gnu::always_inline]] Zel32u decode(Zel32u context) {
     MqState& state = home.contexts.states[context];
-    const Zel32u mps = state.mps;
-    const Zel64u old = std::bit_cast<Zel64u>(state), onMps = std::bit_cast<Zel64u>(kMqStates[state.next[0]]),
-                 onLps = std::bit_cast<Zel64u>(kMqStates[state.next[1]]);
-    const Zel64u qe = Zel64u{state.qe} << 48, rest = a - qe;
+    const Zel64u place = state.place, less = state.lps, qe = Zel64u{state.qe} << 48, rest = a - qe;
     // All ones, or none. The smaller part of the interval belongs to the less probable symbol.
-    const Zel64u lower = maskOf(rest > c), small = maskOf(rest < qe), plain = lower ^ small;
-    const Zel64u unchanged = lower & static_cast<Zel64u>(static_cast<Zel64s>(rest) >> 63);
+    const Zel64u lower = maskOf(rest > c), plain = lower ^ maskOf(rest < qe);
     c -= rest & ~lower;
-    a = qe ^ ((rest ^ qe) & lower);
+    a = (rest & lower) | (qe & ~lower);
+    state = kMqStates[place - plain + (a >> 63)];
     const auto shift = __builtin_clzll(a);
     a <<= shift;
-    const Zel64u ifMps = onMps ^ ((onMps ^ old) & unchanged), next = (ifMps & plain) | (onLps & ~plain);
-    std::memcpy(&state, &next, sizeof state);
     available -= shift;
     if (available >= 0) [[likely]] {
       c <<= shift;
@@ -148,7 +143,7 @@ struct MqRun {
       c = home.c;
       available = home.available;
     }
-    return mps ^ 1 ^ static_cast<Zel32u>(plain & 1);
+    return static_cast<Zel32u>((less ^ plain) & 1);
   }
 };
 

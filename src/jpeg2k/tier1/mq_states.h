@@ -8,18 +8,23 @@
 
 namespace zelj {
 
-// State of a context, with what its decisions need at hand: eight bytes that are also handled as one word. The next
-// states are indices into kMqStates, which holds each row of the table twice: 2 * row + MPS.
+// State of a context, with what its decisions need at hand: eight bytes, moved as one word.
 struct alignas(8) MqState {
-  Zel16u qe;
-  Zel8u mps;
-  Zel8u next[2]; // on the MPS, on an LPS
+  Zel16u place; // of what follows, in kMqStates
+  Zel8u lps;    // the less probable symbol
   Zel8u unused[3];
+  Zel16u qe;
 };
 
 constexpr size_t kMqRows = 47;
 
-constexpr std::array<MqState, 2 * kMqRows> makeMqStates() {
+using MqStates = std::array<MqState, 6 * kMqRows>;
+
+constexpr size_t placeOf(size_t row, size_t mps) {
+  return 3 * (2 * row + mps);
+}
+
+constexpr MqStates makeMqStates() {
   constexpr struct {
     Zel16u qe;
     Zel8u onMps, onLps, flips; // flips: an LPS exchanges the sense of the MPS
@@ -35,19 +40,29 @@ constexpr std::array<MqState, 2 * kMqRows> makeMqStates() {
       {0x0049, 41, 38, 0}, {0x0025, 42, 39, 0}, {0x0015, 43, 40, 0}, {0x0009, 44, 41, 0}, {0x0005, 45, 42, 0},
       {0x0001, 45, 43, 0}, {0x5601, 46, 46, 0},
   };
-  std::array<MqState, 2 * kMqRows> states{};
+  const auto state = [&](size_t row, size_t mps) {
+    return MqState{static_cast<Zel16u>(placeOf(row, mps)), static_cast<Zel8u>(1 - mps), {}, kRows[row].qe};
+  };
+  MqStates states{};
   for (size_t row = 0; row < kMqRows; ++row) {
-    for (Zel32u mps = 0; mps < 2; ++mps) {
+    for (size_t mps = 0; mps < 2; ++mps) {
       const auto& r = kRows[row];
-      const auto onMps = static_cast<Zel8u>(2u * r.onMps + mps),
-                 onLps = static_cast<Zel8u>(2u * r.onLps + (mps ^ r.flips));
-      states[2 * row + mps] = {r.qe, static_cast<Zel8u>(mps), {onMps, onLps}, {}};
+      MqState* at = &states[placeOf(row, mps)];
+      at[0] = state(r.onLps, mps ^ r.flips);
+      at[1] = state(r.onMps, mps);
+      at[2] = state(row, mps);
     }
   }
   return states;
 }
 
-inline constexpr std::array<MqState, 2 * kMqRows> kMqStates = makeMqStates();
+// For each row of the table and either sense of the MPS three states: that behind an LPS, that behind an MPS, and its
+// own, in which an MPS leaves it that needs no renormalisation.
+inline constexpr MqStates kMqStates = makeMqStates();
+
+constexpr MqState stateOfRow(size_t row) {
+  return kMqStates[placeOf(row, 0) + 2];
+}
 
 // All ones, or none; hidden from the compiler, which would make a branch of it.
 [[gnu::always_inline]] inline Zel64u maskOf(bool condition) {
@@ -68,10 +83,10 @@ struct MqContexts {
   MqState states[kContexts];
 
   void reset() {
-    for (MqState& state : states) state = kMqStates[0];
-    states[0] = kMqStates[2 * 4];
-    states[kRunContext] = kMqStates[2 * 3];
-    states[kUniformContext] = kMqStates[2 * 46];
+    for (MqState& state : states) state = stateOfRow(0);
+    states[0] = stateOfRow(4);
+    states[kRunContext] = stateOfRow(3);
+    states[kUniformContext] = stateOfRow(46);
   }
 };
 
