@@ -41,7 +41,7 @@ TEST(HostileTexture, AbsurdHeadersHaveMessages) {
       {Container::dds, 4, 123, "not a DDS file"},
       {Container::dds, 12, 0, "the image is empty"},
       {Container::dds, 12, 0x7FFFFFFF, "more than the limit"},
-      {Container::dds, 16, 0x7FFFFFFF, "more than the limit"},
+      {Container::dds, 16, 0x7FFFFFFF, "are wider than"},
       {Container::dds, 28, 4000000000, "levels are more"},
       {Container::dds, 84, 0x21212121, "pixel format 0x21212121"},
       {Container::dds, 112, 0x200000, "volume"},
