@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "common/convert.h"
+#include "common/orient.h"
 
 namespace img {
 namespace {
@@ -34,7 +35,9 @@ Image as(const Image& image, const Picture& wanted) {
 std::string describe(const Metadata& metadata) {
   std::string text;
   if (!metadata.icc.empty()) text += format("ICC profile: %zu bytes\n", metadata.icc.size());
-  if (!metadata.exif.empty()) text += format("EXIF: %zu bytes\n", metadata.exif.size());
+  if (!metadata.exif.empty()) {
+    text += format("EXIF: %zu bytes, orientation %d\n", metadata.exif.size(), orientationOf(metadata));
+  }
   if (metadata.density.x > 0) {
     const char* const units[] = {"(ratio)", "dots per inch", "dots per centimetre"};
     text += format("density: %g x %g %s\n", metadata.density.x, metadata.density.y,

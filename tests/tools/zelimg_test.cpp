@@ -137,8 +137,9 @@ TEST_F(Zelimg, MetadataGoAlongUnlessStripped) {
   const std::string printed = folder_.text("printed");
   EXPECT_EQ(printed.find("b.png:\nPNG, 60 x 44"), 0u);
   EXPECT_NE(printed.find("\nc.jpg:\nJPEG, progressive, 60 x 44"), std::string::npos);
-  EXPECT_NE(printed.find("scans: several\nmarked as JFIF\nEXIF: 14 bytes\ndensity: 300 x 300 dots per inch\n"),
-            std::string::npos)
+  EXPECT_NE(
+      printed.find("scans: several\nmarked as JFIF\nEXIF: 14 bytes, orientation 1\ndensity: 300 x 300 dots per inch\n"),
+      std::string::npos)
       << printed;
   const std::string exif = "Exif";
   Bytes back = folder_.read("c.jpg");
@@ -154,6 +155,8 @@ TEST_F(Zelimg, TurnsPicturesOnRequest) {
   folder_.write("a.jpg", encoded(image, {}));
   ASSERT_EQ(zelimg("a.jpg b.png"), 0);
   EXPECT_EQ(folder_.readImage("b.png").width, 60);
+  ASSERT_EQ(zelimg("info b.png"), 0);
+  EXPECT_NE(folder_.text("printed").find("EXIF: 22 bytes, orientation 6"), std::string::npos);
   ASSERT_EQ(zelimg("b.png c.jpg --orient --threads 2"), 0); // the orientation went along
   const Image turned = folder_.readImage("c.jpg");
   EXPECT_TRUE(turned.width == 44 && turned.height == 60);
