@@ -1,5 +1,6 @@
 // Rows of differences of the lossless process to and from a segment, sample by sample of up to four planes.
 #include <algorithm>
+#include <new>
 #include <utility>
 
 #include "frame/checks.h"
@@ -60,7 +61,22 @@ int encodeColumns(const BitSink& sink, const Zel16s* const* planes, int width,
   return x;
 }
 
-// Decodes columns in the middle of a segment. Returns how many.
+// By the next 8 bits: how many bits a sample takes that has its code there, with the additional ones; 0: it has a
+// longer code, or none, or stands for -32768.
+struct SampleLengths {
+  Zel8u lengths[256];
+
+  explicit SampleLengths(const ZeliDecodeHuffmanSpec& spec) {
+    for (int i = 0; i < 256; ++i) { // compilers make vectors of it
+      const Zel32u entry = spec.fastLookup[i];
+      const Zel32u length = (entry >> 16) + (entry & 15);
+      lengths[i] = static_cast<Zel8u>((entry & 0xF0) == 0 ? length : 0);
+    }
+  }
+};
+
+// Decodes columns in the middle of a segment. Returns how many. From one sample to the next there are but a look at the
+// length and a shift; the value is worked out beside them.
 template <int kPlanes>
 int decodeColumns(const BitSource& source, Zel16s* const* planes, int width,
                   const ZeliDecodeHuffmanSpec* const* tables) {
@@ -68,24 +84,31 @@ int decodeColumns(const BitSource& source, Zel16s* const* planes, int width,
   WideReader reader(source);
   Zel16s* rows[kPlanes];
   const ZeliDecodeHuffmanSpec* specs[kPlanes];
+  const Zel8u* lengths[kPlanes];
+  alignas(SampleLengths) Zel8u memory[kPlanes * sizeof(SampleLengths)];
   for (int c = 0; c < kPlanes; ++c) {
     rows[c] = planes[c];
     specs[c] = tables[c];
+    lengths[c] = c > 0 && specs[c] == specs[c - 1]
+                     ? lengths[c - 1]
+                     : (new (memory + c * sizeof(SampleLengths)) SampleLengths(*specs[c]))->lengths;
   }
   // False: it is left to the accurate procedure.
   const auto sample = [&](int c, int x) __attribute__((always_inline)) {
-    Zel32u entry = specs[c]->fastLookup[reader.accumulator >> 56];
-    if (!(entry && (entry & 0xF0) == 0)) [[unlikely]] {
-      entry = reader.lookup(*specs[c]);
-      if (!entry) return false;
-      if (entry & 0xF0) { // -32768
-        reader.skip(entry >> 16);
-        store16(-32768, rows[c] + x);
-        return true;
-      }
+    const Zel64u top = reader.accumulator >> 56;
+    const Zel32u length = lengths[c][top];
+    Zel32u entry = specs[c]->fastLookup[top];
+    if (length) [[likely]] {
+      WideReader behindCode = reader;
+      behindCode.skip(entry >> 16);
+      store16(behindCode.takeValue(entry & 15), rows[c] + x);
+      reader.skip(length);
+      return true;
     }
+    entry = reader.lookup(*specs[c]);
+    if (!entry) return false;
     reader.skip(entry >> 16);
-    store16(reader.takeValue(entry & 15), rows[c] + x);
+    store16(entry & 0xF0 ? -32768 : reader.takeValue(entry & 15), rows[c] + x);
     return true;
   };
   constexpr int kSample = 16 + 15; // bits

@@ -18,9 +18,13 @@ HWY_INLINE V halfSum(V a, V b) {
   return hn::Add(hn::And(a, b), hn::ShiftRight<1>(hn::Xor(a, b)));
 }
 template <class V>
-HWY_INLINE V halfDifference(V a, V b) { // half of a + ~b + 1
-  const V notB = hn::Not(b);
-  return hn::Sub(hn::Or(a, notB), hn::ShiftRight<1>(hn::Xor(a, notB)));
+HWY_INLINE V halfDifference(V a, V b) { // half of a + ~b + 1, in unsigned numbers
+  const hn::DFromV<V> d;
+  const hn::RebindToUnsigned<decltype(d)> unsignedTag;
+  const auto sign = hn::Set(d, -32768);
+  const V first = hn::Xor(a, sign), second = hn::Xor(b, hn::Set(d, 32767));
+  const auto half = hn::AverageRound(hn::BitCast(unsignedTag, first), hn::BitCast(unsignedTag, second));
+  return hn::Xor(hn::BitCast(d, half), sign);
 }
 
 // What the samples to the left, above, and above to the left foretell.
@@ -44,14 +48,33 @@ HWY_INLINE void forVectorsOnce(int x, int width, Body body) {
   if constexpr (kLanes > 1) forVectorsOnce<kLanes / 2>(x, width, body);
 }
 
-// The samples behind the first.
+// The lanes in front of those of a vector: the last one of the vector before it, and all of its own but the last.
+template <class D, class V>
+HWY_INLINE V shiftedIn(D d, V v, V before) {
+  if constexpr (hn::MaxLanes(d) > 8) before = hn::ConcatLowerUpper(d, v, before);
+  return hn::CombineShiftRightBytes<14>(d, v, before);
+}
+
+// The samples behind the first. Neighbours to the left come from registers: loads beside the aligned ones would cross
+// lines of the cache, and take twice the time.
 template <int kPredictor>
 void subtractPrediction(const Zel16s* src, const Zel16s* above, Zel16s* dst, int width) {
-  forVectorsOnce(1, width, [=](auto d, int x) {
-    const auto left = hn::LoadU(d, src + x - 1);
-    const auto up = kPredictor == 1 ? left : hn::LoadU(d, above + x);
-    const auto corner = kPredictor == 1 || kPredictor == 2 || kPredictor == 7 ? left : hn::LoadU(d, above + x - 1);
-    hn::StoreU(hn::Sub(hn::LoadU(d, src + x), predict<kPredictor>(left, up, corner)), d, dst + x);
+  constexpr hn::CappedTag<Zel16s, 16> d;
+  constexpr int n = static_cast<int>(hn::MaxLanes(d));
+  const auto row = [=](auto tag, int x) { return hn::LoadU(tag, (kPredictor == 1 ? src : above) + x); };
+  auto lastOwn = hn::Set(d, load16(src)), lastUp = hn::Set(d, load16(kPredictor == 1 ? src : above));
+  int x = 1;
+  HWY_UNROLL(4)
+  for (; x + n <= width; x += n) {
+    const auto own = hn::LoadU(d, src + x), up = row(d, x);
+    const auto left = shiftedIn(d, own, lastOwn), corner = shiftedIn(d, up, lastUp);
+    hn::StoreU(hn::Sub(own, predict<kPredictor>(left, up, corner)), d, dst + x);
+    lastOwn = own;
+    lastUp = up;
+  }
+  forVectorsOnce<n / 2>(x, width, [=](auto tag, int i) {
+    const auto predicted = predict<kPredictor>(hn::LoadU(tag, src + i - 1), row(tag, i), row(tag, i - 1));
+    hn::StoreU(hn::Sub(hn::LoadU(tag, src + i), predicted), tag, dst + i);
   });
 }
 
