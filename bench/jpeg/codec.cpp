@@ -1,5 +1,5 @@
-// The codec, whole images in memory, beside libjpeg-turbo's own codec: accurate integer transform,
-// smooth chroma, the same quality and sampling, one thread. The image is a rendered scene, or a mosaic of the PNG
+// The codec, whole images in memory, beside libjpeg-turbo's own codec: accurate integer transform, smooth chroma, the
+// same quality, sampling, tables and scans, one thread. The image is a rendered scene, or a mosaic of the PNG
 // photographs in the folder that the environment variable ZELJ_BENCH_IMAGES names.
 #include <algorithm>
 #include <cstdio>
@@ -17,8 +17,10 @@
 namespace zelj::bench {
 namespace {
 
+enum class Kind { sequential, optimised, progressive };
+
 // The peer's encoder and decoder. Memory is given, as to the library's codec.
-void peerEncode(const img::Image& image, int quality, bool halve, std::vector<uint8_t>& file, size_t& size) {
+void peerEncode(const img::Image& image, int quality, bool halve, Kind kind, std::vector<uint8_t>& file, size_t& size) {
   jpeg_compress_struct codec;
   jpeg_error_mgr errors;
   codec.err = jpeg_std_error(&errors);
@@ -34,6 +36,8 @@ void peerEncode(const img::Image& image, int quality, bool halve, std::vector<ui
   jpeg_set_quality(&codec, quality, TRUE);
   codec.comp_info[0].h_samp_factor = codec.comp_info[0].v_samp_factor = halve ? 2 : 1;
   codec.dct_method = JDCT_ISLOW;
+  codec.optimize_coding = kind != Kind::sequential;
+  if (kind == Kind::progressive) jpeg_simple_progression(&codec);
   jpeg_start_compress(&codec, TRUE);
   while (codec.next_scanline < codec.image_height) {
     auto* row = const_cast<JSAMPLE*>(image.row<uint8_t>(static_cast<int>(codec.next_scanline)));
@@ -65,6 +69,7 @@ void peerDecode(const std::vector<uint8_t>& file, img::Image& image) {
 struct Work {
   int quality;
   bool halve;
+  Kind kind;
   std::vector<uint8_t> file, peerFile;
   img::Image decoded;
 
@@ -72,13 +77,15 @@ struct Work {
     jpeg::EncodeOptions options;
     options.quality = quality;
     options.sampling = halve ? jpeg::Sampling::s420 : jpeg::Sampling::s444;
+    options.optimize = kind == Kind::optimised;
+    options.progressive = kind == Kind::progressive;
     return options;
   }
   void prepare() {
     if (!peerFile.empty()) return;
     peerFile.resize(size_t{4} * kPictureSize * kPictureSize);
     size_t size = 0;
-    peerEncode(picture(), quality, halve, peerFile, size);
+    peerEncode(picture(), quality, halve, kind, peerFile, size);
     peerFile.resize(size);
     img::shape(decoded, kPictureSize, kPictureSize, 3, 8);
     file.resize(size_t{4} * kPictureSize * kPictureSize);
@@ -91,32 +98,40 @@ void check(const img::Error& error) {
   std::exit(1);
 }
 
+void registerWork(int quality, bool halve, Kind kind) {
+  const auto work = std::make_shared<Work>(Work{quality, halve, kind, {}, {}, {}});
+  const char* const kinds[] = {"", ", optimised", ", progressive"};
+  const std::string name =
+      std::string(halve ? " 4:2:0" : " 4:4:4") + " q" + std::to_string(quality) + kinds[static_cast<int>(kind)];
+  constexpr double kPixels = double{kPictureSize} * kPictureSize;
+  measure("codec/encode" + name, "zelj", "pixels", kPixels, [work] {
+    work->prepare();
+    check(jpeg::encode(picture(), work->options(), work->file));
+  });
+  measure("codec/encode" + name, "libjpeg-turbo", "pixels", kPixels, [work] {
+    work->prepare();
+    size_t size = 0;
+    work->file.resize(size_t{4} * kPictureSize * kPictureSize);
+    peerEncode(picture(), work->quality, work->halve, work->kind, work->file, size);
+  });
+  if (kind == Kind::optimised) return; // as any sequential file
+  measure("codec/decode" + name, "zelj", "pixels", kPixels, [work] {
+    work->prepare();
+    std::string damage;
+    check(jpeg::decode(work->peerFile, {}, work->decoded, damage));
+  });
+  measure("codec/decode" + name, "libjpeg-turbo", "pixels", kPixels, [work] {
+    work->prepare();
+    peerDecode(work->peerFile, work->decoded);
+  });
+}
+
 void registerAll() {
   for (const bool halve : {false, true}) {
-    for (const int quality : {75, 90}) {
-      const auto work = std::make_shared<Work>(Work{quality, halve, {}, {}, {}});
-      const std::string name = std::string(halve ? " 4:2:0" : " 4:4:4") + " q" + std::to_string(quality);
-      constexpr double kPixels = double{kPictureSize} * kPictureSize;
-      measure("codec/encode" + name, "zelj", "pixels", kPixels, [work] {
-        work->prepare();
-        check(jpeg::encode(picture(), work->options(), work->file));
-      });
-      measure("codec/encode" + name, "libjpeg-turbo", "pixels", kPixels, [work] {
-        work->prepare();
-        size_t size = 0;
-        work->file.resize(size_t{4} * kPictureSize * kPictureSize);
-        peerEncode(picture(), work->quality, work->halve, work->file, size);
-      });
-      measure("codec/decode" + name, "zelj", "pixels", kPixels, [work] {
-        work->prepare();
-        std::string damage;
-        check(jpeg::decode(work->peerFile, {}, work->decoded, damage));
-      });
-      measure("codec/decode" + name, "libjpeg-turbo", "pixels", kPixels, [work] {
-        work->prepare();
-        peerDecode(work->peerFile, work->decoded);
-      });
-    }
+    for (const int quality : {75, 90}) registerWork(quality, halve, Kind::sequential);
+  }
+  for (const Kind kind : {Kind::optimised, Kind::progressive}) {
+    for (const int quality : {75, 90}) registerWork(quality, true, kind);
   }
 }
 
