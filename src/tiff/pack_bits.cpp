@@ -22,19 +22,19 @@ HWY_INLINE void copyShort(const Zel8u* src, Zel8u* dst) {
   for (int i = 0; i < kShortPacket; i += kLanes) hn::StoreU(hn::LoadU(kVector, src + i), kVector, dst + i);
 }
 
-// Bit i, for i below 64: byte i equals the next one and both belong to the row, of which `left` bytes are left, 1 at
-// least. Reads 65 bytes.
+// Bit i, for i below 64: byte i equals the next one and both belong to the row, of which `left` bytes are left. Reads
+// 65 bytes.
 HWY_INLINE Zel64u equalPairs(const Zel8u* src, int left) {
   Zel64u equal = 0;
   for (int i = 0; i < 64; i += kLanes) {
     const auto same = hn::Eq(hn::LoadU(kVector, src + i), hn::LoadU(kVector, src + i + 1));
     equal |= bitsOfMask(kVector, same) << i;
   }
-  return left > 64 ? equal : equal & ((Zel64u{1} << (left - 1)) - 1);
+  return left > 64 ? equal : left > 0 ? equal & ((Zel64u{1} << (left - 1)) - 1) : 0;
 }
 
-// Both read up to kReach bytes.
-constexpr int kReach = 192;
+// Packets are found among so many bytes at a time, and nothing is read behind kReach bytes.
+constexpr int kStretch = 256, kReach = kStretch + 128;
 
 int runLength(const Zel8u* src, int left) {
   int length = 0;
@@ -66,7 +66,7 @@ class RowPacker {
   bool pack(const Zel8u* src, int& at, int length, bool atEnd) {
     const int stop = atEnd ? length : length - kReach + 1;
     while (at < stop) {
-      if (packShort(src, at, stop, length)) continue;
+      if (packShort(src, at, length)) continue;
       const int left = length - at;
       const bool isRun = left > 1 && src[at] == src[at + 1];
       const int count = isRun ? runLength(src + at, left) : literalLength(src + at, left);
@@ -84,37 +84,49 @@ class RowPacker {
   // Packs short packets, without a branch on what they are: both kinds begin with the byte at hand, and a run's header
   // leaves the rest behind. They go through memory of our own, for no byte behind the last may change. False: the next
   // packet is not short, or room is.
-  HWY_INLINE bool packShort(const Zel8u* src, int& at, int stop, int length) {
-    // A window's packets end among its first 62 bytes, and take at most one more than what they stand for.
-    constexpr int kWindow = 62, kStaged = 512;
-    Zel8u staged[kStaged];
-    Zel8u *to = staged, *const full = staged + kStaged - (kWindow + 2 + kShortPacket);
+  HWY_INLINE bool packShort(const Zel8u* src, int& at, int length) {
+    // A window's packets end among its first bytes, and take at most one more than what they stand for. A few at a time
+    // nearly always do, so that their number is foreseen.
+    constexpr int kWindow = 55, kPackets = 6, kStaged = 2 * kStretch;
     if (Zel64s{length_} - position_ < kStaged) return false;
-    for (bool goesOn = true; goesOn && at < stop && to < full;) {
-      const Zel64u equal = equalPairs(src + at, length - at);
-      Zel64u unequal = ~equal, triples = equal & (equal >> 1);
-      int certain = std::min(kWindow, length - at - 1);
-      goesOn = false;
-      for (;;) {
-        const bool isRun = !(unequal & 1);
-        // 64: no end in sight.
-        const int run = std::countr_zero(unequal) + 1, literal = std::countr_zero(triples);
-        const int count = isRun ? run : literal, bytes = isRun ? 1 : literal;
-        certain -= count;
-        if (certain < 0 || bytes > kShortPacket) break;
-        copyShort(src + at, to + 1);
-        *to = static_cast<Zel8u>(isRun ? 1 - run : literal - 1);
-        to += 1 + bytes;
-        at += count;
-        unequal >>= count;
-        triples >>= count;
-        goesOn = true;
+    const Zel8u* const from = src + at;
+    const int left = length - at;
+    Zel64u pairs[kStretch / 64] = {equalPairs(from, left)};
+    if ((pairs[0] & 1 ? ~pairs[0] : pairs[0] & (pairs[0] >> 1)) == 0) return false; // no end in sight
+    for (int i = 1; i < kStretch / 64; ++i) pairs[i] = equalPairs(from + 64 * i, left - 64 * i);
+    Zel8u staged[kStaged];
+    Zel8u* to = staged;
+    int done = 0;
+    for (bool goesOn = true; goesOn && done < kStretch - 64;) {
+      Zel64u equal;
+      std::memcpy(&equal, reinterpret_cast<const Zel8u*>(pairs) + done / 8, 8);
+      equal >>= done % 8;
+      // Both have a bit set behind what is certain.
+      Zel64u unequal = ~equal, triples = (equal & (equal >> 1)) | Zel64u{1} << 63;
+      const int end = std::min(done + kWindow, left - 1);
+      for (int i = 0; i < kPackets; ++i) {
+        // How many bytes follow the packet's first.
+        int more = __builtin_ctzll(triples) - 1;
+        const int repeated = __builtin_ctzll(unequal), literal = -static_cast<int>(unequal & 1);
+        if (!(unequal & 1)) more = repeated;
+        const int next = done + more + 1, copied = more & literal;
+        if (next > end || copied >= kShortPacket) {
+          goesOn = i > 0;
+          break;
+        }
+        copyShort(from + done, to + 1);
+        *to = static_cast<Zel8u>((more ^ ~literal) - ~literal);
+        to += 2 + copied;
+        done = next;
+        unequal = unequal >> more >> 1;
+        triples = triples >> more >> 1;
       }
     }
     const auto bytes = static_cast<size_t>(to - staged);
     if (bytes == 0) return false;
     std::memcpy(dst_ + position_, staged, bytes);
     position_ += static_cast<Zel32s>(bytes);
+    at += done;
     return true;
   }
 
