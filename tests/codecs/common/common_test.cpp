@@ -2,10 +2,12 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <cmath>
 #include <stdexcept>
 
 #include "common/convert.h"
 #include "common/image.h"
+#include "common/layout.h"
 #include "common/orient.h"
 #include "common/source.h"
 #include "common/workers.h"
@@ -169,6 +171,56 @@ TEST(Converted, RowsOfEveryKind) {
     img::Image result;
     ASSERT_FALSE(readAll(*converted(std::make_unique<img::ImageReader>(c.from), c.to, blue), result));
     EXPECT_EQ(result.bytes, c.to.bytes) << &c - cases;
+  }
+}
+
+// A wide row, and its pixels one by one or pair by pair, which may round Y, Cb, Cr otherwise.
+TEST(Layout, WideRowsAsTheirPixels) {
+  using img::Layout;
+  constexpr int kWidth = 9001;
+  for (const Layout layout : {Layout::bgr, Layout::rgbx, Layout::rgb555, Layout::bgr565, Layout::ycc, Layout::yuyv}) {
+    img::Picture picture;
+    picture.colour = img::Colour::rgb;
+    picture.layout = layout;
+    const auto bytesOf = [&](int width) {
+      picture.width = width;
+      return picture.rowBytes();
+    };
+    img::Bytes row(bytesOf(kWidth)), whole(3 * kWidth), back(row.size());
+    uint32_t v = 1;
+    for (uint8_t& byte : row) byte = static_cast<uint8_t>((v = v * 1664525 + 1013904223) >> 24);
+    img::toUsual(layout, row.data(), kWidth, whole.data());
+    const int step = layout == Layout::yuyv ? 2 : 1;
+    const auto isNear = [=](int a, int b) { return std::abs(a - b) <= (layout >= Layout::ycc); };
+    for (int x = 0; x < kWidth; x += step) {
+      uint8_t pixels[6];
+      const int count = std::min(step, kWidth - x);
+      img::toUsual(layout, row.data() + bytesOf(x), count, pixels);
+      ASSERT_TRUE(std::equal(pixels, pixels + 3 * count, whole.begin() + 3 * x, isNear)) << int(layout) << " at " << x;
+    }
+    if (layout == Layout::yuyv) continue;
+    img::fromUsual(layout, whole.data(), kWidth, back.data());
+    for (int x = 0; x < kWidth; ++x) {
+      uint8_t pixel[4];
+      img::fromUsual(layout, whole.data() + 3 * x, 1, pixel);
+      ASSERT_TRUE(std::equal(pixel, pixel + bytesOf(1), back.data() + bytesOf(x), isNear))
+          << int(layout) << " at " << x;
+    }
+  }
+}
+
+// 5 and 6 bits to 8 by the nearest value.
+TEST(Layout, PackedPixels) {
+  for (int level = 0; level < 64; ++level) {
+    const int five = level / 2, pixel = five | level << 5 | (31 - five) << 11;
+    const uint8_t packed[2] = {static_cast<uint8_t>(pixel), static_cast<uint8_t>(pixel >> 8)};
+    uint8_t rgb[3], back[2];
+    img::toUsual(img::Layout::rgb565, packed, 1, rgb);
+    EXPECT_EQ(rgb[0], std::lround(five * 255 / 31.0));
+    EXPECT_EQ(rgb[1], std::lround(level * 255 / 63.0));
+    EXPECT_EQ(rgb[2], std::lround((31 - five) * 255 / 31.0));
+    img::fromUsual(img::Layout::rgb565, rgb, 1, back);
+    EXPECT_TRUE(back[0] == packed[0] && back[1] == packed[1]);
   }
 }
 
