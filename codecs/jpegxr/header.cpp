@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <bit>
-#include <cstring>
 
 namespace jpegxr {
 namespace {
@@ -109,7 +108,7 @@ class FieldWriter {
   size_t count_ = 0;
 };
 
-Bytes makeCodestreamHead(const Header& header, const std::array<size_t, 4>& packetBytes) {
+Bytes makeCodestreamHead(const Header& header, const std::array<uint64_t, 4>& packetBytes) {
   FieldWriter fields;
   for (const char c : kSignature) fields.put(static_cast<uint8_t>(c), 8);
   const bool isShort = header.columns() <= 255 && header.rows() <= 255;
@@ -143,8 +142,8 @@ Bytes makeCodestreamHead(const Header& header, const std::array<size_t, 4>& pack
 
   if (header.frequencyOrder) {
     fields.put(1, 16);
-    size_t offset = 0;
-    for (const size_t bytes : packetBytes) {
+    uint64_t offset = 0;
+    for (const uint64_t bytes : packetBytes) {
       if (bytes == 0) {
         fields.put(0xFF, 8); // absent
       } else {
@@ -170,40 +169,55 @@ int32_t Header::step(Set set, int component) const {
   return i < 32 ? (i + 3) >> 2 : i < 48 ? (17 + low) >> 1 : (16 + low) << (high - 3);
 }
 
-Error readContainer(ByteSpan file, ByteSpan& codestream) {
-  if (file.size() < 8 || file[0] != 'I' || file[1] != 'I' || file[2] != 0xBC || file[3] > 1)
+namespace {
+
+// Up to so many bytes of the file from a place on.
+Error bytesAt(img::ByteSource& source, uint64_t position, size_t count, ByteSpan& bytes) {
+  if (Error error = source.seek(position)) return error;
+  if (Error error = source.fill(count)) return error;
+  bytes = source.visible().first(std::min(count, source.visible().size()));
+  return {};
+}
+
+// Where the codestream begins and ends.
+Error readContainer(img::ByteSource& source, uint64_t fileBytes, Packet& codestream) {
+  ByteSpan bytes;
+  if (Error error = bytesAt(source, 0, 8, bytes)) return error;
+  if (bytes.size() < 8 || bytes[0] != 'I' || bytes[1] != 'I' || bytes[2] != 0xBC || bytes[3] > 1)
     return fail("not a JPEG XR file");
-  const size_t directory = littleEndian(&file[4], 4);
-  if (directory > file.size() || file.size() - directory < 2) return fail("the directory lies outside the file");
-  const size_t entries = littleEndian(&file[directory], 2);
-  if (file.size() - directory - 2 < 12 * entries) return fail("the directory is cut off");
-  size_t offset = 0, count = 0;
+  const uint64_t directory = littleEndian(&bytes[4], 4);
+  if (directory + 2 > fileBytes) return fail("the directory lies outside the file");
+  if (Error error = bytesAt(source, directory, 2, bytes)) return error;
+  if (bytes.size() < 2) return fail("the directory lies outside the file");
+  const size_t entries = littleEndian(bytes.data(), 2);
+  if (Error error = bytesAt(source, directory + 2, 12 * entries, bytes)) return error;
+  if (bytes.size() < 12 * entries) return fail("the directory is cut off");
+  uint64_t offset = 0, count = 0;
   bool hasCodestream = false;
   for (size_t i = 0; i < entries; ++i) {
-    const uint8_t* entry = &file[directory + 2 + 12 * i];
+    const uint8_t* entry = &bytes[12 * i];
     const uint32_t tag = littleEndian(entry, 2), value = littleEndian(entry + 8, 4);
     if (tag == kOffset) offset = value, hasCodestream = true;
     if (tag == kByteCount) count = value;
     if (tag == kAlphaOffset) return fail("a separate alpha plane: not supported");
   }
   if (!hasCodestream) return fail("no codestream");
-  if (offset > file.size()) return fail("the codestream lies outside the file");
-  codestream = file.subspan(offset);
-  if (count > 0 && count < codestream.size()) codestream = codestream.first(count);
+  if (offset > fileBytes) return fail("the codestream lies outside the file");
+  codestream = {offset, count > 0 ? std::min(offset + count, fileBytes) : fileBytes};
   return {};
 }
 
-Error readHeader(ByteSpan codestream, int64_t maxPixels, Header& header, std::array<Packet, 4>& packets) {
-  if (codestream.size() < 16 || std::memcmp(codestream.data(), kSignature, 8) != 0)
-    return fail("no JPEG XR codestream");
-  Fields fields(codestream.subspan(8));
+Error readCodestreamHeader(Fields& fields, int64_t maxPixels, Header& header, bool& hasIndex) {
+  for (const char c : kSignature) {
+    if (fields.get(8) != static_cast<uint8_t>(c)) return fail("no JPEG XR codestream");
+  }
   if (fields.get(4) != 1) return fail("an unknown version of the codestream");
   fields.get(1);
   if (fields.get(3) != 1) return fail("an old kind of overlap filters: not supported");
   if (fields.get(1)) return fail("several tiles: not supported");
   header.frequencyOrder = fields.get(1);
   fields.get(3); // orientation: the container tells it
-  const bool hasIndex = fields.get(1);
+  hasIndex = fields.get(1);
   header.overlap = static_cast<int>(fields.get(2));
   const bool isShort = fields.get(1);
   fields.get(1);
@@ -226,6 +240,24 @@ Error readHeader(ByteSpan codestream, int64_t maxPixels, Header& header, std::ar
   if (Error error = readPlaneHeader(fields, header)) return error;
   if (header.inner == Inner::yuv420 && header.overlap == 2 && header.columns() < 2)
     return fail("4:2:0 chroma with two levels of overlap in so narrow a picture: not supported");
+  return {};
+}
+
+} // namespace
+
+Error readHeader(img::ByteSource& source, int64_t maxPixels, Header& header, std::array<Packet, 4>& packets) {
+  if (Error error = source.keepForSeeking()) return error;
+  const uint64_t fileBytes = source.size() ? *source.size() : source.position() + source.visible().size();
+  Packet codestream;
+  if (Error error = readContainer(source, fileBytes, codestream)) return error;
+  // All headers but the bytes that are passed over take less.
+  constexpr size_t kHeaderBytes = 256;
+  ByteSpan bytes;
+  const auto room = static_cast<size_t>(std::min<uint64_t>(codestream.end - codestream.begin, kHeaderBytes));
+  if (Error error = bytesAt(source, codestream.begin, room, bytes)) return error;
+  Fields fields(bytes);
+  bool hasIndex = false;
+  if (Error error = readCodestreamHeader(fields, maxPixels, header, hasIndex)) return error;
 
   uint64_t offsets[4] = {};
   const auto count = static_cast<size_t>(header.packets());
@@ -233,25 +265,28 @@ Error readHeader(ByteSpan codestream, int64_t maxPixels, Header& header, std::ar
     if (fields.get(16) != 1) return fail("a bad index of packets");
     for (size_t i = 0; i < count; ++i) offsets[i] = fields.getLong();
   }
-  fields.skip(static_cast<size_t>(fields.getLong()) & 0xFFFFFFFF);
-  if (fields.ended()) return fail("the header is cut off");
-  const uint64_t begin = 8 + fields.position(), room = codestream.size() - begin;
+  const uint64_t passedOver = fields.getLong() & 0xFFFFFFFF, begin = codestream.begin + fields.position() + passedOver;
+  if (fields.ended() || begin > codestream.end) return fail("the header is cut off");
   for (size_t i = 0; i < count; ++i) {
     const uint64_t from = offsets[i];
-    uint64_t to = room;
-    for (size_t k = 0; k < count; ++k) {
-      if (offsets[k] > from) to = std::min(to, offsets[k]);
+    uint64_t to = codestream.end - begin;
+    if (from > to || (i > 0 && from == 0)) continue; // absent
+    for (const uint64_t other : offsets) {
+      if (other > from) to = std::min(to, other);
     }
-    if (from > room || (i > 0 && from == 0)) continue; // absent
-    packets[i] = {static_cast<size_t>(begin + from), static_cast<size_t>(begin + std::max(from, to))};
+    packets[i] = {begin + from, begin + to};
   }
+  // A macroblock takes some bits at least, whatever it holds.
+  const auto macroblocks = static_cast<uint64_t>(header.columns()) * static_cast<uint64_t>(header.rows());
+  if (macroblocks / 8 > codestream.end - codestream.begin)
+    return fail("the file is too small for its number of pixels");
   return {};
 }
 
-Bytes makeFileHead(const Header& header, const std::array<size_t, 4>& packetBytes) {
+Bytes makeFileHead(const Header& header, const std::array<uint64_t, 4>& packetBytes) {
   const Bytes codestream = makeCodestreamHead(header, packetBytes);
-  size_t size = codestream.size();
-  for (const size_t bytes : packetBytes) size += bytes;
+  uint64_t size = codestream.size();
+  for (const uint64_t bytes : packetBytes) size += bytes;
   constexpr uint32_t kEntries = 5, kDirectory = 8, kGuidAt = kDirectory + 2 + 12 * kEntries + 4,
                      kCodestreamAt = kGuidAt + 16;
   Bytes head;

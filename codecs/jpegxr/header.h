@@ -28,16 +28,15 @@ struct Header {
   int32_t step(Set set, int component) const;
 };
 
-// Where the packets of the tile begin and end in the codestream; absent ones are empty.
+// Where a packet of the tile begins and ends in the file; absent ones are empty.
 struct Packet {
-  size_t begin = 0, end = 0;
+  uint64_t begin = 0, end = 0;
 };
 
-// Finds the codestream of a file, and its headers and packets.
-Error readContainer(ByteSpan file, ByteSpan& codestream);
-Error readHeader(ByteSpan codestream, int64_t maxPixels, Header& header, std::array<Packet, 4>& packets);
+// Finds the headers and packets of a file, which must be one that can be read from any place.
+Error readHeader(img::ByteSource& source, int64_t maxPixels, Header& header, std::array<Packet, 4>& packets);
 
-// The whole file in front of the packets, whose lengths are known.
-Bytes makeFileHead(const Header& header, const std::array<size_t, 4>& packetBytes);
+// The whole file in front of the packets. Its own length depends on that of the packets in frequency order alone.
+Bytes makeFileHead(const Header& header, const std::array<uint64_t, 4>& packetBytes);
 
 } // namespace jpegxr

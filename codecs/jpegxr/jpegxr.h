@@ -22,10 +22,17 @@ struct EncodeOptions {
   int overlap = 1;           // levels of the overlap filter, 0 to 2
   bool frequencyOrder = false;
   int trim = 0; // lowest bits of the coefficients that are left out, 0 to 15
+  int threads = 1;
+};
+
+struct DecodeOptions {
+  int64_t maxPixels = img::kDefaultMaxPixels;
+  bool keepGoing = false; // pictures of damaged data, as far as they go
+  int threads = 1;
 };
 
 // Rows of pictures from files, and files of them: grey or R, G, B, 8 or 16 bits.
-Error openReader(img::ByteSource& source, int64_t maxPixels, std::unique_ptr<img::RowReader>& reader);
+Error openReader(img::ByteSource& source, const DecodeOptions& options, std::unique_ptr<img::RowReader>& reader);
 Error openWriter(img::ByteSink& sink, const img::Picture& picture, const EncodeOptions& options,
                  std::unique_ptr<img::RowWriter>& writer);
 

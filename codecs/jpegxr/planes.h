@@ -1,4 +1,5 @@
-// The planes of a picture between samples and coefficients: 32 bits a value, in sizes of whole macroblocks.
+// The planes of a picture between samples and coefficients: 32 bits a value, in sizes of whole macroblocks. Of each
+// only the rows that the work has reached are in memory.
 #pragma once
 
 #include "common/aligned.h"
@@ -7,29 +8,51 @@
 
 namespace jpegxr {
 
-struct Plane {
+// Row y lies where row y - rowsHeld was before; rowsHeld is a power of 2.
+class Plane {
+ public:
   int width = 0, height = 0;
-  img::AlignedArray<Zel32s> values;
 
   Plane() = default;
-  Plane(int w, int h) : width(w), height(h), values(static_cast<size_t>(w) * static_cast<size_t>(h)) {}
-  Zel32s* at(int x, int y) const { return values.data() + static_cast<ptrdiff_t>(y) * width + x; }
-  Zel32u step() const { return static_cast<Zel32u>(width) * 4; }
+  Plane(int w, int h, int rowsHeld)
+      : width(w),
+        height(h),
+        rowMask_(rowsHeld - 1),
+        step_(w + kApart),
+        values_(static_cast<size_t>(rowsHeld) * step_) {}
+  Zel32s* at(int x, int y) const { return values_.data() + static_cast<ptrdiff_t>(y & rowMask_) * step_ + x; }
+  // From value to value below, within rows of a block.
+  ptrdiff_t below() const { return step_; }
+  Zel32u step() const { return static_cast<Zel32u>(step_) * 4; }
+
+ private:
+  // Rows of many widths would otherwise all want the same places of the cache.
+  static constexpr int kApart = 16;
+
+  int rowMask_ = 0, step_ = 0;
+  img::AlignedArray<Zel32s> values_;
 };
 
-// A component: its values, and the DCs of their blocks, which a second stage transforms.
+// A component: its values, and the DCs of their blocks, which a second stage transforms. A macroblock has `side` rows
+// and columns of values, a quarter of it of DCs.
 struct Component {
   Plane plane, dc;
+  int side = 16;
 };
+
+// What the overlap filters need of rows of macroblocks: the one that they work on, and the one above.
+constexpr int kFewestRowsHeld = 2;
 
 struct Planes {
   Component component[3];
 
-  explicit Planes(const Header& header) {
+  Planes(const Header& header, int rowsHeld) {
     for (int c = 0; c < header.components(); ++c) {
-      const int side = c > 0 && header.inner == Inner::yuv420 ? 8 : 16;
-      component[c].plane = Plane(header.columns() * side, header.rows() * side);
-      component[c].dc = Plane(header.columns() * side / 4, header.rows() * side / 4);
+      const int side = c > 0 && header.inner == Inner::yuv420 ? 8 : 16, width = header.columns() * side,
+                height = header.rows() * side;
+      component[c].side = side;
+      component[c].plane = Plane(width, height, rowsHeld * side);
+      component[c].dc = Plane(width / 4, height / 4, rowsHeld * side / 4);
     }
   }
 };

@@ -7,56 +7,65 @@ namespace {
 
 class Reader : public img::RowReader {
  public:
-  Error open(img::ByteSource& source, int64_t maxPixels) {
-    if (Error error = source.loadAll()) return error;
-    const ByteSpan file = source.visible();
-    ByteSpan codestream;
-    if (Error error = readContainer(file, codestream)) return error;
-    if (Error error = readHeader(codestream, maxPixels, header_, packets_)) return error;
-    // A macroblock takes some bits at least, whatever it holds.
-    const auto macroblocks = static_cast<uint64_t>(header_.columns()) * static_cast<uint64_t>(header_.rows());
-    if (macroblocks / 8 > codestream.size()) return fail("the file is too small for its number of pixels");
-    codestream_.assign(codestream.begin(), codestream.end());
+  Reader(const Header& header, const DecodeOptions& options)
+      : header_(header),
+        options_(options),
+        planes_(header_, kFewestRowsHeld),
+        tile_(header_, planes_),
+        samples_(header_, planes_) {
     picture_.width = header_.width;
     picture_.height = header_.height;
     picture_.colour = header_.isRgb ? img::Colour::rgb : img::Colour::grey;
     picture_.bits = header_.bits;
-    return {};
+    for (int c = 0; c < header_.components(); ++c) transforms_.emplace_back(header_, c, planes_.component[c]);
+  }
+
+  Error open(img::ByteSource& source, const std::array<Packet, 4>& packets) {
+    return tile_.open(source, packets, options_.keepGoing);
   }
 
   Error read(const img::Rows& rows) override {
-    if (!planes_) {
-      if (Error error = decode()) return error;
+    for (int y = 0; y < rows.count; ++y) {
+      for (; next_ == end_; ++decoded_) {
+        if (Error error = tile_.decodeRow(decoded_)) return error;
+        transformRow();
+      }
+      samples_.get(next_++, rows.row<uint8_t>(y));
     }
-    for (int y = 0; y < rows.count; ++y) getRow(header_, *planes_, next_++, line_.data(), rows.row<uint8_t>(y));
+    return {};
+  }
+
+  Error finish() override {
+    damaged_ = !tile_.damage().empty();
+    if (damaged_) remarks_.push_back(tile_.damage());
     return {};
   }
 
  private:
-  Error decode() {
-    const size_t bytes = codestream_.size();
-    codestream_.resize(bytes + kSpareBytes);
-    planes_ = std::make_unique<Planes>(header_);
-    line_.resize(2 * static_cast<size_t>(planes_->component[0].plane.width));
-    if (Error error = decodeTile(header_, ByteSpan(codestream_).first(bytes), packets_, *planes_)) return error;
-    transformInverse(header_, *planes_);
-    codestream_ = Bytes();
-    return {};
+  void transformRow() {
+    int ends[3] = {};
+    for (size_t c = 0; c < transforms_.size(); ++c) ends[c] = transforms_[c].inverse();
+    end_ = samples_.end(ends);
   }
 
-  Header header_;
-  std::array<Packet, 4> packets_{};
-  Bytes codestream_;
-  std::unique_ptr<Planes> planes_;
-  std::vector<Zel32s> line_;
-  int next_ = 0;
+  const Header header_;
+  const DecodeOptions options_;
+  Planes planes_;
+  TileDecoder tile_;
+  std::vector<Transform> transforms_;
+  SamplesOut samples_;
+  int decoded_ = 0;        // rows of macroblocks
+  int next_ = 0, end_ = 0; // rows of the picture
 };
 
 } // namespace
 
-Error openReader(img::ByteSource& source, int64_t maxPixels, std::unique_ptr<img::RowReader>& reader) {
-  auto own = std::make_unique<Reader>();
-  if (Error error = own->open(source, maxPixels)) return error;
+Error openReader(img::ByteSource& source, const DecodeOptions& options, std::unique_ptr<img::RowReader>& reader) {
+  Header header;
+  std::array<Packet, 4> packets{};
+  if (Error error = readHeader(source, options.maxPixels, header, packets)) return error;
+  auto own = std::make_unique<Reader>(header, options);
+  if (Error error = own->open(source, packets)) return error;
   reader = std::move(own);
   return {};
 }

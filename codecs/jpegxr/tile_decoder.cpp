@@ -2,6 +2,8 @@
 
 #include <cstring>
 
+#include "jpegxr/context.h"
+
 namespace jpegxr {
 namespace {
 
@@ -10,65 +12,137 @@ constexpr size_t kScanTableAt = 1436, kScanTableBytes = 256; // the low-pass sca
 Zel32s shifted(Zel32s value, Zel32u bits) {
   return static_cast<Zel32s>(static_cast<Zel32u>(value) << bits);
 }
-Zel32s times(Zel32s value, Zel32s step) {
-  return static_cast<Zel32s>(static_cast<Zel32u>(value) * static_cast<Zel32u>(step));
-}
-void addTo(Zel32s& to, Zel32s value) {
-  to = static_cast<Zel32s>(static_cast<Zel32u>(to) + static_cast<Zel32u>(value));
-}
+// What is left where not even the DCs are.
+constexpr int kNothing = kDcOnly + 1;
 
-class TileDecoder {
+// A macroblock takes less in all packets together, whatever the bits are.
+constexpr size_t kMacroblockBytes = 1 << 15;
+
+// What of a packet is in memory at a time.
+constexpr size_t kWindowBytes = 1 << 17;
+
+// A packet through a window, with room behind the stream's position for a macroblock: zeros, where the packet has
+// ended.
+class PacketReader {
  public:
-  TileDecoder(const Header& header, Planes& planes) : context_(header), header_(context_.header), planes_(planes) {}
+  BitStream stream;
 
-  Error open(ByteSpan codestream, const std::array<Packet, 4>& packets) {
-    const auto count = static_cast<size_t>(header_.packets());
-    for (size_t i = 0; i < count; ++i) {
-      BitStream& stream = streams_[i];
-      end_[i] = codestream.data() + packets[i].end;
-      stream.at = const_cast<Zel8u*>(codestream.data()) + packets[i].begin;
-      const bool isAbsent = packets[i].begin == packets[i].end;
-      if (isAbsent && i < 2) return fail("packet %zu is missing", i);
-      if (isAbsent) continue; // then nothing is read from it, or the end is noticed
-      const Zel32u start = stream.get(16) << 8 | stream.get(8), kind = stream.get(8);
-      if (start != 1 || kind != (header_.frequencyOrder ? i + 1 : 0))
-        return fail("packet %zu does not begin as it should", i);
-      if (header_.hasTrim && (!header_.frequencyOrder || i == 3)) context_.trim = stream.get(4);
-    }
-    used_ = count;
-    const auto streamFor = [&](size_t i) { return &streams_[header_.frequencyOrder ? i : 0]; };
-    dc_ = streamFor(0), lp_ = streamFor(1), hp_ = streamFor(2), flex_ = streamFor(3);
+  void open(img::ByteSource& source, const Packet& packet) {
+    source_ = &source;
+    next_ = packet.begin;
+    end_ = packet.end;
+    bytes_.resize(kWindowBytes + kMacroblockBytes);
+    stream.at = filled_ = bytes_.data();
+  }
+
+  Error makeRoom() {
+    if (filled_ - stream.at >= static_cast<ptrdiff_t>(kMacroblockBytes) || isComplete_) return {};
+    const auto kept = static_cast<size_t>(filled_ - stream.at);
+    std::memmove(bytes_.data(), stream.at, kept);
+    stream.at = bytes_.data();
+    size_t got = 0;
+    const auto wanted = static_cast<size_t>(std::min<uint64_t>(end_ - next_, kWindowBytes - kept));
+    if (Error error = source_->seek(next_)) return error;
+    if (Error error = source_->read(bytes_.data() + kept, wanted, got)) return error;
+    next_ += got;
+    isComplete_ = next_ == end_ || got < wanted;
+    filled_ = bytes_.data() + kept + got;
+    std::memset(filled_, 0, kMacroblockBytes);
     return {};
   }
 
-  Error decode() {
-    for (int my = 0; my < header_.rows(); ++my) {
-      for (int mx = 0; mx < header_.columns(); ++mx) {
-        decodeMacroblock(mx, my);
-        for (size_t i = 0; i < used_; ++i) {
-          if (streams_[i].at - streams_[i].count / 8 > end_[i])
-            return fail("damaged or missing data in row %d", 16 * my);
-        }
-      }
-    }
-    return {};
-  }
+  // Whether bits have been taken that the packet does not have.
+  bool overran() const { return stream.at - stream.count / 8 > filled_; }
 
  private:
+  img::ByteSource* source_ = nullptr;
+  uint64_t next_ = 0, end_ = 0; // of the packet's bytes that are not in memory
+  Bytes bytes_;
+  Zel8u* filled_ = nullptr; // the end of the packet's bytes in memory
+  bool isComplete_ = false; // no more of them come
+};
+
+} // namespace
+
+class TileDecoder::Coder {
+ public:
+  Coder(const Header& header, const Planes& planes) : context_(header), header_(context_.header), planes_(planes) {}
+
+  Error open(img::ByteSource& source, const std::array<Packet, 4>& packets, bool keepGoing) {
+    const auto count = static_cast<size_t>(header_.packets());
+    for (size_t i = 0; i < count; ++i) {
+      packets_[i].open(source, packets[i]);
+      if (Error error = packets_[i].makeRoom()) return error;
+      // Where a later packet is absent nothing is read from it, or its end is noticed.
+      const bool isAbsent = packets[i].begin == packets[i].end;
+      if (isAbsent && i < 2) note(img::format("packet %zu is missing", i));
+      if (!isAbsent) readPacketHead(i);
+    }
+    keepsGoing_ = keepGoing;
+    bands_ = header_.bands;
+    const auto packetFor = [&](size_t i) { return &packets_[header_.frequencyOrder ? i : 0]; };
+    for (size_t band = 0; band < 4; ++band) packetOf_[band] = packetFor(band);
+    dc_ = &packetFor(0)->stream, lp_ = &packetFor(1)->stream, hp_ = &packetFor(2)->stream;
+    flex_ = &packetFor(3)->stream;
+    return error();
+  }
+
+  Error decodeRow(int my) {
+    for (int mx = 0; mx < header_.columns(); ++mx) {
+      for (size_t i = 0; i < static_cast<size_t>(header_.packets()); ++i) {
+        if (Error error = packets_[i].makeRoom()) return error;
+      }
+      decodeMacroblock(mx, my);
+    }
+    return error();
+  }
+
+  const std::string& damage() const { return damage_; }
+
+ private:
+  void note(const std::string& message) {
+    if (damage_.empty()) damage_ = message;
+  }
+  Error error() const {
+    if (damage_.empty() || keepsGoing_) return {};
+    return fail("%s (--keep-going makes a picture of what is left)", damage_.c_str());
+  }
+
+  void readPacketHead(size_t i) {
+    BitStream& stream = packets_[i].stream;
+    const Zel32u start = stream.get(16) << 8 | stream.get(8), kind = stream.get(8);
+    if (start != 1 || kind != (header_.frequencyOrder ? i + 1 : 0))
+      note(img::format("packet %zu does not begin as it should", i));
+    if (header_.hasTrim && (!header_.frequencyOrder || i == 3)) context_.trim = stream.get(4);
+  }
+
+  // Called behind what a band has of a macroblock. Where its packet has ended before, the band is taken for absent from
+  // now on, and so are those that need it.
+  bool isLost(int bandsLeft, int my) {
+    if (!packetOf_[4 - bandsLeft]->overran()) return false;
+    note(img::format("damaged or missing data from row %d on", 16 * my));
+    bands_ = std::max(bands_, header_.frequencyOrder ? bandsLeft : int{kNothing});
+    return true;
+  }
+
   void decodeMacroblock(int mx, int my) {
     Levels levels{};
-    readDc(levels);
-    if (header_.bands != kDcOnly) {
+    if (bands_ != kNothing) {
+      readDc(levels);
+      if (isLost(kNothing, my)) levels = {};
+    }
+    if (bands_ < kDcOnly) {
       if (context_.restarts(mx)) zeliVLCScanReset_JPEGXR(context_.vlc(), 2);
       readLp(levels);
+      if (isLost(kDcOnly, my)) levels = dcsOf(levels);
       if (context_.adapts(mx)) zeliVLCAdapt_JPEGXR(context_.vlc(), 0);
     }
     if (context_.adapts(mx)) context_.adaptDcAlphabets();
-    context_.predict<1>(levels, context_.dcMode(mx, my), mx);
+    if (bands_ != kNothing) context_.predict<1>(levels, context_.dcMode(mx, my), mx);
     const HpMode mode = context_.hpMode(levels);
     context_.remember(levels, mx);
     placeLevels(levels, mx, my);
-    if (header_.bands >= kNoHighPass) return;
+    if (bands_ >= kNoHighPass) return clearBlocks(mx, my);
 
     if (context_.restarts(mx)) {
       zeliVLCScanReset_JPEGXR(context_.vlc(), 0);
@@ -78,8 +152,28 @@ class TileDecoder {
     readPatterns(patterns, mx, my);
     zeliVLCScanSet_JPEGXR(context_.vlc(), mode == kHpFromAbove ? 0 : 1);
     readBlocks(patterns, mx, my);
+    if (isLost(kNoHighPass, my)) return clearBlocks(mx, my);
+    isLost(kNoFlexbits, my);
     if (context_.adapts(mx)) context_.adaptHpAlphabets();
-    for (int c = 0; c < header_.components(); ++c) finishBlocks(c, mode, mx, my);
+    for (int c = 0; c < header_.components(); ++c) predictBlocks(c, mode, mx, my);
+  }
+
+  static Levels dcsOf(const Levels& levels) {
+    Levels dcs{};
+    for (int c = 0; c < 3; ++c) dcs.q[c][0] = levels.q[c][0];
+    return dcs;
+  }
+
+  Zel32s* macroblock(int c, int mx, int my) const {
+    const Component& component = planes_.component[c];
+    return component.plane.at(mx * component.side, my * component.side);
+  }
+  void clearBlocks(int mx, int my) const {
+    for (int c = 0; c < header_.components(); ++c) {
+      const Component& component = planes_.component[c];
+      Zel32s* const base = macroblock(c, mx, my);
+      for (int y = 0; y < component.side; ++y) std::fill_n(base + y * component.plane.below(), component.side, 0);
+    }
   }
 
   // A magnitude of an alphabet of seven symbols.
@@ -194,9 +288,11 @@ class TileDecoder {
       const Plane& dc = planes_.component[c].dc;
       const bool halved = context_.isHalved(c);
       const int side = halved ? 2 : 4;
+      const Zel32s steps[2] = {header_.step(kDcSet, c), header_.step(kLpSet, c)};
+      Zel32s* const values = dc.at(mx * side, my * side);
       for (int k = 0; k < side * side; ++k) {
         const Place place = halved ? Place{static_cast<Zel8u>(k % 2), static_cast<Zel8u>(k / 2)} : kPlaceOf[k];
-        *dc.at(mx * side + place.x, my * side + place.y) = times(levels.q[c][k], header_.step(k ? kLpSet : kDcSet, c));
+        values[place.y * dc.below() + place.x] = levels.q[c][k] * steps[k > 0];
       }
     }
   }
@@ -249,12 +345,12 @@ class TileDecoder {
     int counts[2] = {0, 0};
     for (int c = 0; c < header_.components(); ++c) {
       const Plane& plane = planes_.component[c].plane;
+      Zel32s* const base = macroblock(c, mx, my);
       const bool chroma = c > 0;
-      const int side = context_.isHalved(c) ? 8 : 16;
       const Zel32u low = context_.hpBits.bits[chroma];
-      const Zel32u fixed = header_.bands == kNoFlexbits || low <= context_.trim ? 0 : low - context_.trim;
+      const Zel32u fixed = bands_ == kNoFlexbits || low <= context_.trim ? 0 : low - context_.trim;
       for (int b = 0; b < context_.blocksOf(c); ++b) {
-        Zel32s* block = plane.at(mx * side + 4 * kBlock[b].x, my * side + 4 * kBlock[b].y);
+        Zel32s* const block = base + 4 * kBlock[b].y * plane.below() + 4 * kBlock[b].x;
         const bool isCoded = patterns[c] >> b & 1;
         if (isCoded) {
           Zel32u count = 0;
@@ -262,7 +358,7 @@ class TileDecoder {
                                             &count, context_.vlc());
           counts[chroma] += static_cast<int>(count);
         } else {
-          for (int y = 0; y < 4; ++y) std::memset(block + static_cast<ptrdiff_t>(y) * plane.width, 0, 16);
+          for (int y = 0; y < 4; ++y) std::memset(block + y * plane.below(), 0, 16);
         }
         if (fixed > 0) {
           zeliFLCDecode4x4_JPEGXR_1u32s_C1IR(&flex_->at, &flex_->bits, &flex_->count, block, plane.step(), fixed,
@@ -273,52 +369,48 @@ class TileDecoder {
     context_.updateHp(counts[0], counts[1]);
   }
 
-  // Undoes the prediction among a component's blocks, and multiplies by the quantiser's step.
-  void finishBlocks(int c, HpMode mode, int mx, int my) {
-    const Plane& plane = planes_.component[c].plane;
-    const int side = context_.isHalved(c) ? 8 : 16;
-    Zel32s* const base = plane.at(mx * side, my * side);
-    const ptrdiff_t width = plane.width;
+  // Undoes the prediction among a component's blocks.
+  void predictBlocks(int c, HpMode mode, int mx, int my) const {
+    const int side = planes_.component[c].side;
+    const ptrdiff_t below = planes_.component[c].plane.below();
+    Zel32s* const base = macroblock(c, mx, my);
     const auto add = [&](ptrdiff_t from, int firstX, int firstY, std::initializer_list<int> ks) {
       for (int y = firstY; y < side; y += 4) {
         for (int x = firstX; x < side; x += 4) {
           for (const int k : ks) {
-            Zel32s* value = base + (y + kPlaceOf[k].y) * width + x + kPlaceOf[k].x;
-            addTo(*value, value[-from]);
+            Zel32s* value = base + (y + kPlaceOf[k].y) * below + x + kPlaceOf[k].x;
+            *value += value[-from];
           }
         }
       }
     };
-    if (mode == kHpFromAbove) add(4 * width, 0, 4, {4, 8, 12});
+    if (mode == kHpFromAbove) add(4 * below, 0, 4, {4, 8, 12});
     if (mode == kHpFromLeft) add(4, 4, 0, {1, 2, 3});
-    const Zel32s step = header_.step(kHpSet, c);
-    if (step == 1) return;
-    for (int y = 0; y < side; ++y) {
-      for (int x = 0; x < side; ++x) base[y * width + x] = times(base[y * width + x], step); // the DCs come later
-    }
   }
 
   Context context_;
   const Header& header_;
-  Planes& planes_;
-  BitStream streams_[4];
-  const Zel8u* end_[4] = {};
-  size_t used_ = 0;
+  const Planes& planes_;
+  PacketReader packets_[4];
+  const PacketReader* packetOf_[4] = {}; // by band
   BitStream *dc_ = nullptr, *lp_ = nullptr, *hp_ = nullptr, *flex_ = nullptr;
+  bool keepsGoing_ = false;
+  int bands_ = kAllBands; // that are there still
+  std::string damage_;
 };
 
-} // namespace
+TileDecoder::TileDecoder(const Header& header, const Planes& planes)
+    : coder_(std::make_unique<Coder>(header, planes)) {}
+TileDecoder::~TileDecoder() = default;
 
-Error decodeTile(const Header& header, ByteSpan codestream, const std::array<Packet, 4>& packets, Planes& planes) {
-  if (header.bands >= kNoHighPass) {
-    for (int c = 0; c < header.components(); ++c) {
-      const auto& values = planes.component[c].plane.values;
-      std::memset(values.data(), 0, values.size() * sizeof(Zel32s));
-    }
-  }
-  auto decoder = std::make_unique<TileDecoder>(header, planes);
-  if (Error error = decoder->open(codestream, packets)) return error;
-  return decoder->decode();
+Error TileDecoder::open(img::ByteSource& source, const std::array<Packet, 4>& packets, bool keepGoing) {
+  return coder_->open(source, packets, keepGoing);
+}
+Error TileDecoder::decodeRow(int my) {
+  return coder_->decodeRow(my);
+}
+const std::string& TileDecoder::damage() const {
+  return coder_->damage();
 }
 
 } // namespace jpegxr

@@ -1,6 +1,8 @@
 #include "jpegxr/tile_encoder.h"
 
-#include <memory>
+#include "jpegxr/context.h"
+#include "jpegxr/quantiser.h"
+#include "jpegxr/vectors.h"
 
 namespace jpegxr {
 namespace {
@@ -8,77 +10,67 @@ namespace {
 // A macroblock takes less in all packets together.
 constexpr size_t kMacroblockBytes = 1 << 15;
 
+// Packets go on in pieces of about so many bytes.
+constexpr size_t kPieceBytes = 1 << 16;
+
 Zel32u magnitudeOf(Zel32s value) {
   return value < 0 ? 0 - static_cast<Zel32u>(value) : static_cast<Zel32u>(value);
 }
 
-// Division by a step with rounding towards zero from `offset` on, by way of a product: with the half in front of it, it
-// is never so near a whole number that the product could be on the wrong side.
-class Quantiser {
+} // namespace
+
+class TileEncoder::Coder {
  public:
-  Quantiser(Zel32s step, bool isDc)
-      : isOne_(step == 1), offset_((isDc ? step >> 1 : (3 * step + 1) >> 3) + 0.5), factor_(1.0 / step) {}
-
-  bool isOne() const { return isOne_; }
-  Zel32s operator()(Zel32s value) const {
-    const Zel32s sign = value >> 31;
-    const auto level = static_cast<Zel32s>(((value ^ sign) - sign + offset_) * factor_);
-    return isOne_ ? value : (level ^ sign) - sign;
-  }
-
- private:
-  bool isOne_;
-  double offset_, factor_;
-};
-
-class TileEncoder {
- public:
-  TileEncoder(const Header& header, int trim, Planes& planes)
-      : context_(header), header_(context_.header), planes_(planes) {
+  Coder(const Header& header, int trim, const Planes& planes, Sink sink)
+      : context_(header), header_(context_.header), planes_(planes), sink_(std::move(sink)) {
     context_.trim = static_cast<Zel32u>(trim);
     const auto streamFor = [&](size_t i) { return &streams_[header_.frequencyOrder ? i : 0]; };
     dc_ = streamFor(0), lp_ = streamFor(1), hp_ = streamFor(2), flex_ = streamFor(3);
     for (int c = 0; c < header_.components(); ++c) {
-      for (const Set set : {kDcSet, kLpSet, kHpSet}) quantisers_[c].emplace_back(header_.step(set, c), set == kDcSet);
+      for (const Set set : {kDcSet, kLpSet}) quantisers_[c].emplace_back(header_.step(set, c), set == kDcSet);
     }
-  }
-
-  std::array<Bytes, 4> encode() {
-    const auto count = static_cast<size_t>(header_.packets());
-    for (size_t i = 0; i < count; ++i) {
-      reserve(i);
+    for (size_t i = 0; i < packets(); ++i) {
+      pieces_[i].resize(kPieceBytes + kMacroblockBytes);
+      streams_[i].at = pieces_[i].data();
       streams_[i].put(0, 16);
       streams_[i].put(1, 8);
       streams_[i].put(static_cast<Zel32u>(header_.frequencyOrder ? i + 1 : 0), 8);
       if (header_.hasTrim && (!header_.frequencyOrder || i == 3)) streams_[i].put(context_.trim, 4);
     }
-    for (int my = 0; my < header_.rows(); ++my) {
-      for (int mx = 0; mx < header_.columns(); ++mx) {
-        for (size_t i = 0; i < count; ++i) reserve(i);
-        encodeMacroblock(mx, my);
+  }
+
+  Error encodeRow(int my) {
+    for (int mx = 0; mx < header_.columns(); ++mx) {
+      encodeMacroblock(mx, my);
+      for (size_t i = 0; i < packets(); ++i) {
+        if (streams_[i].at - pieces_[i].data() < static_cast<ptrdiff_t>(kPieceBytes)) continue;
+        if (Error error = passOn(i)) return error;
       }
     }
-    for (size_t i = 0; i < count; ++i) {
-      for (; streams_[i].count % 8;) streams_[i].put(0, 1);
-      reserve(i);
-      for (Zel32u bits = streams_[i].count; bits > 0; bits -= 8, streams_[i].bits <<= 8)
-        *streams_[i].at++ = static_cast<Zel8u>(streams_[i].bits >> 24);
-      packets_[i].resize(static_cast<size_t>(streams_[i].at - packets_[i].data()));
+    return {};
+  }
+
+  Error finish() {
+    for (size_t i = 0; i < packets(); ++i) {
+      BitStream& stream = streams_[i];
+      for (; stream.count % 8;) stream.put(0, 1);
+      for (; stream.count > 0; stream.count -= 8, stream.bits <<= 8)
+        *stream.at++ = static_cast<Zel8u>(stream.bits >> 24);
+      // A packet of a head alone is left out.
+      if (i > 0 && !passedOn_[i] && stream.at - pieces_[i].data() == 4) continue;
+      if (Error error = passOn(i)) return error;
     }
-    // A packet of a head alone is left out.
-    for (size_t i = 1; i < count; ++i) {
-      if (packets_[i].size() == 4) packets_[i].clear();
-    }
-    return std::move(packets_);
+    return {};
   }
 
  private:
-  // Makes room for a macroblock in a packet.
-  void reserve(size_t i) {
-    const auto used = streams_[i].at ? static_cast<size_t>(streams_[i].at - packets_[i].data()) : 0;
-    if (packets_[i].size() - used >= kMacroblockBytes && streams_[i].at) return;
-    packets_[i].resize(2 * used + 2 * kMacroblockBytes);
-    streams_[i].at = packets_[i].data() + used;
+  size_t packets() const { return static_cast<size_t>(header_.packets()); }
+
+  Error passOn(size_t i) {
+    passedOn_[i] = true;
+    const ByteSpan bytes(pieces_[i].data(), streams_[i].at);
+    streams_[i].at = pieces_[i].data();
+    return sink_(i, bytes);
   }
 
   void encodeMacroblock(int mx, int my) {
@@ -112,46 +104,37 @@ class TileEncoder {
   }
 
   Zel32s* macroblock(int c, int mx, int my) const {
-    const int side = context_.isHalved(c) ? 8 : 16;
-    return planes_.component[c].plane.at(mx * side, my * side);
-  }
-  Zel32s* block(int c, int b, int mx, int my) const {
-    return macroblock(c, mx, my) + ptrdiff_t{4 * kBlock[b].y} * planes_.component[c].plane.width + 4 * kBlock[b].x;
+    const Component& component = planes_.component[c];
+    return component.plane.at(mx * component.side, my * component.side);
   }
 
-  void quantise(int c, Levels& levels, int mx, int my) {
+  void quantise(int c, Levels& levels, int mx, int my) const {
     const Plane& dc = planes_.component[c].dc;
     const bool halved = context_.isHalved(c);
     const int side = halved ? 2 : 4;
+    const Zel32s* const values = dc.at(mx * side, my * side);
     for (int k = 0; k < side * side; ++k) {
       const Place place = halved ? Place{static_cast<Zel8u>(k % 2), static_cast<Zel8u>(k / 2)} : kPlaceOf[k];
-      levels.q[c][k] = quantisers_[c][k ? kLpSet : kDcSet](*dc.at(mx * side + place.x, my * side + place.y));
-    }
-    const Quantiser& quantiser = quantisers_[c][kHpSet];
-    if (quantiser.isOne()) return;
-    Zel32s* const values = macroblock(c, mx, my);
-    const ptrdiff_t width = planes_.component[c].plane.width;
-    for (int y = 0; y < 4 * side; ++y) {
-      for (int x = 0; x < 4 * side; ++x) values[y * width + x] = quantiser(values[y * width + x]);
+      levels.q[c][k] = quantisers_[c][k ? kLpSet : kDcSet](values[place.y * dc.below() + place.x]);
     }
   }
 
   // Takes away what the blocks above or to the left predict, from the last ones to the first.
   void predictBlocks(int c, HpMode mode, int mx, int my) {
-    const int side = context_.isHalved(c) ? 8 : 16;
-    const ptrdiff_t width = planes_.component[c].plane.width;
+    const int side = planes_.component[c].side;
+    const ptrdiff_t below = planes_.component[c].plane.below();
     Zel32s* const base = macroblock(c, mx, my);
     const auto subtract = [&](ptrdiff_t from, int firstX, int firstY, std::initializer_list<int> ks) {
       for (int y = side - 4; y >= firstY; y -= 4) {
         for (int x = side - 4; x >= firstX; x -= 4) {
           for (const int k : ks) {
-            Zel32s* value = base + (y + kPlaceOf[k].y) * width + x + kPlaceOf[k].x;
+            Zel32s* value = base + (y + kPlaceOf[k].y) * below + x + kPlaceOf[k].x;
             *value -= value[-from];
           }
         }
       }
     };
-    if (mode == kHpFromAbove) subtract(4 * width, 0, 4, {4, 8, 12});
+    if (mode == kHpFromAbove) subtract(4 * below, 0, 4, {4, 8, 12});
     if (mode == kHpFromLeft) subtract(4, 4, 0, {1, 2, 3});
   }
 
@@ -273,16 +256,16 @@ class TileEncoder {
 
   // A bit for each block with a level that the symbols code.
   Zel32u patternOf(int c, int mx, int my) const {
-    const ptrdiff_t width = planes_.component[c].plane.width;
+    const ptrdiff_t below = planes_.component[c].plane.below();
+    const Zel32s* const base = macroblock(c, mx, my);
     const Zel32u low = context_.hpBits.bits[c > 0];
     Zel32u pattern = 0;
     for (int b = 0; b < context_.blocksOf(c); ++b) {
-      const Zel32s* p = block(c, b, mx, my);
-      Zel32u any = magnitudeOf(p[1]) | magnitudeOf(p[2]) | magnitudeOf(p[3]);
-      for (int y = 1; y < 4; ++y) {
-        for (int x = 0; x < 4; ++x) any |= magnitudeOf(p[y * width + x]);
-      }
-      pattern |= Zel32u{any >> low != 0} << b;
+      const Zel32s* p = base + 4 * kBlock[b].y * below + 4 * kBlock[b].x;
+      const Four isAc = {0, -1, -1, -1};
+      Four any = magnitudes(load<Four>(p)) & isAc;
+      for (int y = 1; y < 4; ++y) any |= magnitudes(load<Four>(p + y * below));
+      pattern |= Zel32u{static_cast<Zel32u>(any[0] | any[1] | any[2] | any[3]) >> low != 0} << b;
     }
     return pattern;
   }
@@ -350,10 +333,12 @@ class TileEncoder {
   void writeBlocks(const Zel32u (&patterns)[3], int mx, int my) {
     int counts[2] = {0, 0};
     for (int c = 0; c < header_.components(); ++c) {
-      const Zel32u step = planes_.component[c].plane.step(), chroma = c > 0;
+      const Plane& plane = planes_.component[c].plane;
+      const Zel32s* const base = macroblock(c, mx, my);
+      const Zel32u step = plane.step(), chroma = c > 0;
       const Zel32u low = context_.hpBits.bits[chroma], trim = context_.trim, fixed = low > trim ? low - trim : 0;
       for (int b = 0; b < context_.blocksOf(c); ++b) {
-        const Zel32s* p = block(c, b, mx, my);
+        const Zel32s* p = base + 4 * kBlock[b].y * plane.below() + 4 * kBlock[b].x;
         Zel32u residual[16], count = 0;
         const bool isCoded = patterns[c] >> b & 1;
         if (isCoded && fixed > 0) {
@@ -375,17 +360,24 @@ class TileEncoder {
 
   Context context_;
   const Header& header_;
-  Planes& planes_;
-  std::vector<Quantiser> quantisers_[3]; // by set
-  std::array<Bytes, 4> packets_;
+  const Planes& planes_;
+  const Sink sink_;
+  std::vector<Quantiser> quantisers_[3]; // by set, but for the high-pass
+  Bytes pieces_[4];
+  bool passedOn_[4] = {};
   BitStream streams_[4];
   BitStream *dc_ = nullptr, *lp_ = nullptr, *hp_ = nullptr, *flex_ = nullptr;
 };
 
-} // namespace
+TileEncoder::TileEncoder(const Header& header, int trim, const Planes& planes, Sink sink)
+    : coder_(std::make_unique<Coder>(header, trim, planes, std::move(sink))) {}
+TileEncoder::~TileEncoder() = default;
 
-std::array<Bytes, 4> encodeTile(const Header& header, int trim, Planes& planes) {
-  return std::make_unique<TileEncoder>(header, trim, planes)->encode();
+Error TileEncoder::encodeRow(int my) {
+  return coder_->encodeRow(my);
+}
+Error TileEncoder::finish() {
+  return coder_->finish();
 }
 
 } // namespace jpegxr

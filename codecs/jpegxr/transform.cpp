@@ -1,16 +1,16 @@
 #include "jpegxr/transform.h"
 
+#include <algorithm>
 #include <cstring>
 
 #include "jpegxr/lifting.h"
+#include "jpegxr/vectors.h"
 
 // Streams may hold any values: sums that leave 32 bits wrap (the whole folder is compiled so).
 namespace jpegxr {
 namespace {
 
-// The compiler's own vectors: the same place of four neighbouring areas.
-typedef Zel32s Four __attribute__((vector_size(16)));
-
+// Four neighbouring areas: a row of each to the same places of all.
 inline void transpose(Four (&row)[4]) {
   const Four a = __builtin_shufflevector(row[0], row[1], 0, 4, 1, 5),
              b = __builtin_shufflevector(row[0], row[1], 2, 6, 3, 7);
@@ -44,114 +44,132 @@ void filterArea(const Plane& plane, int x, int y) {
   for (int r = 0; r < 4; ++r) std::memcpy(plane.at(x, y + r), v[r], sizeof v[r]);
 }
 
-// The overlap filter of a plane of whole blocks.
+// Where rows y to y + 3 cross from one row of blocks into the next, but for the first and last two columns within
+// blocks.
 template <bool kForward>
-void filterOverlap(const Plane& plane) {
-  const int w = plane.width, h = plane.height;
-  for (int y = 2; y + 4 <= h; y += 4) {
-    int x = 2;
-    for (; x + 16 <= w; x += 16) filterFourAreas<kForward>(plane, x, y);
-    for (; x + 4 <= w; x += 4) filterArea<kForward>(plane, x, y);
-  }
-  const auto along = [&](int x, int y, int dx, int dy) {
-    four<kForward>(*plane.at(x, y), *plane.at(x + dx, y + dy), *plane.at(x + 2 * dx, y + 2 * dy),
-                   *plane.at(x + 3 * dx, y + 3 * dy));
-  };
-  for (const int y : {0, 1, h - 2, h - 1}) {
-    for (int x = 2; x + 4 <= w; x += 4) along(x, y, 1, 0);
-  }
-  for (const int x : {0, 1, w - 2, w - 1}) {
-    for (int y = 2; y + 4 <= h; y += 4) along(x, y, 0, 1);
-  }
-  for (const int y : {0, h - 2}) {
-    for (const int x : {0, w - 2})
-      four<kForward>(*plane.at(x, y), *plane.at(x + 1, y), *plane.at(x, y + 1), *plane.at(x + 1, y + 1));
-  }
+void filterInside(const Plane& plane, int y) {
+  const int w = plane.width;
+  int x = 2;
+  for (; x + 16 <= w; x += 16) filterFourAreas<kForward>(plane, x, y);
+  for (; x + 4 <= w; x += 4) filterArea<kForward>(plane, x, y);
+  for (const int side : {0, 1, w - 2, w - 1})
+    four<kForward>(*plane.at(side, y), *plane.at(side, y + 1), *plane.at(side, y + 2), *plane.at(side, y + 3));
 }
 
-// The overlap filter of the DCs of halved chroma.
+// The first or last two rows.
 template <bool kForward>
-void filterHalvedOverlap(const Plane& plane) {
-  const int w = plane.width, h = plane.height;
-  const auto corners = [&](int sign) {
-    for (const int y : {0, h - 1}) {
-      *plane.at(0, y) += sign * *plane.at(1, y);
-      *plane.at(w - 1, y) += sign * *plane.at(w - 2, y);
-    }
-  };
-  corners(-1);
-  for (const int y : {0, h - 1}) {
-    for (int x = 1; x + 2 < w; x += 2) two<kForward>(*plane.at(x, y), *plane.at(x + 1, y));
+void filterEdge(const Plane& plane, int y) {
+  const int w = plane.width;
+  for (Zel32s* row : {plane.at(0, y), plane.at(0, y + 1)}) {
+    for (int x = 2; x + 4 <= w; x += 4) four<kForward>(row[x], row[x + 1], row[x + 2], row[x + 3]);
   }
-  for (const int x : {0, w - 1}) {
-    for (int y = 1; y + 2 < h; y += 2) two<kForward>(*plane.at(x, y), *plane.at(x, y + 1));
-  }
-  for (int y = 1; y + 2 < h; y += 2) {
-    for (int x = 1; x + 2 < w; x += 2)
-      twoTimesTwo<kForward>(*plane.at(x, y), *plane.at(x + 1, y), *plane.at(x, y + 1), *plane.at(x + 1, y + 1));
-  }
-  corners(1);
+  for (const int x : {0, w - 2})
+    four<kForward>(*plane.at(x, y), *plane.at(x + 1, y), *plane.at(x, y + 1), *plane.at(x + 1, y + 1));
 }
 
-void transformHalvedDc(const Plane& dc) {
-  for (int y = 0; y < dc.height; y += 2) {
-    for (int x = 0; x < dc.width; x += 2)
-      twoByTwo(*dc.at(x, y), *dc.at(x + 1, y), *dc.at(x, y + 1), *dc.at(x + 1, y + 1));
-  }
+// The same for the DCs of halved chroma: blocks of 2x2.
+template <bool kForward>
+void filterHalvedInside(const Plane& plane, int y) {
+  Zel32s *above = plane.at(0, y), *below = plane.at(0, y + 1);
+  for (const int x : {0, plane.width - 1}) two<kForward>(above[x], below[x]);
+  for (int x = 1; x + 2 < plane.width; x += 2) twoTimesTwo<kForward>(above[x], above[x + 1], below[x], below[x + 1]);
 }
 
-template <class F>
-void forDcs(const Component& component, F f) {
-  for (int y = 0; y < component.dc.height; ++y) {
-    Zel32s *dc = component.dc.at(0, y), *value = component.plane.at(0, 4 * y);
-    for (int x = 0; x < component.dc.width; ++x) f(dc[x], value[4 * x]);
-  }
-}
-
-ZeliSize sizeOf(const Plane& plane) {
-  return {plane.width, plane.height};
-}
-
-void doubleAll(const Plane& plane) {
-  for (size_t i = 0; i < plane.values.size(); ++i) plane.values[i] *= 2;
+template <bool kForward>
+void filterHalvedEdge(const Plane& plane, int y) {
+  Zel32s *first = plane.at(0, y), *last = plane.at(plane.width - 1, y);
+  first[0] -= first[1];
+  last[0] -= last[-1];
+  for (int x = 1; x + 2 < plane.width; x += 2) two<kForward>(first[x], first[x + 1]);
+  first[0] += first[1];
+  last[0] += last[-1];
 }
 
 } // namespace
 
-void transformForward(const Header& header, Planes& planes) {
-  for (int c = 0; c < header.components(); ++c) {
-    const Component& component = planes.component[c];
-    const bool halved = c > 0 && header.inner == Inner::yuv420;
-    if (header.overlap >= 1) filterOverlap<true>(component.plane);
-    zeliPCTFwd_JPEGXR_32s_C1IR(component.plane.values.data(), component.plane.step(), sizeOf(component.plane));
-    forDcs(component, [](Zel32s& dc, Zel32s& value) { dc = value; });
-    if (header.overlap == 2) halved ? filterHalvedOverlap<true>(component.dc) : filterOverlap<true>(component.dc);
-    if (header.scaled && c > 0) {
-      for (size_t i = 0; i < component.dc.values.size(); ++i) component.dc.values[i] >>= 1;
-    }
-    if (halved) {
-      transformHalvedDc(component.dc);
+template <bool kForward>
+int OverlapFilter::advance(int end) {
+  if (!isOn_) return end;
+  const int height = plane_.height;
+  for (; next_ < height && std::min(next_ + side_, height) <= end; next_ += side_) {
+    const bool isEdge = next_ < 0 || next_ + side_ > height;
+    const int y = std::max(next_, 0);
+    if (isHalved_) {
+      isEdge ? filterHalvedEdge<kForward>(plane_, y) : filterHalvedInside<kForward>(plane_, y);
     } else {
-      zeliPCTFwd_JPEGXR_32s_C1IR(component.dc.values.data(), component.dc.step(), sizeOf(component.dc));
+      isEdge ? filterEdge<kForward>(plane_, y) : filterInside<kForward>(plane_, y);
     }
+  }
+  return std::min(next_, height);
+}
+
+Transform::Transform(const Header& header, int component, Component& planes)
+    : plane_(planes.plane),
+      dc_(planes.dc),
+      side_(planes.side / 4),
+      hasHalfDcs_(header.scaled && component > 0),
+      step_(header.step(kHpSet, component)),
+      quantiser_(step_, false),
+      filter_(plane_, header.overlap >= 1, false),
+      dcFilter_(dc_, header.overlap == 2, side_ == 2) {}
+
+// A row of blocks of samples to DCs and levels, and back.
+void Transform::forwardBlocks(int row) {
+  Zel32s *const values = plane_.at(0, 4 * row), *const dcs = dc_.at(0, row);
+  zeliPCTFwd_JPEGXR_32s_C1IR(values, plane_.step(), {plane_.width, 4});
+  for (int x = 0; x < dc_.width; ++x) dcs[x] = values[4 * x];
+  if (quantiser_.isOne()) return;
+  for (int y = 0; y < 4; ++y) quantiser_.quantise(values + y * plane_.below(), plane_.width);
+}
+void Transform::inverseBlocks(int row) {
+  Zel32s *const values = plane_.at(0, 4 * row), *const dcs = dc_.at(0, row);
+  const int width = plane_.width;
+  const Zel32s step = step_;
+  for (int y = 0; y < 4 && step != 1; ++y) {
+    Zel32s* const line = values + y * plane_.below();
+    for (int x = 0; x < width; ++x) line[x] *= step;
+  }
+  for (int x = 0; x < dc_.width; ++x) values[4 * x] = dcs[x];
+  zeliPCTInv_JPEGXR_32s_C1IR(values, plane_.step(), {plane_.width, 4});
+}
+
+// The second stage of a row of macroblocks.
+template <class Transform4x4>
+void transformDcs(const Plane& dc, int side, int row, Transform4x4 transform) {
+  Zel32s* const dcs = dc.at(0, side * row);
+  if (side == 4) {
+    transform(dcs, dc.step(), ZeliSize{dc.width, 4});
+    return;
+  }
+  Zel32s* const below = dcs + dc.below();
+  for (int x = 0; x < dc.width; x += 2) twoByTwo(dcs[x], dcs[x + 1], below[x], below[x + 1]);
+}
+
+template <class F>
+void forDcs(const Plane& dc, int side, int row, F f) {
+  for (int y = side * row; y < side * (row + 1); ++y) {
+    for (int x = 0; x < dc.width; ++x) f(*dc.at(x, y));
   }
 }
 
-void transformInverse(const Header& header, Planes& planes) {
-  for (int c = 0; c < header.components(); ++c) {
-    const Component& component = planes.component[c];
-    const bool halved = c > 0 && header.inner == Inner::yuv420;
-    if (halved) {
-      transformHalvedDc(component.dc);
-    } else {
-      zeliPCTInv_JPEGXR_32s_C1IR(component.dc.values.data(), component.dc.step(), sizeOf(component.dc));
-    }
-    if (header.scaled && c > 0) doubleAll(component.dc);
-    if (header.overlap == 2) halved ? filterHalvedOverlap<false>(component.dc) : filterOverlap<false>(component.dc);
-    forDcs(component, [](Zel32s& dc, Zel32s& value) { value = dc; });
-    zeliPCTInv_JPEGXR_32s_C1IR(component.plane.values.data(), component.plane.step(), sizeOf(component.plane));
-    if (header.overlap >= 1) filterOverlap<false>(component.plane);
+int Transform::forward(int end) {
+  const int filtered = filter_.advance<true>(end);
+  for (; 4 * (blockRows_ + 1) <= filtered; ++blockRows_) forwardBlocks(blockRows_);
+  const int dcs = dcFilter_.advance<true>(blockRows_);
+  for (; side_ * (macroblockRows_ + 1) <= dcs; ++macroblockRows_) {
+    if (hasHalfDcs_) forDcs(dc_, side_, macroblockRows_, [](Zel32s& value) { value >>= 1; });
+    transformDcs(dc_, side_, macroblockRows_, zeliPCTFwd_JPEGXR_32s_C1IR);
   }
+  return macroblockRows_;
+}
+
+int Transform::inverse() {
+  transformDcs(dc_, side_, macroblockRows_, zeliPCTInv_JPEGXR_32s_C1IR);
+  if (hasHalfDcs_) forDcs(dc_, side_, macroblockRows_, [](Zel32s& value) { value *= 2; });
+  ++macroblockRows_;
+  const int dcs = dcFilter_.advance<false>(side_ * macroblockRows_);
+  for (; blockRows_ < dcs; ++blockRows_) inverseBlocks(blockRows_);
+  return filter_.advance<false>(4 * blockRows_);
 }
 
 } // namespace jpegxr

@@ -16,47 +16,94 @@ Header headerFor(const img::Picture& picture, const EncodeOptions& options) {
   header.inner = !header.isRgb ? Inner::yOnly : options.halvesChroma ? Inner::yuv420 : Inner::yuv444;
   header.scaled = options.quantizer > 0 || header.inner == Inner::yuv420;
   header.overlap = options.overlap;
-  // The second level is not defined for halved chroma of a single macroblock.
-  if (header.inner == Inner::yuv420 && header.columns() < 2 && header.overlap == 2) header.overlap = 1;
   for (auto& set : header.index) set.fill(options.quantizer);
   return header;
 }
 
-class Writer : public img::RowWriter {
+// The packets of a file on their way to the sink. What must wait for the lengths in front of it is kept.
+class PacketSink {
  public:
-  Writer(img::ByteSink& sink, const img::Picture& picture, const EncodeOptions& options)
-      : sink_(sink), header_(headerFor(picture, options)), trim_(options.trim), planes_(header_) {
-    const Plane& luma = planes_.component[0].plane;
-    if (header_.inner == Inner::yuv420) chroma_ = {Plane(luma.width, luma.height), Plane(luma.width, luma.height)};
-  }
+  PacketSink(img::ByteSink& sink, const Header& header)
+      : sink_(sink), header_(header), keeps_(header.frequencyOrder || !sink.canPatch()) {}
 
-  Error write(const img::ConstRows& rows) override {
-    for (int y = 0; y < rows.count; ++y) putRow(header_, rows.row<uint8_t>(y), next_++, planes_, chroma_);
+  Error begin() { return keeps_ ? Error{} : sink_.write(makeFileHead(header_, sizes_)); }
+
+  Error write(size_t packet, ByteSpan bytes) {
+    sizes_[packet] += bytes.size();
+    if (!keeps_) return sink_.write(bytes);
+    kept_[packet].emplace_back(bytes.begin(), bytes.end());
     return {};
   }
 
-  Error finish() override {
-    finishPlanes(header_, planes_, chroma_);
-    chroma_ = {};
-    transformForward(header_, planes_);
-    const std::array<Bytes, 4> packets = encodeTile(header_, trim_, planes_);
-    std::array<size_t, 4> sizes;
-    for (size_t i = 0; i < 4; ++i) sizes[i] = packets[i].size();
-    if (Error error = sink_.write(makeFileHead(header_, sizes))) return error;
-    for (const Bytes& packet : packets) {
-      if (packet.empty()) continue;
-      if (Error error = sink_.write(packet)) return error;
+  Error finish() {
+    if (sizes_[0] + sizes_[1] + sizes_[2] + sizes_[3] > UINT32_MAX - 4096)
+      return fail("the file becomes larger than 4 GB");
+    const Bytes head = makeFileHead(header_, sizes_);
+    if (!keeps_) return sink_.patch(0, head);
+    if (Error error = sink_.write(head)) return error;
+    for (const std::vector<Bytes>& packet : kept_) {
+      for (const Bytes& piece : packet) {
+        if (Error error = sink_.write(piece)) return error;
+      }
     }
     return {};
   }
 
  private:
   img::ByteSink& sink_;
+  const Header& header_;
+  const bool keeps_;
+  std::array<uint64_t, 4> sizes_{};
+  std::vector<Bytes> kept_[4];
+};
+
+class Writer : public img::RowWriter {
+ public:
+  Writer(img::ByteSink& sink, const Header& header, int trim)
+      : header_(header),
+        planes_(header_, kFewestRowsHeld),
+        samples_(header_, planes_),
+        packets_(sink, header_),
+        encoder_(header_, trim, planes_,
+                 [this](size_t packet, ByteSpan bytes) { return packets_.write(packet, bytes); }) {
+    for (int c = 0; c < header_.components(); ++c) transforms_.emplace_back(header_, c, planes_.component[c]);
+  }
+
+  Error begin() { return packets_.begin(); }
+
+  Error write(const img::ConstRows& rows) override {
+    for (int y = 0; y < rows.count; ++y) {
+      samples_.put(rows.row<uint8_t>(y));
+      ++next_;
+      if (next_ % 16 != 0 && next_ != header_.height) continue;
+      for (const int end = transformRows(); coded_ < end; ++coded_) {
+        if (Error error = encoder_.encodeRow(coded_)) return error;
+      }
+    }
+    return {};
+  }
+
+  Error finish() override {
+    if (Error error = encoder_.finish()) return error;
+    return packets_.finish();
+  }
+
+ private:
+  // Returns the end of the rows of macroblocks that can be coded.
+  int transformRows() {
+    int end = header_.rows();
+    for (int c = 0; c < header_.components(); ++c)
+      end = std::min(end, transforms_[static_cast<size_t>(c)].forward(samples_.end(c)));
+    return end;
+  }
+
   const Header header_;
-  const int trim_;
   Planes planes_;
-  FullChroma chroma_;
-  int next_ = 0;
+  SamplesIn samples_;
+  std::vector<Transform> transforms_;
+  PacketSink packets_;
+  TileEncoder encoder_;
+  int next_ = 0, coded_ = 0; // rows of the picture, rows of macroblocks
 };
 
 } // namespace
@@ -65,7 +112,12 @@ Error openWriter(img::ByteSink& sink, const img::Picture& picture, const EncodeO
                  std::unique_ptr<img::RowWriter>& writer) {
   if (picture.bits != 8 && picture.bits != 16) return fail("%d bits: not supported", picture.bits);
   if (picture.colour == img::Colour::cmyk || picture.alpha) return fail("C, M, Y, K or alpha: not supported");
-  writer = std::make_unique<Writer>(sink, picture, options);
+  Header header = headerFor(picture, options);
+  // The second level is not defined for halved chroma of a single macroblock.
+  if (header.inner == Inner::yuv420 && header.columns() < 2 && header.overlap == 2) header.overlap = 1;
+  auto own = std::make_unique<Writer>(sink, header, options.trim);
+  if (Error error = own->begin()) return error;
+  writer = std::move(own);
   return {};
 }
 

@@ -45,7 +45,7 @@ class JpegXr : public Format {
   }
 
   Error open(img::ByteSource& source, const Settings& settings, std::unique_ptr<RowReader>& reader) override {
-    return jpegxr::openReader(source, settings.maxPixels, reader);
+    return jpegxr::openReader(source, {settings.maxPixels, settings.keepGoing, settings.threads}, reader);
   }
 
   Picture nearest(const Picture& picture, const std::string&) const override {
@@ -56,8 +56,9 @@ class JpegXr : public Format {
     return nearest;
   }
 
-  Error create(img::ByteSink& sink, const Picture& picture, const Settings&,
+  Error create(img::ByteSink& sink, const Picture& picture, const Settings& settings,
                std::unique_ptr<RowWriter>& writer) override {
+    encode_.threads = settings.threads;
     return jpegxr::openWriter(sink, picture, encode_, writer);
   }
 

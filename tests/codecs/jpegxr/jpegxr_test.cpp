@@ -19,7 +19,7 @@ Bytes writtenAs(const Image& image, const jpegxr::EncodeOptions& options = {}) {
 img::Error readFrom(const Bytes& file, Image& image, int64_t maxPixels = 1 << 22) {
   img::ByteSource source{img::ByteSpan(file)};
   std::unique_ptr<img::RowReader> reader;
-  if (img::Error error = jpegxr::openReader(source, maxPixels, reader)) return error;
+  if (img::Error error = jpegxr::openReader(source, {.maxPixels = maxPixels}, reader)) return error;
   return img::readAll(*reader, image);
 }
 
