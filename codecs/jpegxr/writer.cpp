@@ -70,6 +70,7 @@ class Writer : public img::RowWriter {
   }
 
   Error begin() { return packets_.begin(); }
+  void remark(const char* text) { remarks_.push_back(text); }
 
   Error write(const img::ConstRows& rows) override {
     for (int y = 0; y < rows.count; ++y) {
@@ -113,9 +114,10 @@ Error openWriter(img::ByteSink& sink, const img::Picture& picture, const EncodeO
   if (picture.bits != 8 && picture.bits != 16) return fail("%d bits: not supported", picture.bits);
   if (picture.colour == img::Colour::cmyk || picture.alpha) return fail("C, M, Y, K or alpha: not supported");
   Header header = headerFor(picture, options);
-  // The second level is not defined for halved chroma of a single macroblock.
-  if (header.inner == Inner::yuv420 && header.columns() < 2 && header.overlap == 2) header.overlap = 1;
+  const bool isTooNarrow = header.inner == Inner::yuv420 && header.columns() < 2 && header.overlap == 2;
+  if (isTooNarrow) header.overlap = 1;
   auto own = std::make_unique<Writer>(sink, header, options.trim);
+  if (isTooNarrow) own->remark("overlap 1 instead of 2, which 4:2:0 chroma of at most 16 columns cannot have");
   if (Error error = own->begin()) return error;
   writer = std::move(own);
   return {};

@@ -96,6 +96,45 @@ class BitReader {
     while (left_ < count) fetch();
   }
 
+  // Makes up to 61 bits available, by two bytes or four, or none. The call must be sure to take all of them but 16.
+  HWY_INLINE void fetchFew(Zel32u count) {
+    const Zel32u fetched = (count - left_ + 15) / 16 * 2;
+    if (fetched == 0) [[unlikely]]
+      return;
+    const Zel64u first = loadBigEndian<Zel16u>(at_), last = loadBigEndian<Zel16u>(at_ + fetched - 2);
+    bits_ |= first << (48 - left_);
+    at_ += fetched;
+    left_ += 8 * fetched;
+    bits_ |= last << (64 - left_);
+  }
+
+  // Makes up to 256 bits available in memory, likewise. Of the bytes that must be fetched there are kBytes at least,
+  // and twice as many at most. Returns where the bits begin.
+  static constexpr size_t kAheadBytes = 4 + 32 + 8;
+  template <size_t kBytes>
+  HWY_INLINE Zel32u fetchAhead(Zel32u count, Zel8u* to) {
+    const Zel32u cells = __builtin_bswap32(static_cast<Zel32u>(bits_ >> 32 >> (32 - left_)));
+    std::memcpy(to, &cells, 4);
+    const size_t fetched = (count - left_ + 15) / 16 * 2;
+    std::memcpy(to + 4, at_, kBytes);
+    std::memcpy(to + 4 + fetched - kBytes, at_ + fetched - kBytes, kBytes);
+    const Zel32u begin = 32 - left_;
+    at_ += fetched;
+    left_ += static_cast<Zel32u>(8 * fetched);
+    return begin;
+  }
+  // What of them is left, of which at most 31 are available.
+  HWY_INLINE void takeAhead(const Zel8u* from, Zel32u position, Zel32u taken) {
+    left_ -= taken;
+    bits_ = windowAt(from, position) & ~(~Zel64u{0} >> left_);
+  }
+  // The next 57 bits at least, at the top.
+  static HWY_INLINE Zel64u windowAt(const Zel8u* from, Zel32u position) {
+    Zel64u word;
+    std::memcpy(&word, from + position / 8, 8);
+    return __builtin_bswap64(word) << position % 8;
+  }
+
   HWY_INLINE Zel64u bits() const { return bits_; } // the next at the top
   HWY_INLINE void skip(Zel32u count) {
     bits_ <<= count;

@@ -4,6 +4,7 @@
 
 #include "frame/implementations.h"
 #include "jpegxr/bit_cells.h"
+#include "jpegxr/scan.h"
 
 namespace zelj {
 namespace {
@@ -81,27 +82,52 @@ ZelStatus encode4x4(const Sample* pSrc, Zel32u srcStep, const Zel32u* pResidual,
       });
 }
 
-// Reads the fields of a block, kGroup at a time: a block takes kFields * bits at least, and leaves 16 bits in the
-// cells, so as much may be fetched in advance.
-template <int kGroup, bool kRefine, class Sample>
-HWY_INLINE void decodeFields(BitReader& reader, Block<Sample> block, Zel32u bits, Zel32u multiplier) {
-  static_assert(kFields % kGroup == 0);
-  const Zel64u zeros = ~Zel64u{0} >> bits; // the last word whose field is 0
-  for (int group = 0; group < kFields; group += kGroup) {
-    reader.require(kGroup * (bits + 1));
-    HWY_UNROLL(15)
-    for (int i = group; i < group + kGroup; ++i) {
-      const Place place = kOrder[i];
-      const Zel64u next = reader.bits();
-      const Zel32s before = block.get(place);
-      const bool isNew = !kRefine || before == 0;
-      const auto field = static_cast<Zel32u>(next >> (63 - bits)); // the sign behind the magnitude
-      const auto sign = static_cast<Zel32u>(kRefine ? before >> 31 : 0) | (0 - (field & Zel32u{isNew}));
-      const Zel32u change = ((field >> 1) * multiplier ^ sign) - sign, kept = static_cast<Zel32u>(before);
-      block.set(place, kRefine ? kept + change : next > zeros ? change : kept);
-      // All that the next field waits for: whether this one has a sign.
-      reader.skip(bits + (next > (isNew ? zeros : ~Zel64u{0})));
+// The fields of a block by index, each with the bit behind it, and above which value that bit is the sign.
+struct Fields {
+  alignas(16) Zel32u field[16], most[16];
+};
+
+// Takes the fields from `first` on from the top of `next`. Returns how many bits they had.
+template <int kCount>
+HWY_INLINE Zel32u takeFields(Zel64u next, int first, Zel32u bits, Fields& fields) {
+  Zel32u taken = 0;
+  HWY_UNROLL(15)
+  for (int i = first; i < first + kCount; ++i) {
+    const size_t index = kOrder[i].index;
+    const auto field = static_cast<Zel32u>(next >> (63 - bits));
+    fields.field[index] = field;
+    // All that the next field waits for: whether this one has a sign.
+    const Zel32u length = bits + (field > fields.most[index]);
+    next <<= length;
+    taken += length;
+  }
+  return taken;
+}
+
+// The fields of a block. It takes kFields * bits at least and leaves 16 bits in the cells, so that as many may be
+// fetched in advance; then only signs are to come, of which a block has fewer than 16.
+HWY_INLINE void takeBlock(BitReader& reader, Zel32u bits, Fields& fields) {
+  if (bits <= 2) {
+    reader.fetchFew(kFields * bits + 16);
+    reader.skip(takeFields<kFields>(reader.bits(), 0, bits, fields));
+    return;
+  }
+  const auto inGroups = [&]<int kGroup, size_t kBytes>() __attribute__((always_inline)) {
+    static_assert(kFields % kGroup == 0);
+    Zel8u ahead[BitReader::kAheadBytes];
+    const Zel32u begin = reader.fetchAhead<kBytes>(kFields * bits + 16, ahead);
+    Zel32u position = begin;
+    for (int first = 0; first < kFields; first += kGroup) {
+      position += takeFields<kGroup>(BitReader::windowAt(ahead, position), first, bits, fields);
     }
+    reader.takeAhead(ahead, position, position - begin);
+  };
+  if (bits <= 4) {
+    inGroups.template operator()<5, 4>();
+  } else if (bits <= 8) {
+    inGroups.template operator()<5, 8>();
+  } else {
+    inGroups.template operator()<3, 16>();
   }
 }
 
@@ -110,15 +136,31 @@ ZelStatus decode4x4(BitCells cells, Sample* pSrcDst, Zel32u srcDstStep, Zel32u b
                     Zel32s bRefine) {
   if (ZelStatus bad = checkCells(present(pSrcDst), cells, bits <= 15)) return bad;
   BitReader reader(cells);
-  const Block<Sample> block(pSrcDst, srcDstStep);
-  const auto factor = static_cast<Zel32u>(Zel32s{multiplier});
-  if (bits == 0) {
-    // Nothing is there.
-  } else if (bits <= 2) {
-    bRefine ? decodeFields<kFields, true>(reader, block, bits, factor)
-            : decodeFields<kFields, false>(reader, block, bits, factor);
-  } else {
-    bRefine ? decodeFields<3, true>(reader, block, bits, factor) : decodeFields<3, false>(reader, block, bits, factor);
+  if (bits > 0) {
+    IndexedBlock block = loadBlock(pSrcDst, srcDstStep);
+    const Four refines = hn::Set(kFour, bRefine ? -1 : 0), one = hn::Set(kFour, 1), zero = hn::Zero(kFour);
+    const auto lanes = [](Zel32u* p) { return reinterpret_cast<Zel32s*>(p); };
+    // A value that is there has its sign.
+    Fields fields;
+    Four before[4], isThere[4];
+    for (int i = 0; i < 4; ++i) {
+      before[i] = hn::And(block.quarter[i], refines);
+      isThere[i] = hn::Not(hn::VecFromMask(kFour, hn::Eq(before[i], zero)));
+      hn::Store(hn::Or(isThere[i], one), kFour, lanes(fields.most) + 4 * i);
+    }
+    fields.field[0] = 0;
+    takeBlock(reader, bits, fields);
+    const auto factor = hn::Set(kFour, multiplier);
+    for (int i = 0; i < 4; ++i) {
+      const Four field = hn::Load(kFour, lanes(fields.field) + 4 * i), magnitude = hn::ShiftRight<1>(field);
+      const Four told = hn::BroadcastSignBit(hn::ShiftLeft<31>(field));
+      const Four sign = hn::Or(hn::BroadcastSignBit(before[i]), hn::AndNot(isThere[i], told));
+      const Four change = hn::Sub(hn::Xor(hn::Mul(magnitude, factor), sign), sign);
+      // Without refinement fields that are 0 leave a value as it is, others replace it.
+      const Four isKept = hn::Or(refines, hn::VecFromMask(kFour, hn::Eq(magnitude, zero)));
+      block.quarter[i] = hn::Add(hn::And(block.quarter[i], isKept), change);
+    }
+    storeBlock(block, pSrcDst, srcDstStep);
   }
   reader.finish();
   return zelStatusOk;

@@ -39,6 +39,26 @@ HWY_INLINE IndexedBlock loadBlock(const Sample* src, Zel32u srcStep) {
            hn::ConcatLowerLower(kFour, rowC, rowD), hn::Shuffle2301(hn::ConcatUpperUpper(kFour, rowC, rowD))}};
 }
 
+template <class Sample>
+HWY_INLINE void storeBlock(const IndexedBlock& block, Sample* dst, Zel32u dstStep) {
+  const auto store = [=](Zel32u y, Four row) {
+    auto* p = reinterpret_cast<Sample*>(reinterpret_cast<Zel8u*>(dst) + size_t{y} * dstStep);
+    if constexpr (sizeof(Sample) == 4) {
+      hn::StoreU(row, kFour, p);
+    } else {
+      const hn::FixedTag<Zel16u, 4> d16;
+      const hn::RebindToUnsigned<decltype(kFour)> du;
+      hn::StoreU(hn::BitCast(hn::RebindToSigned<decltype(d16)>(), hn::TruncateTo(d16, hn::BitCast(du, row))),
+                 hn::RebindToSigned<decltype(d16)>(), p);
+    }
+  };
+  const auto right = hn::Shuffle2301(block.quarter[1]), lowerRight = hn::Shuffle2301(block.quarter[3]);
+  store(0, hn::ConcatLowerLower(kFour, right, block.quarter[0]));
+  store(1, hn::ConcatUpperUpper(kFour, right, block.quarter[0]));
+  store(2, hn::ConcatUpperUpper(kFour, lowerRight, block.quarter[2]));
+  store(3, hn::ConcatLowerLower(kFour, lowerRight, block.quarter[2]));
+}
+
 // Sixteen 32-bit lanes to bytes, with saturation.
 HWY_INLINE auto narrow(Four a, Four b, Four c, Four d) {
   const hn::FixedTag<Zel16s, 8> d16;
