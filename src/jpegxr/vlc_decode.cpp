@@ -39,14 +39,14 @@ class SymbolReader : public BitReader {
 
   // A symbol of an alphabet with two discriminants.
   HWY_INLINE Zel32u takeSymbol(Zel32u slot) {
-    const Zel32u symbol = lookUp(slot);
-    state_.discriminant1[slot] += state_.delta1[slot][symbol];
-    return symbol;
+    const SymbolLookup found = lookUp(slot);
+    state_.discriminant1[slot] += found.steps.high;
+    return found.symbol;
   }
 
   // A magnitude of at least 2: 8 bits at most, unless it refills.
   HWY_INLINE Zel32u takeMagnitude(Zel32u slot) {
-    const Zel32u symbol = lookUp(slot);
+    const Zel32u symbol = lookUp(slot).symbol;
     if (symbol == kEscape) [[unlikely]]
       return takeEscaped();
     return 2 + kLevelBase[symbol] + take(kLevelBits[symbol]);
@@ -68,13 +68,13 @@ class SymbolReader : public BitReader {
   }
 
  private:
-  HWY_INLINE Zel32u lookUp(Zel32u slot) {
+  HWY_INLINE SymbolLookup lookUp(Zel32u slot) {
     SymbolLookup found = state_.decodeTable[slot][bits() >> 59];
     if (found.length == 0) [[unlikely]]
       found = state_.decodeTable1[slot][bits() >> 56];
     skip(found.length);
-    state_.discriminant[slot] += state_.delta[slot][found.symbol];
-    return found.symbol;
+    state_.discriminant[slot] += found.steps.low;
+    return found;
   }
 
   HWY_INLINE Zel32u takeEscaped() {

@@ -15,9 +15,10 @@ class SymbolWriter : public BitWriter {
 
   // A symbol of an alphabet with two discriminants, and a sign bit: 9 bits at most.
   HWY_INLINE void putSigned(Zel32u slot, Zel32u symbol, bool isNegative) {
-    state_.discriminant[slot] += state_.delta[slot][symbol];
-    state_.discriminant1[slot] += state_.delta1[slot][symbol];
-    putSigned(state_.codeTable[slot][symbol], isNegative);
+    const SymbolCode code = state_.codeTable[slot][symbol];
+    state_.discriminant[slot] += code.steps.low;
+    state_.discriminant1[slot] += code.steps.high;
+    putSigned(code.word, isNegative);
   }
   HWY_INLINE void putSigned(Codeword word, bool isNegative) {
     put(Zel64u{word.code} << 1 | Zel64u{isNegative}, word.length + 1u);
@@ -30,10 +31,10 @@ class SymbolWriter : public BitWriter {
     // 0, 1, 2..3, 4..7, 8..11, 12..15.
     const auto width = static_cast<Zel32u>(std::bit_width(excess));
     const Zel32u symbol = isEscaped ? kEscape : width + (excess >= 12);
-    state_.discriminant[slot] += state_.delta[slot][symbol];
-    const Codeword word = state_.codeTable[slot][symbol];
+    const SymbolCode code = state_.codeTable[slot][symbol];
+    state_.discriminant[slot] += code.steps.low;
     const Zel32u bits = kLevelBits[symbol];
-    put(Zel64u{word.code} << bits | (excess & ((1u << bits) - 1)), word.length + bits);
+    put(Zel64u{code.word.code} << bits | (excess & ((1u << bits) - 1)), code.word.length + bits);
     if (isEscaped) [[unlikely]]
       putEscaped(excess);
   }

@@ -38,33 +38,42 @@ constexpr Zel32s kDelta12[4][12] = {{1, 1, 1, 1, 1, 0, 0, -1, 2, 1, 0, 0},
                                     {-1, 1, 0, 2, 0, 0, 0, 0, -2, 0, 1, 1},
                                     {0, 1, 0, 1, -2, 0, -1, -1, -2, -1, -2, -2}};
 
-// Codes of more than five bits begin with five zeros and have eight bits at most.
+// What the coders take for each table of an alphabet: symbols by number and by the bits that begin with them. Codes of
+// more than five bits begin with five zeros and have eight bits at most.
 constexpr size_t kShortLookups = 32, kLongLookups = 8;
-template <size_t kTables>
-struct Lookups {
-  SymbolLookup table[kTables][kShortLookups + kLongLookups];
-};
+template <size_t kSymbols, size_t kTables, size_t kRows>
+struct Alphabet {
+  SymbolCode code[kTables][kSymbols]{};
+  SymbolLookup lookup[kTables][kShortLookups + kLongLookups]{};
+  Zel32s delta[kRows][kSymbols]{};
 
-template <size_t kSymbols, size_t kTables>
-constexpr Lookups<kTables> lookupsOf(const Codes<kSymbols, kTables>& codes) {
-  Lookups<kTables> lookups{};
-  for (size_t t = 0; t < kTables; ++t) {
-    for (size_t symbol = 0; symbol < kSymbols; ++symbol) {
-      const Codeword word = codes.table[t][symbol];
-      const bool isLong = word.length > 5;
-      const int spare = (isLong ? 8 : 5) - word.length;
-      for (size_t i = 0; i < size_t{1} << spare; ++i) {
-        lookups.table[t][(isLong ? kShortLookups : 0) + (size_t{word.code} << spare) + i] = {static_cast<Zel8u>(symbol),
-                                                                                             word.length};
+  // With two scores each table is compared with both neighbours, and those at the ends with the one that they have.
+  static constexpr size_t lowRow(size_t t) { return std::max<size_t>(std::min(t, kRows), 1) - 1; }
+  static constexpr size_t highRow(size_t t) { return std::min(t, kRows - 1); }
+
+  constexpr Alphabet(const Codes<kSymbols, kTables>& codes, const Zel32s (&steps)[kRows][kSymbols]) {
+    for (size_t row = 0; row < kRows; ++row) std::copy(steps[row], steps[row] + kSymbols, delta[row]);
+    for (size_t t = 0; t < kTables; ++t) {
+      for (size_t symbol = 0; symbol < kSymbols; ++symbol) {
+        const Codeword word = codes.table[t][symbol];
+        const ScoreSteps scores{static_cast<Zel8s>(steps[lowRow(t)][symbol]),
+                                static_cast<Zel8s>(kRows == 1 ? 0 : steps[highRow(t)][symbol])};
+        code[t][symbol] = {word, scores};
+        const bool isLong = word.length > 5;
+        const int spare = (isLong ? 8 : 5) - word.length;
+        for (size_t i = 0; i < size_t{1} << spare; ++i) {
+          lookup[t][(isLong ? kShortLookups : 0) + (size_t{word.code} << spare) + i] = {static_cast<Zel8u>(symbol),
+                                                                                        word.length, scores};
+        }
       }
     }
   }
-  return lookups;
-}
+};
 
-constexpr Lookups<2> kLookups5 = lookupsOf(kCodes5), kLookups7 = lookupsOf(kCodes7);
-constexpr Lookups<4> kLookups6 = lookupsOf(kCodes6);
-constexpr Lookups<5> kLookups12 = lookupsOf(kCodes12);
+constexpr Alphabet kAlphabet5(kCodes5, kDelta5);
+constexpr Alphabet kAlphabet6(kCodes6, kDelta6);
+constexpr Alphabet kAlphabet7(kCodes7, kDelta7);
+constexpr Alphabet kAlphabet12(kCodes12, kDelta12);
 
 // Any bits begin with a code, so a damaged stream gives symbols as well, and with one alone: the codes fill all places,
 // and no place is left for two.
@@ -90,17 +99,15 @@ constexpr Zel32s kSymbolCounts[kSlots] = {5, 4, 8, 7, 7, 12, 6, 6, 12, 6, 6, 7, 
 constexpr Zel32s kThreshold = 8, kLimit = 64;
 constexpr Zel32s kNeverBelow = -0x7FFFFFFF - 1, kNeverAbove = 0x40000000;
 
-// Points a slot at the codes and increments of its table. With two discriminants each table is compared with both
-// neighbours, and those at the ends with the one that they have.
+// Points a slot at the codes and increments of its table.
 template <size_t kSymbols, size_t kTables, size_t kRows>
-void pointAtTables(ZeliVLCState_JPEGXR& state, int s, const Codes<kSymbols, kTables>& codes,
-                   const Lookups<kTables>& lookups, const Zel32s (&delta)[kRows][kSymbols]) {
-  const int t = state.slot[s].tableIndex;
-  state.codeTable[s] = codes.table[t];
-  state.decodeTable[s] = lookups.table[t];
-  state.decodeTable1[s] = lookups.table[t] + kShortLookups;
-  state.delta[s] = delta[std::max(std::min(t, static_cast<int>(kRows)) - 1, 0)];
-  state.delta1[s] = kRows == 1 ? nullptr : delta[std::min(t, static_cast<int>(kRows) - 1)];
+void pointAtTables(ZeliVLCState_JPEGXR& state, int s, const Alphabet<kSymbols, kTables, kRows>& alphabet) {
+  const auto t = static_cast<size_t>(state.slot[s].tableIndex);
+  state.codeTable[s] = alphabet.code[t];
+  state.decodeTable[s] = alphabet.lookup[t];
+  state.decodeTable1[s] = alphabet.lookup[t] + kShortLookups;
+  state.delta[s] = alphabet.delta[alphabet.lowRow(t)];
+  state.delta1[s] = kRows == 1 ? nullptr : alphabet.delta[alphabet.highRow(t)];
 }
 
 void adapt(ZeliVLCState_JPEGXR& state, int s) {
@@ -122,13 +129,13 @@ void adapt(ZeliVLCState_JPEGXR& state, int s) {
   slot.upperBound = slot.tableIndex == tables - 1 ? kNeverAbove : kThreshold;
   switch (symbols) {
     case 5:
-      return pointAtTables(state, s, kCodes5, kLookups5, kDelta5);
+      return pointAtTables(state, s, kAlphabet5);
     case 6:
-      return pointAtTables(state, s, kCodes6, kLookups6, kDelta6);
+      return pointAtTables(state, s, kAlphabet6);
     case 7:
-      return pointAtTables(state, s, kCodes7, kLookups7, kDelta7);
+      return pointAtTables(state, s, kAlphabet7);
     default:
-      return pointAtTables(state, s, kCodes12, kLookups12, kDelta12);
+      return pointAtTables(state, s, kAlphabet12);
   }
 }
 

@@ -13,10 +13,20 @@ struct Codeword {
   Zel8u length;
 };
 
-// The symbol that begins the next bits; length 0: a code of more than five bits.
+// What a symbol adds to the scores of its alphabet: against the table below the one in force and the one above.
+struct ScoreSteps {
+  Zel8s low, high;
+};
+
+// A symbol to be written, and the one that begins the next bits, with length 0 for a code of more than five bits.
+struct SymbolCode {
+  Codeword word;
+  ScoreSteps steps;
+};
 struct SymbolLookup {
   Zel8u symbol;
   Zel8u length;
+  ScoreSteps steps;
 };
 
 struct ScanEntry {
@@ -42,7 +52,7 @@ constexpr SlotsOf kLowPassSlots{5, 6, 11}, kHighPassSlots{13, 14, 19};
 
 struct ZeliVLCState_JPEGXR {
   zelj::ScanEntry* currentScan;
-  const zelj::Codeword* codeTable[zelj::kSlots];
+  const zelj::SymbolCode* codeTable[zelj::kSlots];
   const Zel32s* delta[zelj::kSlots];                    // what a symbol adds to the discriminant
   const Zel32s* delta1[zelj::kSlots];                   // and to the second one, in alphabets of 6 and of 12
   const zelj::SymbolLookup* decodeTable[zelj::kSlots];  // by the next five bits
