@@ -1,9 +1,9 @@
 // How zelimg treats the file system: what stands under the output's name before, during and after its work.
 #include <sys/stat.h>
 #include <unistd.h>
-#include <zlib.h>
 
 #include "support/images.h"
+#include "support/png.h"
 
 namespace zelj::test {
 namespace {
@@ -157,47 +157,19 @@ TEST_F(Files, MemoryThatRunsOutIsToldByName) {
   }
 }
 
-// A PNG of zeros: rows of that many bytes behind their filter's. `present` rows are really there.
-Bytes blankPng(uint32_t width, uint32_t height, uint8_t bits, uint8_t colourType, size_t rowBytes, uint32_t present) {
-  Bytes file{0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n'};
-  const auto number = [](Bytes& bytes, size_t v) {
-    for (int shift = 24; shift >= 0; shift -= 8) bytes.push_back(static_cast<uint8_t>(v >> shift));
-  };
-  const auto chunk = [&](const char* name, const Bytes& content) {
-    Bytes tagged(name, name + 4);
-    tagged.insert(tagged.end(), content.begin(), content.end());
-    number(file, content.size());
-    file.insert(file.end(), tagged.begin(), tagged.end());
-    number(file, crc32(0, tagged.data(), static_cast<uInt>(tagged.size())));
-  };
-  Bytes header;
-  number(header, width);
-  number(header, height);
-  for (const uint8_t v : {bits, colourType, uint8_t{0}, uint8_t{0}, uint8_t{0}}) header.push_back(v);
-  const Bytes rows(present * (1 + rowBytes));
-  uLongf packed = compressBound(static_cast<uLong>(rows.size()));
-  Bytes data(packed);
-  EXPECT_EQ(compress(data.data(), &packed, rows.data(), static_cast<uLong>(rows.size())), Z_OK);
-  data.resize(packed);
-  chunk("IHDR", header);
-  chunk("IDAT", data);
-  chunk("IEND", {});
-  return file;
-}
-
 // Large pictures go through in strips: what they take is not what they claim, and a small file cannot hold many rows.
 TEST_F(Files, LargePicturesTakeLittleMemory) {
 #ifdef __SANITIZE_ADDRESS__
   GTEST_SKIP() << "the sanitizer needs terabytes of addresses";
 #endif
   const std::string limited = std::string("sh -c 'ulimit -v 80000; ") + ZELIMG + " in.png out.pgm --threads 1'";
-  folder_.write("in.png", blankPng(16000, 16000, 1, 0, 2000, 16000));
+  folder_.write("in.png", pngFile({16000, 16000, 1, 0, 0, 0, 0}, Bytes(16000 * 2001)));
   std::string said;
   EXPECT_EQ(folder_.run(limited, &said), 0) << said;
   EXPECT_EQ(std::filesystem::file_size(folder_.at("out.pgm")), 256000000u + sizeof "P5\n16000 16000\n255");
   std::filesystem::remove(folder_.at("out.pgm"));
 
-  folder_.write("in.png", blankPng(16000, 16000, 8, 2, 48000, 100));
+  folder_.write("in.png", pngFile({16000, 16000, 8, 2, 0, 0, 0}, Bytes(100 * 48001)));
   EXPECT_EQ(folder_.run(limited, &said), 1);
   EXPECT_NE(said.find("in.png: the file is too small for its number of pixels"), std::string::npos) << said;
   EXPECT_FALSE(std::filesystem::exists(folder_.at("out.pgm")));

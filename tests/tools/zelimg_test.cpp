@@ -1,5 +1,6 @@
 // The program zelimg as its users see it: files by extension, exit codes, messages.
 #include "support/images.h"
+#include "support/png.h"
 
 namespace zelj::test {
 namespace {
@@ -33,6 +34,41 @@ TEST_F(Zelimg, LosslessFormatsKeepEverySample) {
   EXPECT_EQ(folder_.readImage("colour.ppm").channels(), 3);
 }
 
+TEST_F(Zelimg, LaysWhatIsTransparentOnABackground) {
+  Image clear;
+  img::shape(clear, 2, 2, 4, 8);
+  folder_.writeImage("in.png", clear);
+  const struct {
+    const char* option;
+    Bytes pixel;
+  } cases[] = {{"", {255, 255, 255}}, {"--background black", {0, 0, 0}}, {"--background=0180fE", {1, 128, 254}}};
+  for (const auto& c : cases) {
+    ASSERT_EQ(zelimg(std::string("in.png out.ppm ") + c.option), 0);
+    const Bytes pixels = folder_.readImage("out.ppm").bytes;
+    EXPECT_TRUE(std::equal(pixels.end() - 3, pixels.end(), c.pixel.begin())) << c.option;
+  }
+  EXPECT_EQ(zelimg("in.png out.ppm --background 12345"), 2);
+}
+
+TEST_F(Zelimg, ReadsInterlacedPng) {
+  const auto value = [](int x, int y) { return static_cast<uint8_t>(11 * x + 17 * y); };
+  constexpr int kPasses[7][4] = {{0, 0, 8, 8}, {4, 0, 8, 8}, {0, 4, 4, 8}, {2, 0, 4, 4},
+                                 {0, 2, 2, 4}, {1, 0, 2, 2}, {0, 1, 1, 2}}; // first column and row, steps
+  Bytes rows;
+  for (const auto& [x0, y0, dx, dy] : kPasses) {
+    for (int y = y0; y < 11; y += dy) {
+      rows.push_back(0);
+      for (int x = x0; x < 13; x += dx) rows.push_back(value(x, y));
+    }
+  }
+  folder_.write("in.png", pngFile({13, 11, 8, 0, 0, 0, 1}, rows));
+  ASSERT_EQ(zelimg("in.png out.pgm"), 0);
+  const Image image = folder_.readImage("out.pgm");
+  for (int y = 0; y < 11; ++y) {
+    for (int x = 0; x < 13; ++x) ASSERT_EQ(image.row<uint8_t>(y)[x], value(x, y)) << x << ", " << y;
+  }
+}
+
 TEST_F(Zelimg, ConvertsJpegBothWays) {
   folder_.writeImage("in.ppm", scene_);
   ASSERT_EQ(zelimg("in.ppm a.jpg --quality 90 --sampling 422 --restart 2 --threads 2"), 0);
@@ -43,6 +79,8 @@ TEST_F(Zelimg, ConvertsJpegBothWays) {
   ASSERT_EQ(zelimg("a.jpg half.png --scale 1/2 --upsample plain"), 0);
   const Image half = folder_.readImage("half.png");
   EXPECT_TRUE(half.width == 30 && half.height == 22 && half.channels() == 3);
+  ASSERT_EQ(zelimg("a.jpg eighth.png --scale 1/8"), 0);
+  EXPECT_EQ(folder_.readImage("eighth.png").height, 6);
 
   folder_.writeImage("in12.ppm", img::withBits(scene_, 12));
   ASSERT_EQ(zelimg("in12.ppm b.jpeg"), 0);
@@ -144,6 +182,11 @@ TEST_F(Zelimg, MetadataGoAlongUnlessStripped) {
   const std::string exif = "Exif";
   Bytes back = folder_.read("c.jpg");
   EXPECT_NE(std::search(back.begin(), back.end(), exif.begin(), exif.end()), back.end());
+  image.metadata.density = {40, 50, img::Density::Unit::centimetre};
+  folder_.write("a.jpg", encoded(image, {}));
+  ASSERT_EQ(zelimg("a.jpg e.png"), 0);
+  ASSERT_EQ(zelimg("info e.png"), 0);
+  EXPECT_NE(folder_.text("printed").find("density: 40 x 50 dots per centimetre"), std::string::npos);
   ASSERT_EQ(zelimg("b.png d.jpg --strip"), 0);
   back = folder_.read("d.jpg");
   EXPECT_EQ(std::search(back.begin(), back.end(), exif.begin(), exif.end()), back.end());
