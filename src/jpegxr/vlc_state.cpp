@@ -77,14 +77,13 @@ constexpr Alphabet kAlphabet12(kCodes12, kDelta12);
 
 // Any bits begin with a code, so a damaged stream gives symbols as well, and with one alone: the codes fill all places,
 // and no place is left for two.
-template <size_t kSymbols, size_t kTables>
-constexpr bool areComplete(const Codes<kSymbols, kTables>& codes) {
-  const auto lookups = lookupsOf(codes);
+template <size_t kSymbols, size_t kTables, size_t kRows>
+constexpr bool isComplete(const Alphabet<kSymbols, kTables, kRows>& alphabet) {
   for (size_t t = 0; t < kTables; ++t) {
     int sum = 0;
-    for (const Codeword word : codes.table[t]) sum += 256 >> word.length;
+    for (const SymbolCode& code : alphabet.code[t]) sum += 256 >> code.word.length;
     if (sum != 256) return false;
-    const auto& table = lookups.table[t];
+    const auto& table = alphabet.lookup[t];
     for (size_t bits = 0; bits < 256; ++bits) {
       if (table[bits >> 3].length == 0 && (bits >= kLongLookups || table[kShortLookups + bits].length == 0))
         return false;
@@ -92,7 +91,7 @@ constexpr bool areComplete(const Codes<kSymbols, kTables>& codes) {
   }
   return true;
 }
-static_assert(areComplete(kCodes5) && areComplete(kCodes6) && areComplete(kCodes7) && areComplete(kCodes12));
+static_assert(isComplete(kAlphabet5) && isComplete(kAlphabet6) && isComplete(kAlphabet7) && isComplete(kAlphabet12));
 
 constexpr Zel32s kSymbolCounts[kSlots] = {5, 4, 8, 7, 7, 12, 6, 6, 12, 6, 6, 7, 7, 12, 6, 6, 12, 6, 6, 7, 7};
 
