@@ -1,7 +1,6 @@
 #include "jpeg/coefficient_reader.h"
 
 #include <algorithm>
-#include <new>
 
 namespace jpeg {
 namespace {
@@ -29,9 +28,7 @@ class BlockReader {
       dc_[c] = header.dc[scan.dcTable[c]].get();
       ac_[c] = header.ac[scan.acTable[c]].get();
     }
-    ZeliDecodeHuffmanState* state = nullptr;
-    if (zeliDecodeHuffmanStateInitAlloc_JPEG_8u(&state) != zelStatusOk) throw std::bad_alloc();
-    state_.reset(state);
+    state_.init();
   }
 
   // Reads the scan, and tells how many bytes it takes.
@@ -109,7 +106,7 @@ class BlockReader {
     ended_ = false;
     position_ += 2;
     std::fill(lastDc_, lastDc_ + 4, Zel16s{0});
-    zeliDecodeHuffmanStateInit_JPEG_8u(state_.get());
+    state_.init();
   }
 
   const ByteSpan data_;
@@ -121,7 +118,7 @@ class BlockReader {
   const CoefficientImage& image_;
   Damage& damage_;
   const ZeliDecodeHuffmanSpec *dc_[4] = {}, *ac_[4] = {};
-  DecodeState state_;
+  DecodeStateRecord state_;
   Zel32s position_ = 0, marker_ = 0;
   Zel16s lastDc_[4] = {};
   bool ended_ = false; // no data are left for the interval
@@ -159,6 +156,15 @@ class ScanOrder {
       }
     }
     return damage_.stops() ? damage_.error() : Error{};
+  }
+
+  // How many rows and columns of the blocks' coefficients have come.
+  void giveCorners(const Frame& frame, CoefficientImage& image) const {
+    for (size_t c = 0; c < frame.components.size(); ++c) {
+      int last = 63;
+      while (last > 0 && lowestBit_[c][last] == kNothing) --last;
+      image.setCorner(static_cast<int>(c), last == 0 ? 1 : last <= 2 ? 2 : last <= 9 ? 4 : 8);
+    }
   }
 
   // What was begun and not brought to an end.
@@ -216,6 +222,7 @@ Error readCoefficients(img::ByteSource& source, Header& header, const ScanHeader
       size_t taken = 0;
       error = BlockReader(source.visible(), header, scan, *image, damage).read(taken);
       source.skip(taken);
+      order.giveCorners(frame, *image);
       if (n == scans && !error) return {};
       scan = {};
       if (!error) error = readToScan(markers, header, scan, damage);

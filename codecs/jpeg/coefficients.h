@@ -17,18 +17,27 @@ class CoefficientImage {
     for (const Component& c : frame.components) {
       Plane plane;
       plane.wide = std::max(frame.mcusWide * c.h, c.blocksWide);
-      const auto count =
-          static_cast<size_t>(plane.wide) * static_cast<size_t>(std::max(frame.mcusHigh * c.v, c.blocksHigh));
+      plane.high = std::max(frame.mcusHigh * c.v, c.blocksHigh);
+      const auto count = static_cast<size_t>(plane.wide) * static_cast<size_t>(plane.high);
       plane.blocks = img::AlignedArray<Block>(count);
       std::memset(static_cast<void*>(plane.blocks.data()), 0, count * sizeof(Block));
       planes_.push_back(std::move(plane));
     }
   }
 
+  // With those that fill MCUs.
+  int blocksWide(int component) const { return planes_[static_cast<size_t>(component)].wide; }
+  int rows(int component) const { return planes_[static_cast<size_t>(component)].high; }
+
   Block* row(int component, int y) const {
     const Plane& plane = planes_[static_cast<size_t>(component)];
     return plane.blocks.data() + static_cast<ptrdiff_t>(y) * plane.wide;
   }
+
+  // The coefficients of all blocks of a component outside of so many rows and columns are zero: 1, 2, 4, or 8 where
+  // nothing is known.
+  void setCorner(int component, int size) { planes_[static_cast<size_t>(component)].corner = size; }
+  int corner(int component) const { return planes_[static_cast<size_t>(component)].corner; }
 
   // A block of the MCU in a column and a row of a scan.
   Block& block(const ScanBlock& b, int mcuX, int mcuY) const {
@@ -37,7 +46,7 @@ class CoefficientImage {
 
  private:
   struct Plane {
-    int wide;
+    int wide = 0, high = 0, corner = 8;
     img::AlignedArray<Block> blocks;
   };
   std::vector<Plane> planes_;

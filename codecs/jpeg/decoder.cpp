@@ -317,7 +317,8 @@ class Reader : public img::RowReader {
         const Plane<Sample>& plane = planes_[static_cast<size_t>(b.component)];
         transformInverse(coefficients_->block(b, x, mcuRow).coefficients,
                          plane.row((mcuRow * b.down + b.y) * plane.blockSize) + (x * b.across + b.x) * plane.blockSize,
-                         plane.step * static_cast<int>(sizeof(Sample)), tables_.inverse[b.component], plane.blockSize);
+                         plane.step * static_cast<int>(sizeof(Sample)), tables_.inverse[b.component], plane.blockSize,
+                         coefficients_->corner(b.component));
       }
     }
   }

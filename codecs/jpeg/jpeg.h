@@ -77,6 +77,7 @@ Error decode(ByteSpan file, const DecodeOptions& options, Image& image, std::str
 struct RecodeOptions {
   enum class Process { same, sequential, progressive } process = Process::same;
   bool optimize = false;
+  int quality = 0; // 1 to 100: quantisation steps become as coarse as its own, where they are finer; 0: they stay
   std::vector<ScanSpec> script;
   int restartInterval = 0; // as in EncodeOptions
   bool restartInRows = false;
@@ -85,7 +86,8 @@ struct RecodeOptions {
   int64_t maxPixels = img::kDefaultMaxPixels;
 };
 
-// Codes the coefficients of a file anew: the same picture, bit by bit. `damage` as in decode.
+// Codes the coefficients of a file anew: the same picture, bit by bit, unless `quality` is given. `damage` as in
+// decode.
 Error recode(img::ByteSource& source, img::ByteSink& sink, const RecodeOptions& options, std::string& damage);
 
 } // namespace jpeg

@@ -6,6 +6,30 @@
 #include "jpeg/writer.h"
 
 namespace jpeg {
+namespace {
+
+// Makes steps as coarse as those of a quality, where they are finer, and the coefficients of a component with them.
+// Steps of more than a byte stay.
+void requantise(const Frame& frame, size_t c, int quality, CoefficientImage& image, uint16_t steps[64]) {
+  uint8_t raw[64];
+  uint16_t wanted[64], forward[64];
+  if (*std::max_element(steps, steps + 64) > 255) return;
+  std::copy_n(kQuantTables[frame.components[c].quantTable != frame.components[0].quantTable], 64, raw);
+  zeliQuantFwdRawTableInit_JPEG_8u(raw, quality);
+  for (int k = 0; k < 64; ++k) raw[k] = std::max(raw[k], static_cast<uint8_t>(steps[kNaturalOrder[k]]));
+  zeliQuantInvTableInit_JPEG_8u16u(raw, wanted);
+  zeliQuantFwdTableInit_JPEG_8u16u(raw, forward);
+  for (int y = 0; y < image.rows(static_cast<int>(c)); ++y) {
+    Block* const row = image.row(static_cast<int>(c), y);
+    for (int x = 0; x < image.blocksWide(static_cast<int>(c)); ++x) {
+      zeliQuantInv8x8_JPEG_16s_C1I(row[x].coefficients, steps);
+      zeliQuantFwd8x8_JPEG_16s_C1I(row[x].coefficients, forward);
+    }
+  }
+  std::copy_n(wanted, 64, steps);
+}
+
+} // namespace
 
 Error recode(img::ByteSource& source, img::ByteSink& sink, const RecodeOptions& options, std::string& damageText) {
   damageText.clear();
@@ -26,6 +50,11 @@ Error recode(img::ByteSource& source, img::ByteSink& sink, const RecodeOptions& 
   std::unique_ptr<CoefficientImage> image;
   uint16_t steps[4][64];
   if (Error error = readCoefficients(source, header, first, 0, damage, image, steps)) return error;
+
+  if (options.quality && frame.bits != 8) return fail("steps of 12-bit files cannot be made coarser");
+  for (size_t c = 0; c < frame.components.size() && options.quality; ++c) {
+    requantise(frame, c, options.quality, *image, steps[c]);
+  }
 
   const bool same = options.process == RecodeOptions::Process::same;
   const bool progressive = same ? wasProgressive : options.process == RecodeOptions::Process::progressive;

@@ -11,6 +11,14 @@ Zel16u clamp12(float value) {
   return static_cast<Zel16u>(std::clamp(std::lrint(value), 0l, long{kMax12}));
 }
 
+// A block of a DC term alone. The library's member cuts an eighth of the product off: half of its divisor goes in
+// first.
+void transformDc(const Zel16s* block, Zel8u* samples, int step, const Zel16u* table) {
+  const Zel16s rounded[64] = {static_cast<Zel16s>(std::clamp(block[0] * table[0] + 4, -32768, 32767))};
+  const Zel16u one[64] = {1};
+  zeliDCTQuantInv8x8LS_1x1_JPEG_16s8u_C1R(rounded, samples, step, one);
+}
+
 } // namespace
 
 void transformForward(const Zel8u* samples, int step, Zel16s* block, const Zel32f* fineTable) {
@@ -21,31 +29,28 @@ void transformForward(const Zel8u* samples, int step, Zel16s* block, const Zel32
   zeliDCTQuantFwd8x8LS_JPEG_16u16s_C1R(fine, 8 * sizeof(Zel16u), block, fineTable);
 }
 
-void transformInverse(const Zel16s* block, Zel8u* samples, int step, const Zel16u* table, int size) {
-  switch (size) {
-    case 8:
-      zeliDCTQuantInv8x8LS_JPEG_16s8u_C1R(block, samples, step, table);
-      return;
-    case 4:
-      zeliDCTQuantInv8x8To4x4LS_JPEG_16s8u_C1R(block, samples, step, table);
-      return;
-    case 2:
-      zeliDCTQuantInv8x8To2x2LS_JPEG_16s8u_C1R(block, samples, step, table);
-      return;
-    default: {
-      // The library's member for the DC term alone cuts an eighth of the product off: half of its divisor goes in
-      // first.
-      const Zel16s rounded[64] = {static_cast<Zel16s>(std::clamp(block[0] * table[0] + 4, -32768, 32767))};
-      const Zel16u one[64] = {1};
-      Zel8u flat[64];
-      zeliDCTQuantInv8x8LS_1x1_JPEG_16s8u_C1R(rounded, flat, 8, one);
-      *samples = flat[0];
-    }
+void transformInverse(const Zel16s* block, Zel8u* samples, int step, const Zel16u* table, int size, int corner) {
+  if (size == 8 && corner == 8) [[likely]] {
+    zeliDCTQuantInv8x8LS_JPEG_16s8u_C1R(block, samples, step, table);
+  } else if (size == 8 && corner == 4) {
+    zeliDCTQuantInv8x8LS_4x4_JPEG_16s8u_C1R(block, samples, step, table);
+  } else if (size == 8 && corner == 2) {
+    zeliDCTQuantInv8x8LS_2x2_JPEG_16s8u_C1R(block, samples, step, table);
+  } else if (size == 8) {
+    transformDc(block, samples, step, table);
+  } else if (size == 4) {
+    zeliDCTQuantInv8x8To4x4LS_JPEG_16s8u_C1R(block, samples, step, table);
+  } else if (size == 2) {
+    zeliDCTQuantInv8x8To2x2LS_JPEG_16s8u_C1R(block, samples, step, table);
+  } else {
+    Zel8u flat[64];
+    transformDc(block, flat, 8, table);
+    *samples = flat[0];
   }
 }
 
 // There is no reduced member for 12 bits: the samples of the full transform are averaged.
-void transformInverse(const Zel16s* block, Zel16u* samples, int step, const Zel32f* table, int size) {
+void transformInverse(const Zel16s* block, Zel16u* samples, int step, const Zel32f* table, int size, int) {
   if (size == 8) {
     zeliDCTQuantInv8x8LS_JPEG_16s16u_C1R(block, samples, step, table);
     return;

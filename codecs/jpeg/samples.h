@@ -36,9 +36,10 @@ inline void transformForward(const Zel16u* samples, int step, Zel16s* block, con
 constexpr int kFineScale = 16;
 void transformForward(const Zel8u* samples, int step, Zel16s* block, const Zel32f* fineTable);
 
-// Inverse transform to size x size samples, size 8, 4, 2 or 1.
-void transformInverse(const Zel16s* block, Zel8u* samples, int step, const Zel16u* table, int size);
-void transformInverse(const Zel16s* block, Zel16u* samples, int step, const Zel32f* table, int size);
+// Inverse transform to size x size samples, size 8, 4, 2 or 1. Outside of `corner` rows and columns all coefficients
+// are zero, corner 8, 4, 2 or 1.
+void transformInverse(const Zel16s* block, Zel8u* samples, int step, const Zel16u* table, int size, int corner = 8);
+void transformInverse(const Zel16s* block, Zel16u* samples, int step, const Zel32f* table, int size, int corner = 8);
 
 // The library spreads the rows of a call over threads if it has more pixels than this. The codec has threads of its own
 // and makes smaller calls.

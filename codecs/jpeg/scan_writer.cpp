@@ -2,7 +2,6 @@
 
 #include <cctype>
 #include <cstdlib>
-#include <new>
 
 #include "jpeg/writer.h"
 
@@ -30,11 +29,7 @@ class Writer {
         codesDc_(sequential || (spec.Ss == 0 && spec.Ah == 0)),
         codesAc_(sequential || spec.Ss > 0),
         options_(options),
-        interval_(int64_t{options.restartInterval} * (options.restartInRows ? scan_.mcusWide : 1)) {
-    ZeliEncodeHuffmanState* state = nullptr;
-    if (zeliEncodeHuffmanStateInitAlloc_JPEG_8u(&state) != zelStatusOk) throw std::bad_alloc();
-    state_.reset(state);
-  }
+        interval_(int64_t{options.restartInterval} * (options.restartInRows ? scan_.mcusWide : 1)) {}
 
   // `restartIntervalNow` is what the last restart interval segment has said.
   Error write(int64_t& restartIntervalNow) {
@@ -92,7 +87,7 @@ class Writer {
 
   void begin() {
     std::fill(lastDc_, lastDc_ + 4, Zel16s{0});
-    zeliEncodeHuffmanStateInit_JPEG_8u(state_.get());
+    state_.init();
   }
 
   static Error check(ZelStatus status) {
@@ -161,13 +156,11 @@ class Writer {
   }
 
   Error makeTables(SegmentWriter& segments) {
-    const auto make = [&](int kind, int id, const HuffmanList& typical, const SymbolCounts& counts, EncodeSpec& owner) {
+    const auto make = [&](int kind, int id, const HuffmanList& typical, const SymbolCounts& counts,
+                          EncodeSpecRecord& spec) {
       const HuffmanList list = options_.optimize || !covers(typical, counts) ? optimalList(counts) : typical;
-      ZeliEncodeHuffmanSpec* spec = nullptr;
-      const ZelStatus status = zeliEncodeHuffmanSpecInitAlloc_JPEG_8u(list.bits, list.values, &spec);
-      owner.reset(spec);
       segments.huffmanTable(kind, id, list);
-      return status == zelStatusOk ? Error{} : fail("cannot make Huffman tables");
+      return spec.init(list) ? Error{} : fail("cannot make Huffman tables");
     };
     bool used[2] = {};
     for (const int c : spec_.components) used[tableOf(c)] = true;
@@ -190,10 +183,10 @@ class Writer {
   const ScanOptions& options_;
   const int64_t interval_;
   bool writing_ = false;
-  EncodeState state_;
+  EncodeStateRecord state_;
   Zel16s lastDc_[4] = {};
   SymbolCounts dcCounts_[2], acCounts_[2];
-  EncodeSpec dc_[2], ac_[2];
+  EncodeSpecRecord dc_[2], ac_[2];
   Bytes bytes_;
   Zel32s position_ = 0;
 };

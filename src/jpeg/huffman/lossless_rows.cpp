@@ -1,6 +1,5 @@
 // Rows of differences of the lossless process to and from a segment, sample by sample of up to four planes.
 #include <algorithm>
-#include <new>
 #include <utility>
 
 #include "frame/checks.h"
@@ -66,7 +65,7 @@ int encodeColumns(const BitSink& sink, const Zel16s* const* planes, int width,
 struct SampleLengths {
   Zel8u lengths[256];
 
-  explicit SampleLengths(const ZeliDecodeHuffmanSpec& spec) {
+  void set(const ZeliDecodeHuffmanSpec& spec) {
     for (int i = 0; i < 256; ++i) { // compilers make vectors of it
       const Zel32u entry = spec.fastLookup[i];
       const Zel32u length = (entry >> 16) + (entry & 15);
@@ -85,13 +84,13 @@ int decodeColumns(const BitSource& source, Zel16s* const* planes, int width,
   Zel16s* rows[kPlanes];
   const ZeliDecodeHuffmanSpec* specs[kPlanes];
   const Zel8u* lengths[kPlanes];
-  alignas(SampleLengths) Zel8u memory[kPlanes * sizeof(SampleLengths)];
+  SampleLengths memory[kPlanes];
   for (int c = 0; c < kPlanes; ++c) {
     rows[c] = planes[c];
     specs[c] = tables[c];
-    lengths[c] = c > 0 && specs[c] == specs[c - 1]
-                     ? lengths[c - 1]
-                     : (new (memory + c * sizeof(SampleLengths)) SampleLengths(*specs[c]))->lengths;
+    const bool same = c > 0 && specs[c] == specs[c - 1];
+    if (!same) memory[c].set(*specs[c]);
+    lengths[c] = same ? lengths[c - 1] : memory[c].lengths;
   }
   // False: it is left to the accurate procedure.
   const auto sample = [&](int c, int x) __attribute__((always_inline)) {
