@@ -1,6 +1,12 @@
 #include "jpeg/coefficient_reader.h"
 
 #include <algorithm>
+#include <array>
+#include <atomic>
+#include <cstring>
+#include <functional>
+
+#include "common/side_by_side.h"
 
 namespace jpeg {
 namespace {
@@ -11,30 +17,55 @@ constexpr int kMostScans = 500;
 // Which bits of a coefficient have come: the lowest one, or none.
 constexpr int kNothing = 16;
 
-// One scan of blocks in memory.
+// A scan with all that it needs.
+struct ScanJob {
+  ScanHeader header;
+  bool progressive;
+  Scan scan;
+  int interval;
+  DecodeSpec dc[4], ac[4]; // by component
+  ByteSpan data;           // from its first byte on, to the end of the file
+
+  ScanJob(ByteSpan bytes, const Header& file, const ScanHeader& scanHeader)
+      : header(scanHeader),
+        progressive(file.process == kSof2),
+        scan(layOutScan(file.frame, scanHeader.components)),
+        interval(file.restartInterval),
+        data(bytes) {
+    for (const int c : header.components) {
+      dc[c] = file.dc[header.dcTable[c]];
+      ac[c] = file.ac[header.acTable[c]];
+    }
+  }
+};
+
+// Reads a scan of blocks in memory.
 class BlockReader {
  public:
-  BlockReader(ByteSpan data, const Header& header, const ScanHeader& scan, const CoefficientImage& image,
-              Damage& damage)
-      : data_(data),
-        length_(static_cast<Zel32s>(std::min<size_t>(data.size(), INT32_MAX))),
-        progressive_(header.process == kSof2),
-        header_(scan),
-        scan_(layOutScan(header.frame, scan.components)),
-        interval_(header.restartInterval),
+  BlockReader(const ScanJob& job, const CoefficientImage& image, Damage& damage)
+      : data_(job.data),
+        length_(static_cast<Zel32s>(std::min<size_t>(job.data.size(), INT32_MAX))),
+        progressive_(job.progressive),
+        header_(job.header),
+        scan_(job.scan),
+        interval_(job.interval),
         image_(image),
         damage_(damage) {
-    for (const int c : scan.components) {
-      dc_[c] = header.dc[scan.dcTable[c]].get();
-      ac_[c] = header.ac[scan.acTable[c]].get();
+    for (const int c : header_.components) {
+      dc_[c] = job.dc[c].get();
+      ac_[c] = job.ac[c].get();
     }
     state_.init();
   }
 
+  // Called in front of each row of MCUs and behind the last, with its number; false gives up.
+  using OnRow = std::function<bool(int row)>;
+
   // Reads the scan, and tells how many bytes it takes.
-  Error read(size_t& taken) {
+  Error read(size_t& taken, const OnRow& onRow = {}) {
     int64_t mcu = 0;
     for (int y = 0; y < scan_.mcusHigh; ++y) {
+      if (onRow && !onRow(y)) return {};
       for (int x = 0; x < scan_.mcusWide; ++x, ++mcu) {
         if (interval_ && mcu > 0 && mcu % interval_ == 0) nextInterval(static_cast<int>(mcu / interval_ - 1) & 7, y);
         for (const ScanBlock& b : scan_.mcu) {
@@ -50,6 +81,7 @@ class BlockReader {
       }
       if (damage_.stops()) return damage_.error();
     }
+    if (onRow) onRow(scan_.mcusHigh);
     toMarker();
     taken = static_cast<size_t>(position_);
     return {};
@@ -113,7 +145,7 @@ class BlockReader {
   const Zel32s length_;
   const bool progressive_;
   const ScanHeader& header_;
-  const Scan scan_;
+  const Scan& scan_;
   const int interval_;
   const CoefficientImage& image_;
   Damage& damage_;
@@ -198,29 +230,139 @@ Error checkTables(Header& header, const ScanHeader& scan) {
   }
 }
 
+// What a scan takes of the header: the tables that hold for its components' coefficients.
+class StepsOfScans {
+ public:
+  explicit StepsOfScans(uint16_t steps[4][64]) : steps_(steps) {
+    for (int c = 0; c < 4; ++c) std::fill_n(steps[c], 64, uint16_t{1}); // of a component without a scan
+  }
+  void add(const Header& header, const ScanHeader& scan) {
+    for (const int c : scan.components) {
+      if (known_[c]) continue;
+      known_[c] = true;
+      std::copy_n(header.quantTables[header.frame.components[static_cast<size_t>(c)].quantTable], 64, steps_[c]);
+    }
+  }
+
+ private:
+  uint16_t (*steps_)[64];
+  bool known_[4] = {};
+};
+
+// The bytes of a scan: up to the marker behind it, which is no restart.
+size_t lengthOfScan(ByteSpan data) {
+  for (size_t at = 0; at + 1 < data.size();) {
+    const void* found = std::memchr(data.data() + at, 0xFF, data.size() - at - 1);
+    if (!found) break;
+    at = static_cast<size_t>(static_cast<const uint8_t*>(found) - data.data());
+    const int code = data[at + 1];
+    if (code != 0 && code != 0xFF && !isRestart(code)) return at;
+    at += code == 0xFF ? 1 : 2;
+  }
+  return data.size();
+}
+
+// Reads scans side by side. A scan may read a row of blocks when the one before it of the same component is through
+// with it, and with it all others. False: something is wrong, which is left to reading one by one.
+bool readSideBySide(const std::vector<ScanJob>& jobs, const std::vector<size_t>& lengths, const Frame& frame,
+                    int threads, const CoefficientImage& image) {
+  constexpr int kAll = INT32_MAX;
+  Damage damage(false);
+  std::vector<std::atomic<int>> rowsDone(jobs.size()); // of MCUs
+  struct Before {
+    int job = -1, down = 1;
+  };
+  std::vector<std::array<Before, 4>> before(jobs.size());
+  std::array<Before, 4> last{};
+  const auto downOf = [&](const ScanJob& job, int c) {
+    return job.header.components.size() == 1 ? 1 : frame.components[static_cast<size_t>(c)].v;
+  };
+  for (size_t i = 0; i < jobs.size(); ++i) {
+    before[i] = last;
+    for (const int c : jobs[i].header.components) {
+      last[static_cast<size_t>(c)] = {static_cast<int>(i), downOf(jobs[i], c)};
+    }
+  }
+  img::sideBySide(jobs.size(), threads, [&](size_t, size_t i) {
+    const ScanJob& job = jobs[i];
+    const auto onRow = [&](int row) {
+      rowsDone[i].store(row, std::memory_order_release);
+      rowsDone[i].notify_all();
+      for (const int c : job.header.components) {
+        const Before& other = before[i][static_cast<size_t>(c)];
+        if (other.job < 0 || row == job.scan.mcusHigh) continue;
+        std::atomic<int>& done = rowsDone[static_cast<size_t>(other.job)];
+        const int64_t needed =
+            std::min<int64_t>(int64_t{row + 1} * downOf(job, c), frame.components[static_cast<size_t>(c)].blocksHigh);
+        for (int now; (now = done.load(std::memory_order_acquire)) != kAll && int64_t{now} * other.down < needed;) {
+          done.wait(now);
+        }
+      }
+      return !damage.found();
+    };
+    size_t taken = 0;
+    const Error error = BlockReader(job, image, damage).read(taken, onRow);
+    if (error || taken != lengths[i]) damage.note("a scan that is not as it should be");
+    rowsDone[i].store(kAll, std::memory_order_release);
+    rowsDone[i].notify_all();
+  });
+  return !damage.found();
+}
+
+// Goes through all headers first. False, with nothing changed but the coefficients: as above.
+bool tryThreads(img::ByteSource& source, Header& header, const ScanHeader& first, int scans, int threads,
+                Damage& damage, CoefficientImage& image, uint16_t steps[4][64]) {
+  Header headerThen = header;
+  img::ByteSource ahead(source.visible());
+  Damage strict(false);
+  ScanOrder order(headerThen, strict);
+  StepsOfScans stepsThen(steps);
+  MarkerReader markers(ahead);
+  std::vector<ScanJob> jobs;
+  std::vector<size_t> lengths;
+  for (ScanHeader scan = first; !scan.components.empty();) {
+    if (order.add(scan) || checkTables(headerThen, scan)) return false;
+    stepsThen.add(headerThen, scan);
+    jobs.emplace_back(ahead.visible(), headerThen, scan);
+    lengths.push_back(lengthOfScan(ahead.visible()));
+    ahead.skip(lengths.back());
+    if (static_cast<int>(jobs.size()) == scans) break;
+    scan = {};
+    if (readToScan(markers, headerThen, scan, strict)) return false;
+  }
+  order.giveCorners(headerThen.frame, image);
+  if (static_cast<int>(jobs.size()) != scans) order.finish(headerThen.frame);
+  if (strict.found() || jobs.size() < 2 || !readSideBySide(jobs, lengths, headerThen.frame, threads, image))
+    return false;
+  for (const std::string& remark : strict.remarks()) damage.remark(remark);
+  source.skip(ahead.position());
+  header = std::move(headerThen);
+  return true;
+}
+
 } // namespace
 
-Error readCoefficients(img::ByteSource& source, Header& header, const ScanHeader& first, int scans, Damage& damage,
-                       std::unique_ptr<CoefficientImage>& image, uint16_t steps[4][64]) {
+Error readCoefficients(img::ByteSource& source, Header& header, const ScanHeader& first, int scans, int threads,
+                       Damage& damage, std::unique_ptr<CoefficientImage>& image, uint16_t steps[4][64]) {
   if (Error error = source.loadAll()) return error;
   const Frame& frame = header.frame;
   image = std::make_unique<CoefficientImage>(frame);
+  if (threads > 1 && header.process == kSof2) {
+    if (tryThreads(source, header, first, scans, threads, damage, *image, steps)) return {};
+    image = std::make_unique<CoefficientImage>(frame);
+  }
   ScanOrder order(header, damage);
   MarkerReader markers(source);
-  bool known[4] = {};
-  for (int c = 0; c < 4; ++c) std::fill_n(steps[c], 64, uint16_t{1}); // of a component without a scan
+  StepsOfScans stepsOfScans(steps);
   ScanHeader scan = first;
   for (int n = 1; !scan.components.empty(); ++n) {
     Error error = order.add(scan);
     if (!error) error = checkTables(header, scan);
     if (!error) {
-      for (const int c : scan.components) {
-        if (known[c]) continue;
-        known[c] = true;
-        std::copy_n(header.quantTables[frame.components[static_cast<size_t>(c)].quantTable], 64, steps[c]);
-      }
+      stepsOfScans.add(header, scan);
+      const ScanJob job(source.visible(), header, scan);
       size_t taken = 0;
-      error = BlockReader(source.visible(), header, scan, *image, damage).read(taken);
+      error = BlockReader(job, *image, damage).read(taken);
       source.skip(taken);
       order.giveCorners(frame, *image);
       if (n == scans && !error) return {};

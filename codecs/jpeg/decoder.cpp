@@ -297,8 +297,8 @@ class Reader : public img::RowReader {
   // All scans of a progressive file. What they make of it is transformed row by row.
   Error readAllScans() {
     uint16_t steps[4][64];
-    if (Error error =
-            readCoefficients(source_, header_, firstScan_, options_.scansRead, damage_, coefficients_, steps)) {
+    if (Error error = readCoefficients(source_, header_, firstScan_, options_.scansRead, options_.threads, damage_,
+                                       coefficients_, steps)) {
       return error;
     }
     std::vector<int> all;

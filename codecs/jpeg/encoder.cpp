@@ -539,7 +539,7 @@ class Writer : public img::RowWriter {
     SegmentWriter writer(bytes);
     beginFile(writer, !isSequential(script_) ? kSof2 : frame_.bits == 8 ? kSof0 : kSof1);
     if (Error error = sink_.write(bytes)) return error;
-    const ScanOptions options{true, options_.restartInterval, options_.restartInRows};
+    const ScanOptions options{true, options_.restartInterval, options_.restartInRows, threads_};
     if (Error error = writeScans(sink_, frame_, *coefficients_, script_, options)) return error;
     bytes.clear();
     writer.marker(kEoi);

@@ -17,7 +17,7 @@ struct FreeSpec {
 };
 
 using EncodeSpec = std::unique_ptr<ZeliEncodeHuffmanSpec, FreeSpec>;
-using DecodeSpec = std::unique_ptr<ZeliDecodeHuffmanSpec, FreeSpec>;
+using DecodeSpec = std::shared_ptr<ZeliDecodeHuffmanSpec>; // scans that are read side by side may share one
 using EncodeState = std::unique_ptr<ZeliEncodeHuffmanState, FreeSpec>;
 using DecodeState = std::unique_ptr<ZeliDecodeHuffmanState, FreeSpec>;
 

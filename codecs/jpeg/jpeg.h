@@ -83,6 +83,7 @@ struct RecodeOptions {
   bool restartInRows = false;
   bool strip = false; // leaves metadata and comments out
   bool keepGoing = false;
+  int threads = 1;
   int64_t maxPixels = img::kDefaultMaxPixels;
 };
 

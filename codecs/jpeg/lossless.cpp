@@ -5,8 +5,10 @@
 #include <cstring>
 #include <new>
 
+#include "common/layout.h"
 #include "jpeg/huffman.h"
-#include "jpeg/samples.h"
+#include "jpeg/lossless_joiner.h"
+#include "jpeg/lossless_planes.h"
 #include "jpeg/writer.h"
 
 namespace jpeg {
@@ -20,10 +22,11 @@ struct PlaneRows {
   Zel16s* rows[kMostPlanes] = {};
 
   void resize(size_t planes, int width) {
-    for (size_t c = 0; c < planes; ++c) {
-      values[c].assign(static_cast<size_t>(width), 0);
-      rows[c] = values[c].data();
-    }
+    for (size_t c = 0; c < planes; ++c) resizeRow(c, width);
+  }
+  void resizeRow(size_t c, int width) {
+    values[c].assign(static_cast<size_t>(width), 0);
+    rows[c] = values[c].data();
   }
 };
 
@@ -34,6 +37,7 @@ size_t mostBytesOfRow(const img::Picture& picture) {
   return picture.rowSamples() * kBytesOfSample + 64;
 }
 
+// Y, Cb, Cr are kept as they are, pairs of pixels with half as much chroma; other layouts become the usual one.
 class Writer : public img::RowWriter {
  public:
   Writer(img::ByteSink& sink, const img::Picture& picture, const EncodeOptions& options)
@@ -41,18 +45,22 @@ class Writer : public img::RowWriter {
         picture_(picture),
         options_(options),
         planes_(static_cast<size_t>(picture.channels())),
-        rowsOfInterval_(options.restartInRows ? options.restartInterval : options.restartInterval / picture.width) {}
+        pairs_(picture.layout == img::Layout::yuyv),
+        ycc_(pairs_ || picture.layout == img::Layout::ycc),
+        mcusWide_(pairs_ ? (picture.width + 1) / 2 : picture.width),
+        rowsOfInterval_(options.restartInRows ? options.restartInterval : options.restartInterval / mcusWide_) {}
 
   Error begin() {
-    const int64_t interval = int64_t{rowsOfInterval_} * picture_.width;
+    const int64_t interval = int64_t{rowsOfInterval_} * mcusWide_;
     if (!options_.restartInRows && interval != options_.restartInterval) {
       return fail("a restart interval of a lossless file holds whole rows");
     }
     if (interval > 65535) return fail("a restart interval holds 65535 samples at most, not %lld", (long long)interval);
     if (options_.pointTransform >= picture_.bits) return fail("the point transform leaves no bits");
-    samples_[0].resize(planes_, picture_.width);
-    samples_[1].resize(planes_, picture_.width);
-    differences_.resize(planes_, picture_.width);
+    for (PlaneRows* rows : {&samples_[0], &samples_[1], &differences_}) {
+      for (size_t c = 0; c < planes_; ++c) rows->resizeRow(c, width(c));
+    }
+    usual_.resize(picture_.rowSamples());
     ZeliEncodeHuffmanState* state = nullptr;
     if (zeliEncodeHuffmanStateInitAlloc_JPEG_8u(&state) != zelStatusOk) throw std::bad_alloc();
     state_.reset(state);
@@ -70,8 +78,10 @@ class Writer : public img::RowWriter {
 
   Error write(const img::ConstRows& rows) override {
     for (int y = 0; y < rows.count; ++y) {
-      if (picture_.sampleBytes() == 1)
-        split(rows.row<Zel8u>(y));
+      if (pairs_)
+        splitPairs(rows.row<Zel8u>(y));
+      else if (picture_.sampleBytes() == 1)
+        split(usual(rows.row<Zel8u>(y)));
       else
         split(rows.row<Zel16u>(y));
       if (Error error = writeRow()) return error;
@@ -91,6 +101,25 @@ class Writer : public img::RowWriter {
   }
 
  private:
+  int width(size_t c) const { return pairs_ && c == 0 ? 2 * mcusWide_ : mcusWide_; }
+
+  const Zel8u* usual(const Zel8u* row) {
+    if (ycc_ || picture_.layout == img::Layout::usual) return row;
+    img::toUsual(picture_.layout, row, picture_.width, usual_.data(), picture_.channels());
+    return usual_.data();
+  }
+
+  void splitPairs(const Zel8u* pair) {
+    const int shift = options_.pointTransform;
+    Zel16s* const* rows = samples_[0].rows;
+    for (int x = 0; x < mcusWide_; ++x, pair += 4) {
+      rows[0][2 * x] = static_cast<Zel16s>(pair[0] >> shift);
+      rows[1][x] = static_cast<Zel16s>(pair[1] >> shift);
+      rows[0][2 * x + 1] = static_cast<Zel16s>(pair[2] >> shift);
+      rows[2][x] = static_cast<Zel16s>(pair[3] >> shift);
+    }
+  }
+
   // C, M, Y, K are inverted in files.
   template <class Sample>
   void split(const Sample* row) {
@@ -110,10 +139,9 @@ class Writer : public img::RowWriter {
     for (size_t c = 0; c < planes_; ++c) {
       const Zel16s* row = samples_[0].rows[c];
       if (first) {
-        zeliDiffPredFirstRow_JPEG_16s_C1(row, differences_.rows[c], picture_.width, picture_.bits,
-                                         options_.pointTransform);
+        zeliDiffPredFirstRow_JPEG_16s_C1(row, differences_.rows[c], width(c), picture_.bits, options_.pointTransform);
       } else {
-        zeliDiffPredRow_JPEG_16s_C1(row, samples_[1].rows[c], differences_.rows[c], picture_.width, options_.predictor);
+        zeliDiffPredRow_JPEG_16s_C1(row, samples_[1].rows[c], differences_.rows[c], width(c), options_.predictor);
       }
     }
     std::swap(samples_[0], samples_[1]);
@@ -132,8 +160,9 @@ class Writer : public img::RowWriter {
     if (Error error = beginScan(lists)) return error;
     for (int y = 0; y < picture_.height; ++y) {
       Zel16s* rows[kMostPlanes] = {};
-      const size_t begin = static_cast<size_t>(y) * static_cast<size_t>(picture_.width);
-      for (size_t c = 0; c < planes_; ++c) rows[c] = &kept_[c][begin];
+      for (size_t c = 0; c < planes_; ++c) {
+        rows[c] = &kept_[c][static_cast<size_t>(y) * static_cast<size_t>(width(c))];
+      }
       if (Error error = codeRow(y, rows)) return error;
     }
     return {};
@@ -152,7 +181,22 @@ class Writer : public img::RowWriter {
       bytes_[static_cast<size_t>(position_++)] = static_cast<uint8_t>(kRst0 + (y / rowsOfInterval_ - 1) % 8);
     }
     const Zel16s* from[kMostPlanes] = {rows[0], rows[1], rows[2], rows[3]};
-    return code(from, 0);
+    return pairs_ ? codePairs(from) : code(from, 0);
+  }
+
+  // Two samples of Y and one each of the others in turn.
+  Error codePairs(const Zel16s** rows) {
+    const auto length = static_cast<Zel32s>(bytes_.size());
+    for (int x = 0; x < mcusWide_; ++x) {
+      for (int i = 0; i < 4; ++i) {
+        const size_t c = i < 2 ? 0 : static_cast<size_t>(i) - 1;
+        const ZelStatus status =
+            zeliEncodeHuffmanOne_JPEG_16s1u_C1(i < 2 ? &rows[0][2 * x + i] : &rows[c][x], bytes_.data(), length,
+                                               &position_, specs_[c].get(), state_.get(), 0);
+        if (status != zelStatusOk) return fail("the entropy coder failed (status %d)", status);
+      }
+    }
+    return {};
   }
 
   void makeRoom() {
@@ -178,7 +222,8 @@ class Writer : public img::RowWriter {
     std::vector<int> tables;
     for (size_t c = 0; c < planes_; ++c) {
       Component component;
-      component.id = planes_ == 3 ? "RGB"[c] : static_cast<int>(c) + 1;
+      component.id = planes_ == 3 && !ycc_ ? "RGB"[c] : static_cast<int>(c) + 1;
+      if (pairs_ && c == 0) component.h = 2;
       frame.components.push_back(component);
       scan.components.push_back(static_cast<int>(c));
       tables.push_back(static_cast<int>(c) << 4);
@@ -186,7 +231,7 @@ class Writer : public img::RowWriter {
     Bytes header;
     SegmentWriter writer(header);
     writer.marker(kSoi);
-    if (planes_ > 1)
+    if (planes_ > 1 && !ycc_)
       writer.adobe(0);
     else
       writer.jfif(picture_.metadata.density);
@@ -200,7 +245,7 @@ class Writer : public img::RowWriter {
       specs_[c].reset(spec);
       writer.huffmanTable(0, static_cast<int>(c), lists[c]);
     }
-    if (rowsOfInterval_) writer.restartInterval(rowsOfInterval_ * picture_.width);
+    if (rowsOfInterval_) writer.restartInterval(rowsOfInterval_ * mcusWide_);
     writer.scan(frame, scan, tables);
     return sink_.write(header);
   }
@@ -209,10 +254,12 @@ class Writer : public img::RowWriter {
   const img::Picture picture_;
   const EncodeOptions options_;
   const size_t planes_;
-  const int rowsOfInterval_;
+  const bool pairs_, ycc_;
+  const int mcusWide_, rowsOfInterval_;
   int row_ = 0;
   PlaneRows samples_[2]; // of the row, and of the one above
   PlaneRows differences_;
+  Bytes usual_;
   EncodeState state_;
   EncodeSpec specs_[kMostPlanes];
   Bytes bytes_;
@@ -221,56 +268,63 @@ class Writer : public img::RowWriter {
   std::vector<std::vector<Zel16s>> kept_; // of all differences
 };
 
+// What no reader of this process takes, and headers that make no sense.
+Error checkHeader(const Header& header, const ScanHeader& scan, const DecodeOptions& options,
+                  const img::ByteSource& source) {
+  const Frame& frame = header.frame;
+  const size_t planes = frame.components.size();
+  if (planes == 2) return fail("files of two components are not supported");
+  if (frame.bits < 2 || frame.bits > 16) return fail("%d bits a sample are not supported", frame.bits);
+  if (scan.Ss < 1 || scan.Ss > 7 || scan.Al >= frame.bits) return fail("bad scan header");
+  if (LosslessJoiner(header).converts() && frame.bits != 8 && frame.bits != 12) {
+    return fail("lossless Y, Cb, Cr of %d bits are not supported", frame.bits);
+  }
+  if (planes == 4 && header.adobeTransform.value_or(0) == 2) return fail("lossless YCCK files are not supported");
+  if (options.scale != 1) return fail("a lossless file has no pictures of reduced size");
+  // A sample takes a bit at least.
+  const std::optional<uint64_t> size = source.size();
+  uint64_t samples = 0;
+  for (const Component& c : frame.components)
+    samples += static_cast<uint64_t>(c.width) * static_cast<uint64_t>(c.height);
+  if (size && !options.keepGoing && samples / 8 > *size) {
+    return fail("the file is too short for %d x %d pixels", frame.width, frame.height);
+  }
+  return {};
+}
+
+// Whether one scan holds as many samples of each component.
+bool isSimple(const Header& header, const ScanHeader& scan) {
+  const Frame& frame = header.frame;
+  const auto full = [&](const Component& c) { return c.h == frame.hMax && c.v == frame.vMax; };
+  return scan.components.size() == frame.components.size() &&
+         std::all_of(frame.components.begin(), frame.components.end(), full) &&
+         (frame.components.size() == 1 || (frame.hMax == 1 && frame.vMax == 1));
+}
+
 class Reader : public img::RowReader {
  public:
   Reader(img::ByteSource& source, const DecodeOptions& options, const Header& header, const ScanHeader& scan)
       : source_(source),
+        joiner_(header),
         damage_(options.keepGoing),
         planes_(header.frame.components.size()),
         predictor_(scan.Ss),
-        pointTransform_(scan.Al),
-        flips_(planes_ == 4 && header.adobeTransform.has_value()),
-        convert_(planes_ == 3 && (header.jfif || header.adobeTransform.value_or(0) != 0)) {
-    picture_.width = header.frame.width;
-    picture_.height = header.frame.height;
-    picture_.bits = header.frame.bits;
-    picture_.metadata = metadataOf(header);
-    picture_.colour = planes_ == 1 ? img::Colour::grey : planes_ == 3 ? img::Colour::rgb : img::Colour::cmyk;
+        pointTransform_(scan.Al) {
+    picture_ = joiner_.picture();
     rowsOfInterval_ = header.restartInterval / picture_.width;
   }
 
-  Error open(Header&& header, const ScanHeader& scan, const DecodeOptions& options, const Damage& damageOfHeader) {
-    const Frame& frame = header.frame;
+  Error open(const Header& header, const ScanHeader& scan, const Damage& damageOfHeader) {
     for (const std::string& remark : damageOfHeader.remarks()) damage_.remark(remark);
-    if (planes_ == 2) return fail("files of two components are not supported");
-    if (frame.bits < 2 || frame.bits > 16) return fail("%d bits a sample are not supported", frame.bits);
-    if (scan.components.size() != planes_) return fail("lossless files of several scans are not supported");
-    for (const Component& c : frame.components) {
-      if (c.h != frame.hMax || c.v != frame.vMax) return fail("lossless files with subsampling are not supported");
-    }
-    if (predictor_ < 1 || predictor_ > 7 || pointTransform_ >= frame.bits) return fail("bad scan header");
-    if (convert_ && frame.bits != 8 && frame.bits != 12) {
-      return fail("lossless Y, Cb, Cr of %d bits are not supported", frame.bits);
-    }
-    if (planes_ == 4 && header.adobeTransform.value_or(0) == 2) return fail("lossless YCCK files are not supported");
     if (header.restartInterval % picture_.width) return fail("a restart interval that is no number of rows");
-    if (options.scale != 1) return fail("a lossless file has no pictures of reduced size");
-    // A sample takes a bit at least.
-    const std::optional<uint64_t> size = source_.size();
-    const auto samples = static_cast<uint64_t>(picture_.rowSamples()) * static_cast<uint64_t>(picture_.height);
-    if (size && !options.keepGoing && samples / 8 > *size) {
-      return fail("the file is too short for %d x %d pixels", frame.width, frame.height);
-    }
     for (size_t c = 0; c < planes_; ++c) {
-      specs_[c] = std::move(header.dc[scan.dcTable[c]]);
-      if (specs_[c]) shared_[scan.dcTable[c]] = specs_[c].get();
-      tables_[c] = shared_[scan.dcTable[c]];
+      specs_[c] = header.dc[scan.dcTable[c]];
+      tables_[c] = specs_[c].get();
       if (!tables_[c]) return fail("a Huffman table is missing");
     }
     samples_[0].resize(planes_, picture_.width);
     samples_[1].resize(planes_, picture_.width);
     differences_.resize(planes_, picture_.width);
-    converted_.resize(3 * static_cast<size_t>(picture_.width));
     ZeliDecodeHuffmanState* state = nullptr;
     if (zeliDecodeHuffmanStateInitAlloc_JPEG_8u(&state) != zelStatusOk) throw std::bad_alloc();
     state_.reset(state);
@@ -280,10 +334,8 @@ class Reader : public img::RowReader {
   Error read(const img::Rows& rows) override {
     for (int y = 0; y < rows.count; ++y) {
       if (Error error = readRow()) return error;
-      if (picture_.sampleBytes() == 1)
-        join(rows.row<Zel8u>(y));
-      else
-        join(rows.row<Zel16u>(y));
+      const int shifts[kMostPlanes] = {pointTransform_, pointTransform_, pointTransform_, pointTransform_};
+      joiner_.join(samples_[0].rows, shifts, rows, y);
     }
     return {};
   }
@@ -364,39 +416,17 @@ class Reader : public img::RowReader {
     return damage_.stops() ? damage_.error() : Error{};
   }
 
-  template <class Sample>
-  void join(Sample* row) {
-    const int most = picture_.maxValue(), flip = flips_ ? most : 0;
-    const auto width = static_cast<size_t>(picture_.width);
-    Sample* const to = row;
-    for (size_t c = 0; c < planes_; ++c) {
-      const Zel16s* from = samples_[0].rows[c];
-      for (size_t x = 0; x < width; ++x) {
-        const int value = std::min(static_cast<Zel16u>(from[x]) << pointTransform_, most);
-        to[x * planes_ + c] = static_cast<Sample>(value ^ flip);
-      }
-    }
-    if (!convert_) return;
-    auto* planes = reinterpret_cast<Sample*>(converted_.data());
-    for (size_t c = 0; c < 3; ++c) {
-      for (size_t x = 0; x < width; ++x) planes[c * width + x] = to[3 * x + c];
-    }
-    const Sample* const rows[3] = {planes, planes + width, planes + 2 * width};
-    convertInverse(rows, to, picture_.width);
-  }
-
   img::ByteSource& source_;
+  LosslessJoiner joiner_;
   Damage damage_;
   const size_t planes_;
   const int predictor_, pointTransform_;
-  const bool flips_, convert_;
   int rowsOfInterval_ = 0, row_ = 0;
   PlaneRows samples_[2]; // of the row, and of the one above
   PlaneRows differences_;
-  std::vector<Zel16u> converted_;
   DecodeState state_;
   DecodeSpec specs_[kMostPlanes];
-  const ZeliDecodeHuffmanSpec *tables_[kMostPlanes] = {}, *shared_[kMostPlanes] = {};
+  const ZeliDecodeHuffmanSpec* tables_[kMostPlanes] = {};
   Zel32s marker_ = 0;
   int pending_ = 0; // a marker that may belong to a later interval
   bool ended_ = false;
@@ -406,8 +436,13 @@ class Reader : public img::RowReader {
 
 Error openLosslessReader(img::ByteSource& source, const DecodeOptions& options, Header&& header, const ScanHeader& scan,
                          const Damage& damageOfHeader, std::unique_ptr<img::RowReader>& reader) {
+  if (Error error = checkHeader(header, scan, options, source)) return error;
+  if (!isSimple(header, scan)) {
+    reader = openLosslessPlanes(source, options, std::move(header), scan, damageOfHeader);
+    return {};
+  }
   auto own = std::make_unique<Reader>(source, options, header, scan);
-  Error error = own->open(std::move(header), scan, options, damageOfHeader);
+  Error error = own->open(header, scan, damageOfHeader);
   if (!error) reader = std::move(own);
   return error;
 }

@@ -93,7 +93,7 @@ Error makeDecodeSpec(const HuffmanList& list, bool dc, DecodeSpec& owner, int ma
       zeliDecodeHuffmanSpecInitAlloc_JPEG_8u(list.bits, list.values, &spec) != zelStatusOk) {
     return fail("bad Huffman table");
   }
-  owner.reset(spec);
+  owner.reset(spec, FreeSpec());
   return {};
 }
 

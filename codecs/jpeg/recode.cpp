@@ -49,7 +49,7 @@ Error recode(img::ByteSource& source, img::ByteSink& sink, const RecodeOptions& 
   const bool wasProgressive = header.process == kSof2;
   std::unique_ptr<CoefficientImage> image;
   uint16_t steps[4][64];
-  if (Error error = readCoefficients(source, header, first, 0, damage, image, steps)) return error;
+  if (Error error = readCoefficients(source, header, first, 0, options.threads, damage, image, steps)) return error;
 
   if (options.quality && frame.bits != 8) return fail("steps of 12-bit files cannot be made coarser");
   for (size_t c = 0; c < frame.components.size() && options.quality; ++c) {
@@ -88,7 +88,7 @@ Error recode(img::ByteSource& source, img::ByteSink& sink, const RecodeOptions& 
   segments.frame(isSequential(script) ? sequentialProcess : kSof2, frame);
   if (Error error = sink.write(start)) return error;
   const ScanOptions scanOptions{options.optimize || frame.bits != 8 || !isSequential(script), options.restartInterval,
-                                options.restartInRows};
+                                options.restartInRows, options.threads};
   if (Error error = writeScans(sink, frame, *image, script, scanOptions)) return error;
   Bytes end;
   SegmentWriter(end).marker(kEoi);

@@ -105,8 +105,8 @@ class RoadReader : public img::RowReader {
 
   Error begin() {
     const Frame& frame = header_.frame;
-    if (Error error =
-            readCoefficients(source_, header_, firstScan_, options_.scansRead, damage_, coefficients_, steps_)) {
+    if (Error error = readCoefficients(source_, header_, firstScan_, options_.scansRead, options_.threads, damage_,
+                                       coefficients_, steps_)) {
       return error;
     }
     // As wide as whole MCUs.

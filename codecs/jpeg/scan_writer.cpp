@@ -3,6 +3,7 @@
 #include <cctype>
 #include <cstdlib>
 
+#include "common/side_by_side.h"
 #include "jpeg/writer.h"
 
 namespace jpeg {
@@ -31,8 +32,10 @@ class Writer {
         options_(options),
         interval_(int64_t{options.restartInterval} * (options.restartInRows ? scan_.mcusWide : 1)) {}
 
+  int64_t restartInterval() const { return interval_; }
+
   // `restartIntervalNow` is what the last restart interval segment has said.
-  Error write(int64_t& restartIntervalNow) {
+  Error write(int64_t restartIntervalNow) {
     if (interval_ > 65535) return fail("a restart interval holds 65535 MCUs at most, not %lld", (long long)interval_);
     if (codesDc_ || codesAc_) {
       if (Error error = walk([&](int component, Block& block) { return count(component, block.coefficients); })) {
@@ -43,7 +46,6 @@ class Writer {
     SegmentWriter segments(header);
     if (Error error = makeTables(segments)) return error;
     if (interval_ != restartIntervalNow) segments.restartInterval(static_cast<int>(interval_));
-    restartIntervalNow = interval_;
     std::vector<int> tables;
     for (const int c : spec_.components) {
       tables.push_back((codesDc_ ? tableOf(c) << 4 : 0) | (codesAc_ ? tableOf(c) : 0));
@@ -287,10 +289,30 @@ Error writeScans(img::ByteSink& sink, const Frame& frame, const CoefficientImage
                  const std::vector<ScanSpec>& script, const ScanOptions& options) {
   if (Error error = checkScript(script, frame)) return error;
   const bool sequential = isSequential(script);
-  int64_t restartInterval = 0;
-  for (const ScanSpec& spec : script) {
-    Writer writer(sink, frame, image, spec, sequential, options);
-    if (Error error = writer.write(restartInterval)) return error;
+  std::vector<std::unique_ptr<Writer>> writers;
+  const bool aside = options.threads > 1 && script.size() > 1;
+  std::vector<Bytes> parts(aside ? script.size() : 0);
+  std::vector<img::MemorySink> sinks(parts.begin(), parts.end());
+  for (size_t i = 0; i < script.size(); ++i) {
+    img::ByteSink& own = aside ? sinks[i] : sink;
+    writers.push_back(std::make_unique<Writer>(own, frame, image, script[i], sequential, options));
+  }
+  const auto write = [&](size_t i) { return writers[i]->write(i == 0 ? 0 : writers[i - 1]->restartInterval()); };
+  if (!aside) {
+    for (size_t i = 0; i < script.size(); ++i) {
+      if (Error error = write(i)) return error;
+    }
+    return {};
+  }
+  // The last scans are the longest as a rule.
+  std::vector<Error> errors(script.size());
+  img::sideBySide(script.size(), options.threads, [&](size_t, size_t i) {
+    const size_t scan = script.size() - 1 - i;
+    errors[scan] = write(scan);
+  });
+  for (size_t i = 0; i < script.size(); ++i) {
+    if (errors[i]) return errors[i];
+    if (Error error = sink.write(parts[i])) return error;
   }
   return {};
 }

@@ -23,6 +23,7 @@ struct ScanOptions {
   bool optimize = true; // else the typical tables, as far as they have all symbols
   int restartInterval = 0;
   bool restartInRows = false;
+  int threads = 1; // scans are written side by side
 };
 
 // The tables, the header and the data of each scan.

@@ -152,6 +152,7 @@ class Jpeg : public Format {
   Error recode(img::ByteSource& source, img::ByteSink& sink, const Settings& settings, std::string& damage) override {
     recode_.maxPixels = settings.maxPixels;
     recode_.keepGoing = settings.keepGoing;
+    recode_.threads = settings.threads;
     return jpeg::recode(source, sink, recode_, damage);
   }
 

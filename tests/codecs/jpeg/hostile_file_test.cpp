@@ -119,7 +119,7 @@ TEST(HostileFile, BadHeadersAreNamed) {
   } cases[] = {
       {{{0, 0x89}}, "not a JPEG file"},
       {{{frame - 3, 0xC2}}, "a scan of bad coefficients (0 to 63)"},
-      {{{frame - 3, 0xC3}}, "lossless files with subsampling are not supported"},
+      {{{frame - 3, 0xC3}}, "bad scan header"},
       {{{frame - 3, 0xC9}}, "arithmetic-coded files are not supported"},
       {{{frame, 12}}, "12 bits a sample are not supported"}, // in a baseline frame
       {{{frame, 16}, {frame - 3, 0xC1}}, "16 bits a sample are not supported"},

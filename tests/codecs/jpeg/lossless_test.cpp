@@ -60,15 +60,62 @@ TEST(LosslessFiles, KeepEverySample) {
   }
 }
 
+// A file with a scan for each component, of the scans of three grey files.
+Bytes inThreeScans(const Image& image, const jpeg::EncodeOptions& options) {
+  Bytes all;
+  for (int c = 0; c < 3; ++c) {
+    Image plane;
+    img::shape(plane, image.width, image.height, 1, 8);
+    for (int y = 0; y < image.height; ++y) {
+      for (int x = 0; x < image.width; ++x) plane.row<uint8_t>(y)[x] = image.row<uint8_t>(y)[3 * x + c];
+    }
+    const Bytes grey = encoded(plane, options);
+    size_t at = 2;
+    while (grey[at + 1] != 0xC3) at += 2u + grey[at + 2] * 256u + grey[at + 3];
+    const size_t behindFrame = at + 2u + grey[at + 2] * 256u + grey[at + 3];
+    if (c == 0) {
+      all = {0xFF, 0xD8, 0xFF, 0xC3, 0, 17, 8, grey[at + 5], grey[at + 6], grey[at + 7], grey[at + 8], 3};
+      for (const char id : {'R', 'G', 'B'}) all.insert(all.end(), {static_cast<uint8_t>(id), 0x11, 0});
+    }
+    const size_t begin = all.size();
+    all.insert(all.end(), grey.begin() + static_cast<ptrdiff_t>(behindFrame), grey.end() - 2);
+    for (size_t i = begin; i + 5 < all.size(); ++i) {
+      if (all[i] != 0xFF || all[i + 1] != 0xDA) continue;
+      all[i + 5] = static_cast<uint8_t>("RGB"[c]);
+      break;
+    }
+  }
+  all.insert(all.end(), {0xFF, 0xD9});
+  return all;
+}
+
+TEST(LosslessFiles, OfSeveralScansAreRead) {
+  Random random(7);
+  for (const int restart : {0, 3}) {
+    const Image image = noise(50, 20, img::Colour::rgb, 8, random);
+    jpeg::EncodeOptions options;
+    options.lossless = true;
+    options.predictor = 5;
+    options.restartInRows = true;
+    options.restartInterval = restart;
+    EXPECT_EQ(decoded(inThreeScans(image, options)).bytes, image.bytes);
+  }
+}
+
 TEST(LosslessFiles, DamageHasAnEnd) {
   Random random(2);
   const Image image = noise(40, 30, img::Colour::rgb, 8, random);
-  for (const int restart : {0, 5}) {
+  Image pairs = image; // pixels that mean something else
+  pairs.layout = img::Layout::yuyv;
+  pairs.width = 60;
+  for (int kind = 0; kind < 6; ++kind) {
     jpeg::EncodeOptions options;
     options.lossless = true;
     options.restartInRows = true;
-    options.restartInterval = restart;
-    const Bytes whole = encoded(image, options);
+    options.restartInterval = kind % 2 ? 5 : 0;
+    const Bytes whole = kind < 2   ? encoded(image, options)
+                        : kind < 4 ? inThreeScans(image, options)
+                                   : encoded(pairs, options);
     for (size_t length = 0; length < whole.size(); length += length < 200 ? 1 : 17) {
       const Bytes cut(whole.begin(), whole.begin() + static_cast<ptrdiff_t>(length));
       Image out;

@@ -45,7 +45,7 @@ TEST(Progressive, ScansAndTablesChangeNoPixel) {
           if (kind == 3) options.script = separate;
           options.restartInterval = restart;
           options.restartInRows = kind == 1;
-          options.threads = kind == 4 ? 3 : 1;
+          options.threads = kind >= 2 ? 3 : 1;
           const Bytes file = encoded(scene, options);
           jpeg::DecodeOptions reading;
           reading.threads = options.threads;
@@ -134,11 +134,21 @@ std::vector<size_t> scansOf(const Bytes& file) {
   return scans;
 }
 
+// On one thread, and with threads, which must not change a thing.
 jpeg::Error decodeQuietly(const Bytes& file, bool keepGoing, Image& image, std::string& damage) {
   jpeg::DecodeOptions options;
   options.keepGoing = keepGoing;
   options.maxPixels = 1 << 20;
-  return jpeg::decode(file, options, image, damage);
+  const jpeg::Error error = jpeg::decode(file, options, image, damage);
+  options.threads = 2;
+  Image other;
+  std::string otherDamage;
+  EXPECT_EQ(jpeg::decode(file, options, other, otherDamage).message, error.message);
+  if (!error) {
+    EXPECT_EQ(other.bytes, image.bytes);
+    EXPECT_EQ(otherDamage, damage);
+  }
+  return error;
 }
 
 TEST(Progressive, BadScansAreNamed) {

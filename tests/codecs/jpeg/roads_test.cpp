@@ -127,6 +127,47 @@ TEST(Roads, PlanesGiveTheSameBytesWhereTheArithmeticIsTheSame) {
   }
 }
 
+// Y, Cb, Cr come through the lossless process as they are, with as much chroma as they have.
+TEST(Roads, LosslessFilesTakeEveryLayout) {
+  for (const auto& [width, height] : {std::pair{1, 1}, {2, 3}, {97, 31}}) {
+    for (const Layout layout : kLayouts) {
+      const Image source = inLayout(gradients(width, height), layout);
+      for (const bool optimize : {false, true}) {
+        for (const int restart : {0, 2}) {
+          jpeg::EncodeOptions options;
+          options.lossless = true;
+          options.optimize = optimize;
+          options.predictor = 1 + width % 7;
+          options.restartInterval = restart;
+          options.restartInRows = true;
+          const Image back = decoded(encoded(source, options));
+          const bool exact = layout != Layout::ycc && layout != Layout::yuyv; // converted by another form
+          EXPECT_TRUE(near(back, usual(source), exact ? 0 : 3, 1.5)) << width << " " << static_cast<int>(layout);
+        }
+      }
+    }
+  }
+}
+
+// The first scans of a progressive file leave most coefficients zero, which the usual way makes use of.
+TEST(Roads, FirstScansAreNearTheFullTransform) {
+  jpeg::EncodeOptions options;
+  const char* const scripts[] = {"0,1,2: 0-0,0,0; 0: 1-63,0,0;", "0,1,2: 0-0,0,0; 0: 1-2,0,0; 1: 1-9,0,0; 2: 1-5,0,0;"};
+  for (const char* script : scripts) {
+    ASSERT_FALSE(jpeg::parseScript(script, options.script));
+    const Bytes file = encoded(img::renderScene(120, 90), options);
+    for (int scans = 1; scans <= 4; ++scans) {
+      jpeg::DecodeOptions reading;
+      reading.scansRead = scans;
+      const Image usually = decoded(file, reading);
+      reading.threads = 3;
+      EXPECT_EQ(decoded(file, reading).bytes, usually.bytes);
+      reading.road = Road::planes;
+      EXPECT_TRUE(near(usually, decoded(file, reading), 4, 0.8)) << script << scans;
+    }
+  }
+}
+
 // C, M, Y, K: every way into a file and every way out of it.
 TEST(Roads, KeepInks) {
   Image inks;
