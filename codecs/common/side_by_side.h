@@ -10,7 +10,7 @@ template <class F>
 void sideBySide(size_t items, int threads, F work) {
   Pipeline pipeline;
   pipeline.items = static_cast<int64_t>(items);
-  pipeline.begin = pipeline.end = [](int64_t, int) { return true; };
+  pipeline.begin = [](int64_t, int) { return true; };
   pipeline.work = [&](int64_t item, int slot) {
     work(static_cast<size_t>(slot / Pipeline::kSlotsOfThread), static_cast<size_t>(item));
     return true;

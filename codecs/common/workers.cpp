@@ -37,7 +37,7 @@ class Runner {
       const int begun = oldest(firstSlot), free = find(firstSlot, kFree);
       InFlight& first = at(ended_);
       const bool canBegin = !beginning_ && begun_ < p_.items && free >= 0;
-      if (!ending_ && ended_ < begun_ && first.worked && first.slot / kSlots == thread) {
+      if (p_.end && !ending_ && ended_ < begun_ && first.worked && first.slot / kSlots == thread) {
         ending_ = true;
         step(lock, [&] { return p_.end(ended_, first.slot); });
         slots_[static_cast<size_t>(first.slot)] = kFree;
@@ -54,7 +54,12 @@ class Runner {
         const int64_t item = slots_[static_cast<size_t>(begun)];
         slots_[static_cast<size_t>(begun)] = kBusy;
         step(lock, [&] { return p_.work(item, begun); });
-        at(item).worked = true;
+        if (p_.end) {
+          at(item).worked = true;
+        } else {
+          slots_[static_cast<size_t>(begun)] = kFree;
+          ++ended_;
+        }
       } else {
         const uint32_t seen = changes_.load(std::memory_order_relaxed);
         lock.unlock();

@@ -17,7 +17,7 @@ struct Pipeline {
   bool beginsEarly = false; // `begin` is the longest step: a thread that can take it does nothing else before
   std::function<bool(int64_t item, int slot)> begin;
   std::function<bool(int64_t item, int slot)> work; // the thread is slot / kSlotsOfThread
-  std::function<bool(int64_t item, int slot)> end;
+  std::function<bool(int64_t item, int slot)> end;  // none: items need no order behind their work
 };
 
 // Does it on at most so many threads, fewer where the system gives fewer. Returns when no step is going on any more.
