@@ -10,6 +10,7 @@
 #include "jpeg2000/jp2.h"
 #include "jpeg2000/levels.h"
 #include "jpeg2000/packets.h"
+#include "jpeg2000/samples.h"
 
 namespace j2k {
 namespace {
@@ -43,12 +44,12 @@ class BlockDecoder {
       return true;
     }
     makeState({1 << c.coding.blockWidthBits, 1 << c.coding.blockHeightBits});
-    const bool good = decodePasses(job, at, size);
+    const bool good = decodePasses(job, size);
     const int below = 31 - job.band->bitPlanes; // bits under the lowest plane
     if (c.coding.reversible) {
-      toIntegers(at, size, c.width, below);
+      toIntegers(size, at, c.width, below);
     } else {
-      scale(at, size, c.width, static_cast<float>(std::ldexp(job.band->step, job.fraction - below)));
+      scale(size, at, c.width, static_cast<float>(std::ldexp(job.band->step, job.fraction - below)));
     }
     return good;
   }
@@ -62,11 +63,12 @@ class BlockDecoder {
     if (zeliDecodeCBProgrInitAlloc_JPEG2K(&state_, most_) != zelStatusOk) throw std::bad_alloc();
   }
 
-  bool decodePasses(const BlockJob& job, Zel32s* at, ZeliSize size) {
+  bool decodePasses(const BlockJob& job, ZeliSize size) {
     const TileComponent& c = *job.component;
     const CodeBlock& block = *job.block;
     const int style = c.coding.style, top = 31 - block.zeroPlanes;
-    zeliDecodeCBProgrAttach_JPEG2K_32s_C1R(at, c.step(), size, state_, librarySubband(job.band->orientation), top,
+    zeliDecodeCBProgrAttach_JPEG2K_32s_C1R(samples_, 4 * size.width, size, state_,
+                                           librarySubband(job.band->orientation), top,
                                            libraryStyle(style) | (style & kPredictable ? 0x100000 : 0));
     int passes = 0;
     for (const Piece& piece : block.pieces) passes += piece.passes;
@@ -101,34 +103,32 @@ class BlockDecoder {
   }
 
   // Sign and magnitude to integers, with what lies under the lowest plane cut off.
-  static void toIntegers(Zel32s* at, ZeliSize size, int step, int below) {
-    for (int y = 0; y < size.height; ++y, at += step) {
-      for (int x = 0; x < size.width; ++x) {
-        const int magnitude = (at[x] & 0x7fffffff) >> below, sign = at[x] >> 31;
-        at[x] = (magnitude ^ sign) - sign;
-      }
-    }
+  void toIntegers(ZeliSize size, Zel32s* at, int step, int below) const {
+    toPlane(size, at, step, [=](Zel32s v) { return (v & 0x7fffffff) >> below; });
   }
-  static void scale(Zel32s* at, ZeliSize size, int step, float factor) {
-    for (int y = 0; y < size.height; ++y, at += step) {
+  void scale(ZeliSize size, Zel32s* at, int step, float factor) const {
+    toPlane(size, at, step, [=](Zel32s v) {
+      const float magnitude = static_cast<float>(v & 0x7fffffff) * factor + 0.5f;
+      return static_cast<Zel32s>(magnitude > 1073741824.0f ? 1073741824.0f : magnitude);
+    });
+  }
+  template <class F>
+  void toPlane(ZeliSize size, Zel32s* at, int step, F magnitudeOf) const {
+    const Zel32s* from = samples_;
+    for (int y = 0; y < size.height; ++y, from += size.width, at += step) {
       for (int x = 0; x < size.width; ++x) {
-        const float magnitude = std::min(static_cast<float>(at[x] & 0x7fffffff) * factor, 1073741824.0f);
-        const int sign = at[x] >> 31;
-        at[x] = (static_cast<int>(magnitude + 0.5f) ^ sign) - sign;
+        const Zel32s magnitude = magnitudeOf(from[x]), sign = from[x] >> 31;
+        at[x] = (magnitude ^ sign) - sign;
       }
     }
   }
 
   ZeliDecodeCBProgrState_JPEG2K* state_ = nullptr;
   ZeliSize most_ = {0, 0}; // of a block
+  // The block is decoded here: the rows of a plane that lie below each other would share few lines of the cache.
+  alignas(64) Zel32s samples_[kMaxBlockSamples];
   Bytes joined_;
 };
-
-// To the nearest integer, ties to even, by what the sum cannot hold any more.
-int rounded(float v) {
-  constexpr float kShift = 3 << 22;
-  return static_cast<int>((std::clamp(v, -1e6f, 1e6f) + kShift) - kShift);
-}
 
 // A sample of `bits` bits on the scale of `wanted` bits.
 int rescaled(int v, int bits, int wanted) {
@@ -155,11 +155,18 @@ class Reader : public img::RowReader {
       while (tiles_.empty() || row_ >= tileRowEnd_) {
         if (Error error = readTileRow()) return error;
       }
-      if (picture_.sampleBytes() == 1) {
-        makeRow(rows.row<uint8_t>(y));
-      } else {
-        makeRow(rows.row<uint16_t>(y));
-      }
+      makeRow(row_, rows.part(y, 1), scratches_[0]);
+    }
+    return {};
+  }
+
+  // By itself the reader tells how far it has come with the code-blocks, which take most of its time.
+  bool pushes() const override { return true; }
+  Error push(img::RowWriter& writer, const img::Progress& progress) override {
+    progress_ = progress;
+    while (row_ < picture_.height) {
+      if (Error error = readTileRow()) return error;
+      if (Error error = pushTileRow(writer)) return error;
     }
     return {};
   }
@@ -223,13 +230,13 @@ class Reader : public img::RowReader {
         }
       }
     }
-    scratch_.resize(static_cast<size_t>(picture_.width));
     return {};
   }
 
   Error readTileRow() {
     const int across = codestream_.tilesAcross();
     tiles_.clear();
+    firstTile_ = nextTile_;
     for (int i = 0; i < across; ++i) {
       Tile tile;
       if (Error error = readTile(nextTile_++, tile)) return error;
@@ -237,6 +244,44 @@ class Reader : public img::RowReader {
     }
     tileRowEnd_ = pixelY(tiles_[0].rect.y1) - pixelY(codestream_.image.y0);
     return {};
+  }
+
+  // Rows are made side by side and written in their order.
+  Error pushTileRow(img::RowWriter& writer) {
+    constexpr int kRows = 16;
+    const size_t rowBytes = picture_.rowBytes();
+    std::vector<Bytes> strips(scratches_.size() * img::Pipeline::kSlotsOfThread);
+    Error error;
+    const auto rowsOf = [&](int64_t item, int slot) {
+      const int y = kRows * static_cast<int>(item);
+      return img::Rows{strips[static_cast<size_t>(slot)].data(), static_cast<ptrdiff_t>(rowBytes),
+                       std::min(kRows, tileRowEnd_ - row_ - y)};
+    };
+    img::Pipeline pipeline;
+    pipeline.items = (tileRowEnd_ - row_ + kRows - 1) / kRows;
+    pipeline.begin = [&](int64_t, int slot) {
+      strips[static_cast<size_t>(slot)].resize(kRows * rowBytes);
+      return true;
+    };
+    pipeline.work = [&](int64_t item, int slot) {
+      const img::Rows rows = rowsOf(item, slot);
+      RowScratch& scratch = scratches_[static_cast<size_t>(slot / img::Pipeline::kSlotsOfThread)];
+      for (int y = 0; y < rows.count; ++y) {
+        makeRow(row_ + kRows * static_cast<int>(item) + y, rows.part(y, 1), scratch);
+      }
+      return true;
+    };
+    pipeline.end = [&](int64_t item, int slot) {
+      error = writer.write(img::asConst(rowsOf(item, slot)));
+      return !error;
+    };
+    img::run(pipeline, options_.threads);
+    row_ = tileRowEnd_;
+    tell(row_);
+    return error;
+  }
+  void tell(int rows) const {
+    if (progress_) progress_(rows);
   }
 
   Error readTile(int index, Tile& tile) {
@@ -255,7 +300,26 @@ class Reader : public img::RowReader {
     if (!what.empty()) {
       if (Error error = damage(what)) return error;
     }
-    std::vector<BlockJob> jobs;
+    std::vector<Job> jobs;
+    if (Error error = makeJobs(tile, jobs)) return error;
+    if (!decodeBlocks(tile, jobs)) {
+      if (Error error = damage("a code-block contradicts itself")) return error;
+    }
+    for (TileComponent& c : tile.components) c.resolutions.clear();
+    return {};
+  }
+
+  // A code-block, or the wavelet of a component when all of its blocks are there.
+  struct Job {
+    BlockJob block;
+    size_t component;
+    bool isBlock;
+  };
+
+  Error makeJobs(Tile& tile, std::vector<Job>& jobs) const {
+    // Each component's wavelet comes when the next one's blocks are well under way, so that nobody waits for it.
+    size_t due = 0;
+    const auto join = [&](size_t component) { jobs.push_back({{}, component, false}); };
     for (size_t i = 0; i < tile.components.size(); ++i) {
       TileComponent& c = tile.components[i];
       const int wanted = c.coding.levels - options_.reduce;
@@ -263,6 +327,7 @@ class Reader : public img::RowReader {
       c.width = rect.width();
       c.height = rect.height();
       c.plane = img::AlignedArray<Zel32s>(static_cast<size_t>(c.width) * static_cast<size_t>(c.height));
+      due = jobs.size() + 2 * static_cast<size_t>(options_.threads);
       for (int r = 0; r <= wanted; ++r) {
         const Resolution& resolution = c.resolutions[static_cast<size_t>(r)];
         for (const Precinct& precinct : resolution.precincts) {
@@ -270,112 +335,98 @@ class Reader : public img::RowReader {
             const Band& band = resolution.bands[b];
             if (band.bitPlanes > 31) return fail("more bit planes than are supported");
             for (const CodeBlock& block : precinct.bands[b].blocks) {
-              jobs.push_back({&c, &band, &block, fractionBits(codestream_.components[i].bits)});
+              if (i > 0 && jobs.size() == due) join(i - 1);
+              jobs.push_back({{&c, &band, &block, fractionBits(codestream_.components[i].bits)}, i, true});
             }
           }
         }
       }
+      if (i > 0 && jobs.size() <= due) join(i - 1);
     }
-    std::atomic<bool> good{true};
-    std::vector<BlockDecoder> decoders(static_cast<size_t>(options_.threads));
-    sideBySide(jobs.size(), [&](size_t thread, size_t item) {
-      if (!decoders[thread].decode(jobs[item])) good = false;
-    });
-    if (!good) {
-      if (Error error = damage("a code-block contradicts itself")) return error;
-    }
-    sideBySide(tile.components.size(),
-               [&](size_t, size_t item) { joinLevels(tile.components[item], options_.reduce); });
-    for (TileComponent& c : tile.components) c.resolutions.clear();
-    joinComponents(tile, parameters);
+    join(tile.components.size() - 1);
     return {};
   }
 
-  // The component transform in the planes of a tile, and irreversible samples to integers behind it.
-  void joinComponents(Tile& tile, const TileParameters& parameters) {
-    for (size_t i = 0, group; i < tile.components.size(); i += group) {
-      group = i == 0 && parameters.componentTransform ? 3 : 1;
-      if (parameters.coding[i].reversible && group == 1) continue;
-      TileComponent* const c = &tile.components[i];
-      constexpr int kRows = 32; // enough for a thread
-      const int rows = (c->height + kRows - 1) / kRows;
-      sideBySide(static_cast<size_t>(rows), [&](size_t, size_t item) {
-        const int y = kRows * static_cast<int>(item);
-        const ZeliSize size = {c->width, std::min(kRows, c->height - y)};
-        Zel32s* planes[3];
-        for (size_t k = 0; k < group; ++k)
-          planes[k] = c[k].plane.data() + static_cast<size_t>(y) * static_cast<size_t>(c->width);
-        if (parameters.coding[i].reversible) {
-          zeliRCTInv_JPEG2K_32s_P3IR(planes, c->step(), size);
-        } else {
-          roundPlanes(planes, group, size, codestream_.components[i].bits);
+  // False if a block contradicts itself.
+  bool decodeBlocks(Tile& tile, const std::vector<Job>& jobs) {
+    std::atomic<bool> good{true};
+    std::vector<std::atomic<size_t>> left(tile.components.size());
+    for (const Job& job : jobs) left[job.component] += job.isBlock;
+    std::vector<BlockDecoder> decoders(static_cast<size_t>(options_.threads));
+    const size_t rows = static_cast<size_t>(pixelY(tile.rect.y1) - pixelY(codestream_.image.y0) - row_);
+    const auto across = static_cast<size_t>(codestream_.tilesAcross());
+    img::sideBySide(jobs.size(), options_.threads, [&](size_t thread, size_t item) {
+      const Job& job = jobs[item];
+      std::atomic<size_t>& blocks = left[job.component];
+      if (!job.isBlock) {
+        for (size_t n; (n = blocks) > 0;) blocks.wait(n);
+        return joinLevels(tile.components[job.component], options_.reduce);
+      }
+      const struct Done {
+        std::atomic<size_t>& blocks;
+        ~Done() {
+          if (--blocks == 0) blocks.notify_all();
         }
-      });
-    }
-  }
-  template <class F>
-  void sideBySide(size_t items, F work) {
-    img::sideBySide(items, options_.threads, work);
-  }
-
-  // One plane, or three behind their component transform.
-  static void roundPlanes(Zel32s* const planes[3], size_t count, ZeliSize size, int bits) {
-    const auto width = static_cast<size_t>(size.width);
-    const auto unit = static_cast<float>(std::ldexp(1.0, -fractionBits(bits)));
-    std::vector<Zel32f> floats(count * width);
-    Zel32f* const lines[] = {floats.data(), floats.data() + (count > 1 ? width : 0),
-                             floats.data() + (count - 1) * width};
-    for (size_t y = 0; y < static_cast<size_t>(size.height); ++y) {
-      for (size_t k = 0; k < count; ++k) {
-        const Zel32s* from = planes[k] + y * width;
-        for (size_t x = 0; x < width; ++x) lines[k][x] = static_cast<float>(from[x]) * unit;
-      }
-      if (count == 3) zeliICTInv_JPEG2K_32f_P3IR(lines, 4 * size.width, {size.width, 1});
-      for (size_t k = 0; k < count; ++k) {
-        Zel32s* to = planes[k] + y * width;
-        for (size_t x = 0; x < width; ++x) to[x] = rounded(lines[k][x]);
-      }
-    }
+      } done{blocks}; // also where memory runs out: somebody may wait
+      if (!decoders[thread].decode(job.block)) good = false;
+      if (thread == 0)
+        tell(row_ + static_cast<int>(rows * (tiles_.size() * jobs.size() + item) / (across * jobs.size())));
+    });
+    return good;
   }
 
-  // The samples of a component of a tile in the current row; those of a coarser grid are repeated in `scratch`.
-  const Zel32s* lineOf(const Tile& tile, size_t i, int x, int width, Zel32s* scratch) const {
+  // The samples of a component of a tile in a row of pixels; those of a coarser grid are repeated.
+  const Zel32s* lineOf(const Tile& tile, size_t i, int row, int x, int width, std::vector<Zel32s>& repeated) const {
     const TileComponent& c = tile.components[i];
     const int dx = codestream_.components[i].dx / gridX_, dy = codestream_.components[i].dy / gridY_;
     const Rect rect = reduced(c.rect, options_.reduce);
     if (rect.empty()) {
-      std::fill_n(scratch, width, 0);
-      return scratch;
+      repeated.assign(static_cast<size_t>(width), 0);
+      return repeated.data();
     }
-    const int y = row_ + pixelY(codestream_.image.y0), x0 = x + pixelX(codestream_.image.x0);
+    const int y = row + pixelY(codestream_.image.y0), x0 = x + pixelX(codestream_.image.x0);
     const int cy = std::clamp(y / dy, rect.y0, rect.y1 - 1) - rect.y0;
     const Zel32s* from = c.plane.data() + static_cast<size_t>(cy) * static_cast<size_t>(c.width);
     if (dx == 1) return from;
-    for (int k = 0; k < width; ++k) scratch[k] = from[std::clamp((x0 + k) / dx, rect.x0, rect.x1 - 1) - rect.x0];
-    return scratch;
+    repeated.clear();
+    for (int k = 0; k < width; ++k) repeated.push_back(from[std::clamp((x0 + k) / dx, rect.x0, rect.x1 - 1) - rect.x0]);
+    return repeated.data();
   }
 
+  void makeRow(int row, const img::Rows& to, RowScratch& scratch) const {
+    if (picture_.sampleBytes() == 1) {
+      makeRow(row, to.row<uint8_t>(0), scratch);
+    } else {
+      makeRow(row, to.row<uint16_t>(0), scratch);
+    }
+  }
   template <class Sample>
-  void makeRow(Sample* row) {
+  void makeRow(int row, Sample* to, RowScratch& scratch) const {
     const int origin = pixelX(codestream_.image.x0);
     const size_t channels = codestream_.components.size();
     const bool fromYcc = container_.space == Container::Space::ycc && channels >= 3;
-    for (const Tile& tile : tiles_) {
+    for (size_t i = 0; i < tiles_.size(); ++i) {
+      const Tile& tile = tiles_[i];
+      const TileParameters& parameters = codestream_.parameters(firstTile_ + static_cast<int>(i));
       const int begin = pixelX(tile.rect.x0) - origin, width = pixelX(tile.rect.x1) - origin - begin;
       if (width < 1) continue;
-      Sample* to = row + static_cast<size_t>(begin) * channels;
-      for (size_t i = 0; i < channels; ++i) {
-        const int bits = codestream_.components[i].bits;
-        const int offset = 1 << (bits - 1), most = (1 << bits) - 1; // signed samples are moved to begin at 0, too
-        const Zel32s* line = lineOf(tile, i, begin, width, scratch_.data());
-        for (size_t x = 0; x < static_cast<size_t>(width); ++x) {
-          to[x * channels + i] = static_cast<Sample>(std::clamp(line[x] + offset, 0, most));
-        }
-        for (size_t x = 0; bits != picture_.bits && x < static_cast<size_t>(width); ++x) {
-          to[x * channels + i] = static_cast<Sample>(rescaled(to[x * channels + i], bits, picture_.bits));
+      std::vector<ComponentRow>& components = scratch.components;
+      components.clear();
+      scratch.repeated.resize(channels);
+      for (size_t k = 0; k < channels; ++k) {
+        components.push_back({lineOf(tile, k, row, begin, width, scratch.repeated[k]), codestream_.components[k].bits,
+                              parameters.coding[k].reversible});
+      }
+      Sample* pixels = to + static_cast<size_t>(begin) * channels;
+      // Signed samples are moved to begin at 0, too.
+      toPixels(components, width, parameters.componentTransform, pixels, scratch);
+      for (size_t k = 0; k < channels; ++k) {
+        const int bits = components[k].bits;
+        for (size_t x = k; bits != picture_.bits && x < static_cast<size_t>(width) * channels; x += channels) {
+          pixels[x] = static_cast<Sample>(rescaled(pixels[x], bits, picture_.bits));
         }
       }
-      for (int x = 0; fromYcc && x < width; ++x) toRgb(to + static_cast<size_t>(x) * channels);
+      for (int x = 0; fromYcc && x < width; ++x) toRgb(pixels + static_cast<size_t>(x) * channels);
     }
   }
 
@@ -394,8 +445,9 @@ class Reader : public img::RowReader {
   Codestream codestream_;
   std::vector<Tile> tiles_; // of the row of tiles that rows are made of
   int gridX_ = 1, gridY_ = 1;
-  int nextTile_ = 0, tileRowEnd_ = 0, row_ = 0;
-  std::vector<Zel32s> scratch_; // a row of a component
+  int firstTile_ = 0, nextTile_ = 0, tileRowEnd_ = 0, row_ = 0;
+  std::vector<RowScratch> scratches_{static_cast<size_t>(options_.threads)};
+  img::Progress progress_;
 };
 
 } // namespace

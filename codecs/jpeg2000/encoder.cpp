@@ -1,6 +1,7 @@
 // Writing: a row of tiles is gathered, transformed component by component, its code-blocks are coded side by side, and
 // what the layers take of them goes out in packets.
 #include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <cstring>
 
@@ -8,11 +9,10 @@
 #include "jpeg2000/jp2.h"
 #include "jpeg2000/levels.h"
 #include "jpeg2000/rate.h"
+#include "jpeg2000/samples.h"
 
 namespace j2k {
 namespace {
-
-constexpr int kMaxBlockSamples = 4096;
 
 int log2Of(int v) {
   int bits = 0;
@@ -165,18 +165,27 @@ class Writer : public img::RowWriter {
   }
 
   Error write(const img::ConstRows& rows) override {
-    for (int y = 0; y < rows.count; ++y, ++row_) {
+    for (int y = 0; y < rows.count; ++y) {
       if (tiles_.empty()) {
         if (Error error = beginTileRow()) return error;
       }
-      if (picture_.sampleBytes() == 1) {
-        takeRow(rows.row<uint8_t>(y));
-      } else {
-        takeRow(rows.row<uint16_t>(y));
-      }
-      if (row_ + 1 == tiles_[0].rect.y1) {
+      takeRow(row_, rows.part(y, 1), scratches_[0]);
+      if (++row_ == tiles_[0].rect.y1) {
         if (Error error = endTileRow()) return error;
       }
+    }
+    return {};
+  }
+
+  // By itself the writer tells how far it has come with the code-blocks, which take most of its time.
+  bool pulls() const override { return true; }
+  Error pull(img::RowReader& reader, const img::Progress& progress) override {
+    progress_ = progress;
+    while (row_ < picture_.height) {
+      if (Error error = beginTileRow()) return error;
+      if (Error error = pullTileRow(reader)) return error;
+      if (Error error = endTileRow()) return error;
+      tell(row_);
     }
     return {};
   }
@@ -224,7 +233,6 @@ class Writer : public img::RowWriter {
     p.sop = p.eph = options_.packetMarkers;
     p.coding.assign(c.components.size(), coding);
     p.quantisation.assign(c.components.size(), quantisation(coding));
-    line_.resize(3 * static_cast<size_t>(picture_.width));
     return {};
   }
 
@@ -278,50 +286,76 @@ class Writer : public img::RowWriter {
     return {};
   }
 
+  // Rows are read in their order and taken side by side.
+  Error pullTileRow(img::RowReader& reader) {
+    constexpr int kRows = 16;
+    const int begin = row_, end = tiles_[0].rect.y1;
+    const size_t rowBytes = picture_.rowBytes();
+    std::vector<Bytes> strips(scratches_.size() * img::Pipeline::kSlotsOfThread);
+    Error error;
+    const auto rowsOf = [&](int64_t item, int slot) {
+      const int y = begin + kRows * static_cast<int>(item);
+      return img::Rows{strips[static_cast<size_t>(slot)].data(), static_cast<ptrdiff_t>(rowBytes),
+                       std::min(kRows, end - y)};
+    };
+    img::Pipeline pipeline;
+    pipeline.items = (end - begin + kRows - 1) / kRows;
+    pipeline.begin = [&](int64_t item, int slot) {
+      strips[static_cast<size_t>(slot)].resize(kRows * rowBytes);
+      error = reader.read(rowsOf(item, slot));
+      return !error;
+    };
+    pipeline.work = [&](int64_t item, int slot) {
+      const img::ConstRows rows = img::asConst(rowsOf(item, slot));
+      RowScratch& scratch = scratches_[static_cast<size_t>(slot / img::Pipeline::kSlotsOfThread)];
+      for (int y = 0; y < rows.count; ++y) {
+        takeRow(begin + kRows * static_cast<int>(item) + y, rows.part(y, 1), scratch);
+      }
+      return true;
+    };
+    pipeline.end = [](int64_t, int) { return true; };
+    img::run(pipeline, options_.threads);
+    row_ = end;
+    return error;
+  }
+  void tell(int rows) const {
+    if (progress_) progress_(rows);
+  }
+
+  void takeRow(int y, const img::ConstRows& from, RowScratch& scratch) {
+    if (picture_.sampleBytes() == 1) {
+      takeRow(y, from.row<uint8_t>(0), scratch);
+    } else {
+      takeRow(y, from.row<uint16_t>(0), scratch);
+    }
+  }
   template <class Sample>
-  void takeRow(const Sample* row) {
+  void takeRow(int y, const Sample* row, RowScratch& scratch) {
     const auto channels = static_cast<size_t>(picture_.channels());
-    const int offset = 1 << (picture_.bits - 1);
-    const float unit = std::ldexp(1.0f, fractionBits(picture_.bits));
     for (Tile& tile : tiles_) {
       const int width = tile.rect.width();
       Zel32s* planes[4];
       for (size_t i = 0; i < channels; ++i) {
         planes[i] =
-            tile.components[i].plane.data() + static_cast<size_t>(row_ - tile.rect.y0) * static_cast<size_t>(width);
-        const Sample* from = row + static_cast<size_t>(tile.rect.x0) * channels + i;
-        for (size_t x = 0; x < static_cast<size_t>(width); ++x) planes[i][x] = from[x * channels] - offset;
+            tile.components[i].plane.data() + static_cast<size_t>(y - tile.rect.y0) * static_cast<size_t>(width);
       }
-      const bool transformed = codestream_.main.componentTransform;
-      if (!lossy()) {
-        if (transformed) zeliRCTFwd_JPEG2K_32s_P3IR(planes, 4 * width, {width, 1});
-        continue;
-      }
-      Zel32f* const lines[] = {line_.data(), line_.data() + width, line_.data() + 2 * width};
-      for (size_t i = 0; i < channels; i += transformed && i == 0 ? 3 : 1) {
-        const size_t group = transformed && i == 0 ? 3 : 1;
-        for (size_t k = 0; k < group; ++k) {
-          for (int x = 0; x < width; ++x) lines[k][x] = static_cast<Zel32f>(planes[i + k][x]);
-        }
-        if (group == 3) zeliICTFwd_JPEG2K_32f_P3IR(lines, 4 * width, {width, 1});
-        for (size_t k = 0; k < group; ++k) {
-          for (int x = 0; x < width; ++x) planes[i + k][x] = static_cast<Zel32s>(lines[k][x] * unit);
-        }
-      }
+      toComponents(row + static_cast<size_t>(tile.rect.x0) * channels, width, channels, picture_.bits, !lossy(),
+                   codestream_.main.componentTransform, planes, scratch);
     }
   }
 
   Error endTileRow() {
-    for (Tile& tile : tiles_) {
-      encodeTile(tile);
+    for (size_t i = 0; i < tiles_.size(); ++i) {
+      Tile& tile = tiles_[i];
+      encodeTile(tile, i);
       Bytes bytes(14);
       writePackets(codestream_.main, tile, bytes);
       if (bytes.size() > UINT32_MAX) return fail("a tile of more than 4 GB");
       const auto index = static_cast<uint32_t>(nextTile_++), length = static_cast<uint32_t>(bytes.size());
       const uint32_t head[] = {0xFF90, 10, index, length >> 16, length & 0xFFFF, 0x0001, 0xFF93};
-      for (size_t i = 0; i < 7; ++i) {
-        bytes[2 * i] = static_cast<uint8_t>(head[i] >> 8);
-        bytes[2 * i + 1] = static_cast<uint8_t>(head[i]);
+      for (size_t k = 0; k < 7; ++k) {
+        bytes[2 * k] = static_cast<uint8_t>(head[k] >> 8);
+        bytes[2 * k + 1] = static_cast<uint8_t>(head[k]);
       }
       if (Error error = sink_.write(bytes)) return error;
       tile.components.clear();
@@ -330,9 +364,7 @@ class Writer : public img::RowWriter {
     return {};
   }
 
-  void encodeTile(Tile& tile) {
-    img::sideBySide(tile.components.size(), options_.threads,
-                    [&](size_t, size_t item) { splitLevels(tile.components[item]); });
+  void encodeTile(Tile& tile, size_t index) {
     std::vector<BlockJob> jobs;
     for (TileComponent& c : tile.components) {
       for (Resolution& resolution : c.resolutions) {
@@ -344,8 +376,27 @@ class Writer : public img::RowWriter {
         }
       }
     }
-    img::sideBySide(jobs.size(), options_.threads,
-                    [&](size_t thread, size_t item) { encoders_[thread].encode(jobs[item], lossy()); });
+    // The wavelets of all components come first; a block waits for that of its own.
+    const size_t components = tile.components.size();
+    std::vector<std::atomic<bool>> isSplit(components);
+    const size_t items = components + jobs.size();
+    const auto rows = static_cast<size_t>(tile.rect.height()), across = static_cast<size_t>(codestream_.tilesAcross());
+    img::sideBySide(items, options_.threads, [&](size_t thread, size_t item) {
+      if (item < components) {
+        const struct Done {
+          std::atomic<bool>& flag;
+          ~Done() {
+            flag = true;
+            flag.notify_all();
+          }
+        } done{isSplit[item]}; // also where memory runs out: somebody may wait
+        return splitLevels(tile.components[item]);
+      }
+      const BlockJob& job = jobs[item - components];
+      isSplit[static_cast<size_t>(job.component - tile.components.data())].wait(false);
+      encoders_[thread].encode(job, lossy());
+      if (thread == 0) tell(tile.rect.y0 + static_cast<int>(rows * (index * items + item) / (across * items)));
+    });
     allocate(tile);
   }
 
@@ -386,7 +437,8 @@ class Writer : public img::RowWriter {
   size_t headBytes_ = 0;
   std::vector<Tile> tiles_; // of the row of tiles that is being gathered
   int nextTile_ = 0, row_ = 0;
-  std::vector<Zel32f> line_;
+  std::vector<RowScratch> scratches_{static_cast<size_t>(options_.threads)};
+  img::Progress progress_;
 };
 
 } // namespace

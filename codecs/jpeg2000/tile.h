@@ -14,6 +14,8 @@ struct Piece {
   ByteSpan bytes;
 };
 
+constexpr int kMaxBlockSamples = 4096;
+
 struct CodeBlock {
   Rect rect; // in its band
   // What the packets have told, or shall tell.
