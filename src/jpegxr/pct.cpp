@@ -2,6 +2,7 @@
 //
 // A vector takes as many blocks as it has lanes. They come as four groups of neighbouring blocks, each a vector wide,
 // from anywhere in the plane, so that the few blocks of a macroblock fill vectors as well.
+#include <algorithm>
 #include <cstring>
 
 #include "frame/checks.h"
@@ -58,81 +59,81 @@ HWY_INLINE void toRows(D d, V& a, V& b, V& c, V& e) {
   }
 }
 
-// Four groups of blocks, a vector wide each.
+// Where four groups of blocks lie, a vector wide each.
+struct Groups {
+  Zel8u* base[4];
+  size_t step;
+
+  template <class T>
+  HWY_INLINE T* row(int group, size_t y) const {
+    return reinterpret_cast<T*>(base[group] + y * step);
+  }
+};
+
 template <class D, class Transform>
-HWY_INLINE void transformGroups(D d, Zel8u* const (&groups)[4], const size_t (&steps)[4], Transform transform) {
+HWY_INLINE void transformGroups(D d, const Groups& groups, Transform transform) {
   using T = hn::TFromD<D>;
   hn::VFromD<D> x[4][4];
-  const auto at = [&](int group, size_t y) { return reinterpret_cast<T*>(groups[group] + y * steps[group]); };
   for (size_t y = 0; y < 4; ++y) {
-    for (int i = 0; i < 4; ++i) x[y][i] = hn::LoadU(d, at(i, y));
+    for (int i = 0; i < 4; ++i) x[y][i] = hn::LoadU(d, groups.row<T>(i, y));
     toColumns(d, x[y][0], x[y][1], x[y][2], x[y][3]);
   }
   transform(x);
   for (size_t y = 0; y < 4; ++y) {
     toRows(d, x[y][0], x[y][1], x[y][2], x[y][3]);
-    for (int i = 0; i < 4; ++i) hn::StoreU(x[y][i], d, at(i, y));
+    for (int i = 0; i < 4; ++i) hn::StoreU(x[y][i], d, groups.row<T>(i, y));
   }
 }
 
-template <class T>
-struct Plane {
-  Zel8u* base;
-  size_t step;
-  int width, height;
-
-  Zel8u* at(int x, int y) const { return base + static_cast<size_t>(y) * step + static_cast<size_t>(x) * sizeof(T); }
-};
-
-// The columns from `left` on, `right` at most; as many as full groups take, the rest by narrower ones, and the last
-// blocks through memory of our own.
-template <size_t kLanes, class T, class Transform>
-void transformColumns(Plane<T> plane, int left, Transform transform) {
-  constexpr size_t kNarrowest = 16 / sizeof(T);
+// As many groups as there are, four at a time. Where the last ones are fewer, one stands for those that are missing:
+// what is stored twice is the same. next() tells where the groups begin, one after the other.
+template <size_t kLanes, class T, class Next, class Transform>
+HWY_INLINE void transformAll(int count, size_t step, Next next, Transform transform) {
   constexpr hn::CappedTag<T, kLanes> d;
-  constexpr int n = static_cast<int>(kLanes), kBytes = n * static_cast<int>(sizeof(T));
-  const int across = (plane.width - left) / n, groups = across * (plane.height / 4);
-  alignas(64) Zel8u spare[4][4][kBytes];
-  int x = 0, y = 0;
-  for (int g = 0; g < groups; g += 4) {
-    Zel8u* group[4];
-    size_t steps[4];
-    for (int i = 0; i < 4; ++i) {
-      const bool exists = g + i < groups;
-      if (!exists) std::memset(spare[i], 0, sizeof spare[i]);
-      group[i] = exists ? plane.at(left + x * n, y) : spare[i][0];
-      steps[i] = exists ? plane.step : kBytes;
-      if (++x == across) x = 0, y += 4;
-    }
-    transformGroups(d, group, steps, transform);
-  }
-  left += across * n;
-  if constexpr (kLanes > kNarrowest) {
-    if (left < plane.width) transformColumns<kLanes / 2>(plane, left, transform);
-  } else if (left < plane.width) {
-    // A single column of blocks is left of 16-bit samples: a vector has room for two in a row.
-    constexpr int kBlockBytes = 4 * static_cast<int>(sizeof(T));
-    Zel8u* const group[4] = {spare[0][0], spare[1][0], spare[2][0], spare[3][0]};
-    const size_t steps[4] = {kBytes, kBytes, kBytes, kBytes};
-    for (int top = 0; top < plane.height; top += 4 * n) {
-      const auto each = [&](auto move) {
-        for (int i = 0; i < n && top + 4 * i < plane.height; ++i) {
-          for (int r = 0; r < 4; ++r) move(spare[i % 4][r] + i / 4 * kBlockBytes, plane.at(left, top + 4 * i + r));
-        }
-      };
-      std::memset(spare, 0, sizeof spare);
-      each([](Zel8u* own, Zel8u* theirs) { std::memcpy(own, theirs, kBlockBytes); });
-      transformGroups(d, group, steps, transform);
-      each([](Zel8u* own, Zel8u* theirs) { std::memcpy(theirs, own, kBlockBytes); });
-    }
+  for (int g = 0; g < count; g += 4) {
+    Groups groups{{}, step};
+    for (int i = 0; i < 4; ++i) groups.base[i] = g + i < count ? next(g + i) : groups.base[i - 1];
+    transformGroups(d, groups, transform);
   }
 }
 
-template <class Transform, class T>
-ZelStatus transformPlane(T* pSrcDst, Zel32u step, ZeliSize size) {
-  const Plane<T> plane{reinterpret_cast<Zel8u*>(pSrcDst), step, size.width, size.height};
-  transformColumns<HWY_LANES(T)>(plane, 0, Transform());
-  return zelStatusOk;
+// What is left of 16-bit samples when vectors of two blocks are full: a column of single blocks, through memory of our
+// own.
+template <class Transform>
+void transformColumn(Zel16s* column, size_t step, int height, Transform transform) {
+  alignas(16) Zel16s pair[4][8] = {};
+  const auto each = [&](int blocks, auto move) {
+    for (int y = 0; y < 4 * blocks; ++y)
+      move(pair[y % 4] + y / 4 * 4, reinterpret_cast<Zel8u*>(column) + static_cast<size_t>(y) * step);
+  };
+  for (int y = 0; y < height; y += 8) {
+    const int blocks = std::min((height - y) / 4, 2);
+    each(blocks, [](Zel16s* own, Zel8u* theirs) { std::memcpy(own, theirs, 8); });
+    transformAll<8, Zel16s>(
+        1, sizeof pair[0], [&](int) { return reinterpret_cast<Zel8u*>(pair); }, transform);
+    each(blocks, [](Zel16s* own, Zel8u* theirs) { std::memcpy(theirs, own, 8); });
+    column = reinterpret_cast<Zel16s*>(reinterpret_cast<Zel8u*>(column) + 8 * step);
+  }
+}
+
+// The columns of a plane: as many as full vectors take, the rest by narrower ones.
+template <size_t kLanes, class Transform, class T>
+void transformColumns(T* plane, size_t step, ZeliSize size, Transform transform) {
+  constexpr int n = static_cast<int>(kLanes);
+  const int across = size.width / n, rest = size.width % n;
+  auto* row = reinterpret_cast<Zel8u*>(plane);
+  int x = -1;
+  const auto next = [&](int) __attribute__((always_inline)) {
+    if (++x == across) x = 0, row += 4 * step;
+    return row + static_cast<size_t>(x) * kLanes * sizeof(T);
+  };
+  transformAll<kLanes, T>(across * (size.height / 4), step, next, transform);
+  if (rest == 0) return;
+  if constexpr (kLanes * sizeof(T) > 16) {
+    transformColumns<kLanes / 2>(plane + across * n, step, {rest, size.height}, transform);
+  } else if constexpr (sizeof(T) == 2) {
+    transformColumn(plane + across * n, step, size.height, transform);
+  }
 }
 
 template <class T>
@@ -146,10 +147,25 @@ ZelStatus checkPlane(const T* pSrcDst, Zel32u step, ZeliSize size) {
 template <class Transform, class T>
 ZelStatus transform(T* pSrcDst, Zel32u step, ZeliSize size) {
   if (ZelStatus bad = checkPlane(pSrcDst, step, size)) return bad;
-  return transformPlane<Transform>(pSrcDst, step, size);
+  transformColumns<HWY_LANES(T)>(pSrcDst, step, size, Transform());
+  return zelStatusOk;
 }
 
-constexpr ZeliSize k16x16{16, 16}, k8x16{8, 16}, k8x8{8, 8};
+// A rectangle of fixed size, by vectors of which it fills four.
+template <class Transform, int kWidth, int kHeight, class T>
+ZelStatus transform(T* pSrcDst, Zel32u step) {
+  constexpr ZeliSize kSize{kWidth, kHeight};
+  constexpr size_t kFill = std::max<size_t>(kWidth * kHeight / 16, 16 / sizeof(T));
+  constexpr size_t kLanes = std::min<size_t>({HWY_LANES(T), kWidth, kFill});
+  if (ZelStatus bad = checkPlane(pSrcDst, step, kSize)) return bad;
+  constexpr size_t kAcross = kWidth / kLanes;
+  const auto at = [=](int group) __attribute__((always_inline)) {
+    const auto g = static_cast<size_t>(group);
+    return reinterpret_cast<Zel8u*>(pSrcDst) + g / kAcross * 4 * step + g % kAcross * kLanes * sizeof(T);
+  };
+  transformAll<kLanes, T>(kAcross * kHeight / 4, step, at, Transform());
+  return zelStatusOk;
+}
 
 } // namespace
 } // namespace zelj
@@ -161,15 +177,15 @@ ZelStatus ownPCTFwd_JPEGXR_32s_C1IR(Zel32s* pSrcDst, Zel32u srcDstStep, ZeliSize
 }
 
 ZelStatus ownPCTFwd16x16_JPEGXR_32s_C1IR(Zel32s* pSrcDst, Zel32u srcDstStep) {
-  return transform<ForwardTransform>(pSrcDst, srcDstStep, k16x16);
+  return transform<ForwardTransform, 16, 16>(pSrcDst, srcDstStep);
 }
 
 ZelStatus ownPCTFwd8x16_JPEGXR_32s_C1IR(Zel32s* pSrcDst, Zel32u srcDstStep) {
-  return transform<ForwardTransform>(pSrcDst, srcDstStep, k8x16);
+  return transform<ForwardTransform, 8, 16>(pSrcDst, srcDstStep);
 }
 
 ZelStatus ownPCTFwd8x8_JPEGXR_32s_C1IR(Zel32s* pSrcDst, Zel32u srcDstStep) {
-  return transform<ForwardTransform>(pSrcDst, srcDstStep, k8x8);
+  return transform<ForwardTransform, 8, 8>(pSrcDst, srcDstStep);
 }
 
 ZelStatus ownPCTFwd_HDP_32s_C1IR(Zel32s* pSrcDst, Zel32u srcDstStep, ZeliSize roiSize) {
@@ -177,15 +193,15 @@ ZelStatus ownPCTFwd_HDP_32s_C1IR(Zel32s* pSrcDst, Zel32u srcDstStep, ZeliSize ro
 }
 
 ZelStatus ownPCTFwd16x16_HDP_32s_C1IR(Zel32s* pSrcDst, Zel32u srcDstStep) {
-  return transform<ForwardTransform>(pSrcDst, srcDstStep, k16x16);
+  return transform<ForwardTransform, 16, 16>(pSrcDst, srcDstStep);
 }
 
 ZelStatus ownPCTFwd8x16_HDP_32s_C1IR(Zel32s* pSrcDst, Zel32u srcDstStep) {
-  return transform<ForwardTransform>(pSrcDst, srcDstStep, k8x16);
+  return transform<ForwardTransform, 8, 16>(pSrcDst, srcDstStep);
 }
 
 ZelStatus ownPCTFwd8x8_HDP_32s_C1IR(Zel32s* pSrcDst, Zel32u srcDstStep) {
-  return transform<ForwardTransform>(pSrcDst, srcDstStep, k8x8);
+  return transform<ForwardTransform, 8, 8>(pSrcDst, srcDstStep);
 }
 
 ZelStatus ownPCTFwd_JPEGXR_16s_C1IR(Zel16s* pSrcDst, Zel32u srcDstStep, ZeliSize roiSize) {
@@ -193,15 +209,15 @@ ZelStatus ownPCTFwd_JPEGXR_16s_C1IR(Zel16s* pSrcDst, Zel32u srcDstStep, ZeliSize
 }
 
 ZelStatus ownPCTFwd16x16_JPEGXR_16s_C1IR(Zel16s* pSrcDst, Zel32u srcDstStep) {
-  return transform<ForwardTransform>(pSrcDst, srcDstStep, k16x16);
+  return transform<ForwardTransform, 16, 16>(pSrcDst, srcDstStep);
 }
 
 ZelStatus ownPCTFwd8x16_JPEGXR_16s_C1IR(Zel16s* pSrcDst, Zel32u srcDstStep) {
-  return transform<ForwardTransform>(pSrcDst, srcDstStep, k8x16);
+  return transform<ForwardTransform, 8, 16>(pSrcDst, srcDstStep);
 }
 
 ZelStatus ownPCTFwd8x8_JPEGXR_16s_C1IR(Zel16s* pSrcDst, Zel32u srcDstStep) {
-  return transform<ForwardTransform>(pSrcDst, srcDstStep, k8x8);
+  return transform<ForwardTransform, 8, 8>(pSrcDst, srcDstStep);
 }
 
 ZelStatus ownPCTFwd_JPEGXR_32f_C1IR(Zel32f* pSrcDst, Zel32u srcDstStep, ZeliSize roiSize) {
@@ -209,15 +225,15 @@ ZelStatus ownPCTFwd_JPEGXR_32f_C1IR(Zel32f* pSrcDst, Zel32u srcDstStep, ZeliSize
 }
 
 ZelStatus ownPCTFwd16x16_JPEGXR_32f_C1IR(Zel32f* pSrcDst, Zel32u srcDstStep) {
-  return transform<ForwardTransform>(pSrcDst, srcDstStep, k16x16);
+  return transform<ForwardTransform, 16, 16>(pSrcDst, srcDstStep);
 }
 
 ZelStatus ownPCTFwd8x16_JPEGXR_32f_C1IR(Zel32f* pSrcDst, Zel32u srcDstStep) {
-  return transform<ForwardTransform>(pSrcDst, srcDstStep, k8x16);
+  return transform<ForwardTransform, 8, 16>(pSrcDst, srcDstStep);
 }
 
 ZelStatus ownPCTFwd8x8_JPEGXR_32f_C1IR(Zel32f* pSrcDst, Zel32u srcDstStep) {
-  return transform<ForwardTransform>(pSrcDst, srcDstStep, k8x8);
+  return transform<ForwardTransform, 8, 8>(pSrcDst, srcDstStep);
 }
 
 ZelStatus ownPCTInv_JPEGXR_32s_C1IR(Zel32s* pSrcDst, Zel32u srcDstStep, ZeliSize roiSize) {
@@ -225,15 +241,15 @@ ZelStatus ownPCTInv_JPEGXR_32s_C1IR(Zel32s* pSrcDst, Zel32u srcDstStep, ZeliSize
 }
 
 ZelStatus ownPCTInv16x16_JPEGXR_32s_C1IR(Zel32s* pSrcDst, Zel32u srcDstStep) {
-  return transform<InverseTransform>(pSrcDst, srcDstStep, k16x16);
+  return transform<InverseTransform, 16, 16>(pSrcDst, srcDstStep);
 }
 
 ZelStatus ownPCTInv8x16_JPEGXR_32s_C1IR(Zel32s* pSrcDst, Zel32u srcDstStep) {
-  return transform<InverseTransform>(pSrcDst, srcDstStep, k8x16);
+  return transform<InverseTransform, 8, 16>(pSrcDst, srcDstStep);
 }
 
 ZelStatus ownPCTInv8x8_JPEGXR_32s_C1IR(Zel32s* pSrcDst, Zel32u srcDstStep) {
-  return transform<InverseTransform>(pSrcDst, srcDstStep, k8x8);
+  return transform<InverseTransform, 8, 8>(pSrcDst, srcDstStep);
 }
 
 ZelStatus ownPCTInv_HDP_32s_C1IR(Zel32s* pSrcDst, Zel32u srcDstStep, ZeliSize roiSize) {
@@ -241,15 +257,15 @@ ZelStatus ownPCTInv_HDP_32s_C1IR(Zel32s* pSrcDst, Zel32u srcDstStep, ZeliSize ro
 }
 
 ZelStatus ownPCTInv16x16_HDP_32s_C1IR(Zel32s* pSrcDst, Zel32u srcDstStep) {
-  return transform<InverseTransform>(pSrcDst, srcDstStep, k16x16);
+  return transform<InverseTransform, 16, 16>(pSrcDst, srcDstStep);
 }
 
 ZelStatus ownPCTInv8x16_HDP_32s_C1IR(Zel32s* pSrcDst, Zel32u srcDstStep) {
-  return transform<InverseTransform>(pSrcDst, srcDstStep, k8x16);
+  return transform<InverseTransform, 8, 16>(pSrcDst, srcDstStep);
 }
 
 ZelStatus ownPCTInv8x8_HDP_32s_C1IR(Zel32s* pSrcDst, Zel32u srcDstStep) {
-  return transform<InverseTransform>(pSrcDst, srcDstStep, k8x8);
+  return transform<InverseTransform, 8, 8>(pSrcDst, srcDstStep);
 }
 
 ZelStatus ownPCTInv_JPEGXR_16s_C1IR(Zel16s* pSrcDst, Zel32u srcDstStep, ZeliSize roiSize) {
@@ -257,15 +273,15 @@ ZelStatus ownPCTInv_JPEGXR_16s_C1IR(Zel16s* pSrcDst, Zel32u srcDstStep, ZeliSize
 }
 
 ZelStatus ownPCTInv16x16_JPEGXR_16s_C1IR(Zel16s* pSrcDst, Zel32u srcDstStep) {
-  return transform<InverseTransform>(pSrcDst, srcDstStep, k16x16);
+  return transform<InverseTransform, 16, 16>(pSrcDst, srcDstStep);
 }
 
 ZelStatus ownPCTInv8x16_JPEGXR_16s_C1IR(Zel16s* pSrcDst, Zel32u srcDstStep) {
-  return transform<InverseTransform>(pSrcDst, srcDstStep, k8x16);
+  return transform<InverseTransform, 8, 16>(pSrcDst, srcDstStep);
 }
 
 ZelStatus ownPCTInv8x8_JPEGXR_16s_C1IR(Zel16s* pSrcDst, Zel32u srcDstStep) {
-  return transform<InverseTransform>(pSrcDst, srcDstStep, k8x8);
+  return transform<InverseTransform, 8, 8>(pSrcDst, srcDstStep);
 }
 
 ZelStatus ownPCTInv_JPEGXR_32f_C1IR(Zel32f* pSrcDst, Zel32u srcDstStep, ZeliSize roiSize) {
@@ -273,13 +289,13 @@ ZelStatus ownPCTInv_JPEGXR_32f_C1IR(Zel32f* pSrcDst, Zel32u srcDstStep, ZeliSize
 }
 
 ZelStatus ownPCTInv16x16_JPEGXR_32f_C1IR(Zel32f* pSrcDst, Zel32u srcDstStep) {
-  return transform<InverseTransform>(pSrcDst, srcDstStep, k16x16);
+  return transform<InverseTransform, 16, 16>(pSrcDst, srcDstStep);
 }
 
 ZelStatus ownPCTInv8x16_JPEGXR_32f_C1IR(Zel32f* pSrcDst, Zel32u srcDstStep) {
-  return transform<InverseTransform>(pSrcDst, srcDstStep, k8x16);
+  return transform<InverseTransform, 8, 16>(pSrcDst, srcDstStep);
 }
 
 ZelStatus ownPCTInv8x8_JPEGXR_32f_C1IR(Zel32f* pSrcDst, Zel32u srcDstStep) {
-  return transform<InverseTransform>(pSrcDst, srcDstStep, k8x8);
+  return transform<InverseTransform, 8, 8>(pSrcDst, srcDstStep);
 }
