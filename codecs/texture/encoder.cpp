@@ -37,9 +37,9 @@ class Writer : public img::RowWriter {
     texture_.width = picture.width;
     texture_.height = picture.height;
     texture_.levels = options.mips ? fullChain(picture.width, picture.height) : 1;
-    const bool colours =
-        options.target != Target::bc4 && options.target != Target::bc5 && options.target != Target::yCoCg;
-    texture_.sRgb = colours && !options.linear;
+    const bool isData = options.linear || options.target == Target::bc4 || options.target == Target::bc5;
+    texture_.sRgb = !isData && options.target != Target::yCoCg;
+    averagesLight_ = !isData;
     texture_.opaque = !picture.alpha;
     texture_.yCoCg = options.target == Target::yCoCg;
     for (int level = 0; level < texture_.levels; ++level) {
@@ -66,48 +66,29 @@ class Writer : public img::RowWriter {
   }
 
   // Strips are read one after the other and coded side by side.
-  bool pulls() const override { return options_.threads > 1; }
+  bool pulls() const override { return true; }
   Error pull(img::RowReader& reader, const img::Progress& progress) override {
     Error error;
-    img::Pipeline pipeline;
     std::vector<Bytes> strips(scratch_.size() * img::Pipeline::kSlotsOfThread);
-    pipeline.items = (picture_.height - 1) / rowsOfStrip() + 1;
-    const auto rowsOf = [&](int64_t item, int slot) {
+    const auto read = [&](int count, int slot) {
       Bytes& strip = strips[static_cast<size_t>(slot)];
       strip.resize(static_cast<size_t>(rowsOfStrip()) * picture_.rowBytes());
-      const int y = static_cast<int>(item) * rowsOfStrip();
-      return img::Rows{strip.data(), static_cast<ptrdiff_t>(picture_.rowBytes()),
-                       std::min(rowsOfStrip(), picture_.height - y)};
+      error = reader.read({strip.data(), static_cast<ptrdiff_t>(picture_.rowBytes()), count});
+      return !error;
     };
-    pipeline.begin = [&](int64_t item, int slot) { return !(error = reader.read(rowsOf(item, slot))); };
-    pipeline.work = [&](int64_t item, int slot) {
-      const int y = static_cast<int>(item) * rowsOfStrip();
-      encodeStrip(asConst(rowsOf(item, slot)), y, picture_.width, 0, slot / img::Pipeline::kSlotsOfThread);
-      return true;
+    const auto rowsOf = [&](int, int count, int slot) {
+      return img::ConstRows{strips[static_cast<size_t>(slot)].data(), static_cast<ptrdiff_t>(picture_.rowBytes()),
+                            count};
     };
-    pipeline.end = [&](int64_t item, int) {
-      if (progress) progress(std::min((static_cast<int>(item) + 1) * rowsOfStrip(), picture_.height));
-      return true;
-    };
-    run(pipeline, options_.threads);
+    encodeLevel(0, picture_, progress, read, rowsOf);
+    encodedRows_ = picture_.height;
+    if (!error) encodeSmaller(progress);
     return error;
   }
 
   Error finish() override {
     encodeWaiting();
-    for (int level = 1; level < texture_.levels; ++level) {
-      whole_ = halved(whole_);
-      img::Pipeline pipeline;
-      pipeline.items = (whole_.height - 1) / rowsOfStrip() + 1;
-      pipeline.begin = pipeline.end = [](int64_t, int) { return true; };
-      pipeline.work = [&](int64_t item, int slot) {
-        const int y = static_cast<int>(item) * rowsOfStrip(), count = std::min(rowsOfStrip(), whole_.height - y);
-        encodeStrip(std::as_const(whole_).rows().part(y, count), y, whole_.width, level,
-                    slot / img::Pipeline::kSlotsOfThread);
-        return true;
-      };
-      run(pipeline, std::max(options_.threads, 1));
-    }
+    encodeSmaller({});
     for (const Piece& piece : fileLayout(container_, texture_)) {
       if (Error error = sink_.write(piece.front)) return error;
       if (Error error = sink_.write(levels_[static_cast<size_t>(piece.level)])) return error;
@@ -127,6 +108,54 @@ class Writer : public img::RowWriter {
                 picture_.width, 0, 0);
     encodedRows_ += waitingRows_;
     waitingRows_ = 0;
+  }
+
+  // Codes a level in strips: read(rows, slot) in their order, then those that rowsOf(y, rows, slot) tells of.
+  template <class Read, class RowsOf>
+  void encodeLevel(int level, const img::Picture& picture, const img::Progress& progress, Read read, RowsOf rowsOf) {
+    const auto count = [&](int64_t item) {
+      return std::min(rowsOfStrip(), picture.height - static_cast<int>(item) * rowsOfStrip());
+    };
+    img::Pipeline pipeline;
+    pipeline.items = (picture.height - 1) / rowsOfStrip() + 1;
+    pipeline.begin = [&](int64_t item, int slot) { return read(count(item), slot); };
+    pipeline.work = [&](int64_t item, int slot) {
+      const int y = static_cast<int>(item) * rowsOfStrip();
+      encodeStrip(rowsOf(y, count(item), slot), y, picture.width, level, slot / img::Pipeline::kSlotsOfThread);
+      return true;
+    };
+    pipeline.end = [&](int64_t item, int) {
+      encodedPixels_ += int64_t{picture.width} * count(item);
+      if (progress) progress(static_cast<int>(picture_.height * encodedPixels_ / pixels()));
+      return true;
+    };
+    run(pipeline, std::max(options_.threads, 1));
+  }
+
+  // Of all levels.
+  int64_t pixels() const {
+    int64_t sum = 0;
+    for (int level = 0; level < texture_.levels; ++level)
+      sum += int64_t{atLevel(picture_.width, level)} * atLevel(picture_.height, level);
+    return sum;
+  }
+
+  // The levels that are made of others.
+  void encodeSmaller(const img::Progress& progress) {
+    if (encodedLevels_ == texture_.levels) return;
+    const Light light(averagesLight_);
+    for (; encodedLevels_ < texture_.levels; ++encodedLevels_) {
+      img::Image half;
+      shape(half, halfOf(whole_));
+      const auto rowsOf = [&](int y, int count, int) {
+        const img::Rows rows = half.rows().part(y, count);
+        halve(whole_, light, y, rows);
+        return asConst(rows);
+      };
+      encodeLevel(
+          encodedLevels_, half, progress, [](int, int) { return true; }, rowsOf);
+      whole_ = std::move(half);
+    }
   }
 
   // Codes rows of a level from its row `y` on, a multiple of 4. Only the last strip may end within a row of blocks.
@@ -242,11 +271,13 @@ class Writer : public img::RowWriter {
   const EncodeOptions options_;
   const Bc7Search search_;
   Texture texture_;
+  bool averagesLight_; // of which sRGB samples tell; other samples are averaged as they are
   std::vector<Bytes> levels_;
   img::Image whole_; // the level that the next one is made of
   std::vector<Scratch> scratch_;
   Bytes waiting_;
-  int waitingRows_ = 0, encodedRows_ = 0;
+  int waitingRows_ = 0, encodedRows_ = 0, encodedLevels_ = 1;
+  int64_t encodedPixels_ = 0;
 };
 
 } // namespace

@@ -1,5 +1,6 @@
 // What the codec writes, it reads: every format in both kinds of files, levels, faces and layers.
 #include "codecs/texture/support.h"
+#include "common/join.h"
 #include "support/random.h"
 
 namespace zelj::test {
@@ -75,6 +76,34 @@ TEST(TextureRoundTrip, StripsAndThreadsDoNotShow) {
     }
     ASSERT_FALSE(writer->finish());
     EXPECT_TRUE(file == whole);
+
+    file.clear();
+    int told = 0;
+    img::ImageReader reader(image);
+    ASSERT_FALSE(texture::openWriter(sink, Container::dds, image, options, writer));
+    ASSERT_FALSE(img::copyRows(reader, *writer, 3, [&](int rows) {
+      EXPECT_GE(rows, told);
+      told = rows;
+    }));
+    EXPECT_TRUE(file == whole);
+    EXPECT_EQ(told, image.height);
+  }
+}
+
+// Black and white make the grey of half their light, or of their mean where they are no colours.
+TEST(TextureRoundTrip, LevelsAverageLight) {
+  Image image;
+  shape(image, 2, 2, 3, 8);
+  std::fill(image.bytes.begin(), image.bytes.begin() + 6, uint8_t{255});
+  for (const auto& [linear, expected] : {std::pair{false, 188}, {true, 128}}) {
+    texture::EncodeOptions options;
+    options.target = Target::rgba8;
+    options.mips = true;
+    options.linear = linear;
+    texture::DecodeOptions choice;
+    choice.level = 1;
+    const Image grey = readTexture(textureFile(image, Container::ktx2, options), Container::ktx2, choice);
+    EXPECT_EQ(grey.bytes[0], expected);
   }
 }
 
