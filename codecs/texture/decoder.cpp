@@ -127,10 +127,12 @@ class Reader : public img::RowReader {
       return fail("there is no layer %d: the texture has %d", options.layer, texture_.layers);
     const Surface surface = texture_.surface(options.level, options.layer, options.face);
     if (Error error = img::checkSize(surface.width, surface.height, options.maxPixels)) return error;
+    keepGoing_ = options.keepGoing;
     const std::optional<uint64_t> size = source_.size();
-    if (size && (surface.position > *size || *size - surface.position < surface.bytes)) {
-      return fail("the file ends before level %d does: %llu bytes are missing", options.level,
-                  static_cast<unsigned long long>(surface.position - *size + surface.bytes));
+    if (!keepGoing_ && size && (surface.position > *size || *size - surface.position < surface.bytes)) {
+      return fail("the file ends before level %d does: %llu bytes are missing%s", options.level,
+                  static_cast<unsigned long long>(surface.position - *size + surface.bytes),
+                  surface.position < *size ? kHint : "");
     }
     if (Error error = source_.seek(surface.position)) return error;
     picture_.width = surface.width;
@@ -164,7 +166,13 @@ class Reader : public img::RowReader {
     units_.resize(static_cast<size_t>(format.rowBytes(picture_.width)));
     size_t got = 0;
     if (Error error = source_.read(units_.data(), units_.size(), got)) return error;
-    if (got < units_.size()) return fail("the file ends before its last texel");
+    if (got < units_.size()) {
+      constexpr const char* kWhat = "the file ends before its last texel";
+      if (!keepGoing_) return fail("%s%s", kWhat, kHint);
+      if (!damaged_) remarks_.push_back(kWhat);
+      damaged_ = true;
+      std::fill(units_.begin() + static_cast<ptrdiff_t>(got), units_.end(), uint8_t{0});
+    }
     if (format.inBlocks()) {
       decodedStep_ = (static_cast<size_t>(picture_.width) + 3) / 4 * 4 * decodedPixelBytes(format);
       decoded_.resize(4 * decodedStep_);
@@ -175,7 +183,10 @@ class Reader : public img::RowReader {
     return {};
   }
 
+  static constexpr const char* kHint = " (--keep-going makes a picture of what is left)";
+
   img::ByteSource& source_;
+  bool keepGoing_ = false;
   Texture texture_;
   std::optional<Converter> converter_;
   Bytes units_, decoded_;

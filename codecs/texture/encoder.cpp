@@ -31,8 +31,10 @@ class Writer : public img::RowWriter {
         container_(container),
         picture_(picture),
         options_(options),
-        search_(options.effort, options.modes),
+        search_(options.effort.value_or(Effort::normal), options.modes),
         scratch_(static_cast<size_t>(std::max(options.threads, 1))) {
+    if ((options.effort || options.modes) && options.target != Target::bc7)
+      remarks_.push_back("effort and modes are of BC7: they change nothing here");
     texture_.format = formatOf(options.target);
     texture_.width = picture.width;
     texture_.height = picture.height;

@@ -4,6 +4,8 @@
 // the library.
 #pragma once
 
+#include <optional>
+
 #include "common/rows.h"
 #include "common/sink.h"
 #include "common/source.h"
@@ -25,10 +27,10 @@ enum class Effort { fast, normal, best };
 struct EncodeOptions {
   Target target = Target::bc7;
   bool mips = false;   // all levels down to one texel
-  bool linear = false; // the samples are no sRGB colours: said in the file where it can be
-  Effort effort = Effort::normal;
-  unsigned modes = 0;  // of BC7, a bit for each; 0: those of the effort
-  bool report = false; // measure the difference from the picture
+  bool linear = false; // the samples are no sRGB colours: said in the file where it can be, and averaged as they are
+  std::optional<Effort> effort; // of the search for BC7; normal
+  unsigned modes = 0;           // of BC7, a bit for each; 0: those of the effort
+  bool report = false;          // measure the difference from the picture
   int threads = 1;
 };
 
@@ -36,6 +38,7 @@ struct DecodeOptions {
   int level = 0, face = 0, layer = 0;
   bool yCoCg = false; // the file holds YCoCg in BC3 without saying so
   int64_t maxPixels = img::kDefaultMaxPixels;
+  bool keepGoing = false; // texels that a file lacks are left empty
 };
 
 Error openReader(img::ByteSource& source, Container container, const DecodeOptions& options,

@@ -27,7 +27,7 @@ class Texture : public Format {
            if (found) encode_.target = static_cast<texture::Target>(*found);
            return found.has_value();
          }},
-        {Use::writing, "--mips", nullptr, "", "with all smaller levels",
+        {Use::writing, "--mips", nullptr, "", "with all smaller levels, averages of light",
          [this](const std::string&) { return encode_.mips = true; }},
         {Use::writing, "--effort", "E", "fast, normal or best", "of the search for BC7, fast, normal or best; normal",
          [this](const std::string& v) {
@@ -37,7 +37,7 @@ class Texture : public Format {
          }},
         {Use::writing, "--modes", "M,...", "numbers from 0 to 7 with commas between them",
          "of BC7 that are tried, in place of the effort's", [this](const std::string& v) { return takeModes(v); }},
-        {Use::writing, "--linear", nullptr, "", "the samples are no sRGB colours (normals, say)",
+        {Use::writing, "--linear", nullptr, "", "no sRGB colours (normals, say): averaged as they are",
          [this](const std::string&) { return encode_.linear = true; }},
         {Use::writing, "--report", nullptr, "", "tells the PSNR of each channel and the bits a pixel",
          [this](const std::string&) { return encode_.report = true; }},
@@ -59,6 +59,7 @@ class Texture : public Format {
 
   Error open(img::ByteSource& source, const Settings& settings, std::unique_ptr<RowReader>& reader) override {
     decode_.maxPixels = settings.maxPixels;
+    decode_.keepGoing = settings.keepGoing;
     return texture::openReader(source, container_, decode_, reader);
   }
 

@@ -20,10 +20,13 @@ Progress::~Progress() {
 void Progress::at(int64_t part) {
   if (!onTerminal_ || Clock::now() < next_) return;
   constexpr int kWidth = 30;
-  const int done = static_cast<int>(std::min(part, whole_) * kWidth / std::max<int64_t>(whole_, 1));
+  const auto share = [&](int of) {
+    return static_cast<int>(std::min(part, whole_) * of / std::max<int64_t>(whole_, 1));
+  };
+  const int done = share(kWidth);
   const std::string bar =
       std::string(static_cast<size_t>(done), '#') + std::string(static_cast<size_t>(kWidth - done), '.');
-  std::fprintf(stderr, "\r\033[K%s [%s] %d %%", name_.c_str(), bar.c_str(), done * 100 / kWidth);
+  std::fprintf(stderr, "\r\033[K%s [%s] %d %%", name_.c_str(), bar.c_str(), share(100));
   std::fflush(stderr);
   shown_ = true;
   next_ = Clock::now() + std::chrono::milliseconds(100);

@@ -30,6 +30,25 @@ TEST(HostileTexture, EveryCutHasAMessage) {
   }
 }
 
+TEST(HostileTexture, KeepsGoing) {
+  const Image image = pictureFor(Target::rgba8, 20, 12);
+  texture::EncodeOptions options;
+  options.target = Target::rgba8;
+  Bytes file = textureFile(image, Container::dds, options);
+  Bytes expected = readTexture(file, Container::dds).bytes;
+  file.resize(file.size() - 100);
+  std::fill(expected.end() - 100, expected.end(), uint8_t{0});
+  texture::DecodeOptions keep;
+  keep.keepGoing = true;
+  img::ByteSource source{img::ByteSpan(file)};
+  std::unique_ptr<img::RowReader> reader;
+  ASSERT_FALSE(texture::openReader(source, Container::dds, keep, reader));
+  Image back;
+  ASSERT_FALSE(img::readAll(*reader, back));
+  EXPECT_EQ(back.bytes, expected);
+  EXPECT_TRUE(reader->damaged());
+}
+
 TEST(HostileTexture, AbsurdHeadersHaveMessages) {
   const struct {
     Container container;
