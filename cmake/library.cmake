@@ -47,6 +47,11 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL GNU)
   list(APPEND ZELJ_ENTROPY_OPTIONS -mtune=znver3 --param=logical-op-non-short-circuit=0)
 endif()
 set_source_files_properties(${entropy_coders} PROPERTIES COMPILE_OPTIONS "${ZELJ_ENTROPY_OPTIONS}")
+if(CMAKE_CXX_COMPILER_ID STREQUAL GNU)
+  # One loop in all of a function's registers: these spare a tenth of its instructions, all of them copies.
+  set_property(SOURCE ${PROJECT_SOURCE_DIR}/src/jpeg/huffman/block_encoder.cpp APPEND
+               PROPERTY COMPILE_OPTIONS -fschedule-insns -fsched-pressure -fira-region=one)
+endif()
 
 # Where in a cache line the decoders of JPEG XR begin made a difference of a third.
 file(GLOB jpegxr_coders CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/src/jpegxr/?lc*.cpp)

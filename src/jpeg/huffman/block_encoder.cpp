@@ -44,44 +44,41 @@ ZelStatus writeBlock(const BitSink& sink, const Zel16s* block, int difference, c
   return run == 0 ? ZelStatus{zelStatusOk} : writeValue(sink, acTable, 0, 0, lenient);
 }
 
-// The additional bits of a coefficient of -127..127, by its low byte.
-constexpr auto kBitsOfByte = [] {
-  std::array<Zel32u, 256> bits{};
-  for (int value = -127; value <= 127; ++value) {
-    bits[static_cast<Zel8u>(value)] = additionalBits(value) & ((1u << categoryOf(value)) - 1);
+// What a coefficient adds to the code of its symbol, by its low byte. For those that may have been limited to a byte
+// the length is one that nothing has. Bits are doubled and categories one more, since FastWriter takes codes doubled.
+struct Additional {
+  struct {
+    Zel32u bits, length;
+  } of[256];
+  Zel8u category[256];
+};
+constexpr Zel32u kTooLarge = 256;
+constexpr Additional kAdditional = [] {
+  Additional additional{};
+  for (int value = -128; value <= 127; ++value) {
+    const auto byte = static_cast<Zel8u>(value);
+    const auto category = static_cast<Zel32u>(value == -128 ? 7 : categoryOf(value));
+    additional.category[byte] = static_cast<Zel8u>(category + 1);
+    additional.of[byte] = {2 * (additionalBits(value) & ((1u << category) - 1)),
+                           category + 1 + (value == -128 || value == 127 ? kTooLarge : 0)};
   }
-  return bits;
+  return additional;
 }();
 
-// The coefficients of a block for the loop that codes them: category and additional bits of the one at a zig-zag
-// position. Small ones lie in -126..126.
-struct SmallCoefficients {
-  static constexpr Zel64u kMaxCategory = 7;
-
-  struct {
-    Zel8u bytes[64], categories[64];
-  } zigzag;
-  HWY_INLINE Zel64u category(size_t k) const { return zigzag.categories[k]; }
-  HWY_INLINE Zel32u bits(size_t k) const { return kBitsOfByte[zigzag.bytes[k]]; }
-};
-struct AnyCoefficients {
-  static constexpr Zel64u kMaxCategory = 16;
-
-  const SmallCoefficients& small; // the bytes of others are -128, -127 or 127
-  const Zel16s* block;
-  HWY_INLINE bool isLarge(size_t k) const { return static_cast<Zel8u>(small.zigzag.bytes[k] - 127) <= 2; }
-  HWY_INLINE int value(size_t k) const { return loadZigzag(block, static_cast<int>(k)); }
-  HWY_INLINE Zel64u category(size_t k) const {
-    if (isLarge(k)) [[unlikely]]
-      return static_cast<Zel64u>(categoryOf(value(k)));
-    return small.category(k);
+// Stores a block in zig-zag order, limited to bytes, and returns a bit for each zero, that at position k in bit k. A
+// function of its own, since functions with long vectors align their stack.
+[[gnu::noinline]] Zel64u storeZigzag(const Zel16s* block, Zel8u (&bytes)[64]) {
+  constexpr ZigzagBytes::Tag d;
+  const hn::RebindToUnsigned<decltype(d)> du;
+  const ZigzagBytes values(block);
+  Zel64u zeros = 0;
+  for (size_t i = 0; i < ZigzagBytes::kVectors; ++i) {
+    const size_t at = i * ZigzagBytes::kLanes;
+    hn::StoreU(hn::BitCast(du, values.v[i]), du, bytes + at);
+    zeros |= bitsOfMask(d, hn::Eq(values.v[i], hn::Zero(d))) << at;
   }
-  HWY_INLINE Zel32u bits(size_t k) const {
-    if (isLarge(k)) [[unlikely]]
-      return additionalBits(value(k)) & ((1u << category(k)) - 1);
-    return small.bits(k);
-  }
-};
+  return zeros;
+}
 
 // `zeros` has a bit for each position without a coefficient, k in bit k, and position 0 counts as one with; returns
 // those with. Each run of 16 zeros in front of a coefficient makes one in its last place: a zero behind a run of 15,
@@ -97,117 +94,99 @@ HWY_INLINE Zel64u positionsToCode(Zel64u zeros) {
   return positions;
 }
 
-// Codes the coefficients at those positions but the first; false: a symbol has no code. Leaves up to 64 bits pending.
-template <class Coefficients>
-HWY_INLINE bool putCoefficients(const Coefficients& coefficients, Zel64u positions, const ZeliEncodeHuffmanSpec& table,
-                                FastWriter& writer) {
-  constexpr Zel64u kLongest = 16 + std::min<Zel64u>(Coefficients::kMaxCategory, 15);
-  size_t last = 0;
-  if constexpr (7 + 32 + kLongest > 64) writer.makeRoom(kLongest);
+// The code of a symbol and the additional bits behind it, as FastWriter takes them. A length from kTooLarge up: the
+// symbol has no code. (Its entry, 0, is less than a code of one bit.)
+struct Code {
+  Zel64u doubled;
+  Zel32u length;
+};
+HWY_INLINE Code codeOf(Zel32s value, const Zel32u* codesOfRun) {
+  // Twice the additional bits and twice the magnitude, but for the last bit of either; `category` is one more.
+  const Zel32s sign = opaque(value >> 31), below = 2 * value + sign;
+  const auto category = opaque<ptrdiff_t>(std::bit_width(static_cast<Zel32u>(below ^ sign) | 1));
+  const Zel32u entry = codesOfRun[category - 1] - 0x10000;
+  const Zel32u bits = static_cast<Zel32u>(below) & ((1u << category) - 1) & ~1u;
+  return {Zel64u{entry & 0xFFFF} << category | bits, (entry >> 16) + static_cast<Zel32u>(category)};
+}
+
+// The same for the AC coefficient at the first of those positions, `last` being 16 times the position before.
+[[gnu::noinline]] Code codeOfLarge(const Zel16s* block, Zel64u positions, const ZeliEncodeHuffmanSpec& table,
+                                   ptrdiff_t last) {
+  const int k = std::countr_zero(positions), value = loadZigzag(block, k);
+  const ptrdiff_t symbol = 16 * k - 16 - last;
+  // The only value of category 16, behind a run of 15, would have a symbol behind the end of the table.
+  return value == -32768 ? Code{0, kTooLarge} : codeOf(value, table.entries + symbol);
+}
+
+// Codes the coefficients at those positions but the first; false: a symbol has no code. (`opaque`, and the order of the
+// sum, keep the compiler from copying registers.)
+HWY_INLINE bool putCoefficients(const Zel16s* block, const Zel8u (&bytes)[64], Zel64u positions,
+                                const ZeliEncodeHuffmanSpec& table, FastWriter& writer) {
+  ptrdiff_t last = 0;
   const auto put = [&]() __attribute__((always_inline)) {
-    const auto k = static_cast<size_t>(std::countr_zero(positions));
-    const Zel64u category = coefficients.category(k);
-    // The only value of category 16, behind a run of 15, would have a symbol behind the end of the table.
-    if (Coefficients::kMaxCategory > 15 && category > 15) [[unlikely]]
-      return false;
-    const Zel64u entry = table.entries[16 * (k - last) + category - 16];
-    const Zel32u code = static_cast<Zel32u>(entry & 0xFFFF) << category | coefficients.bits(k);
-    last = k;
-    const Zel64u length = entry >> 16;
-    if (!length) [[unlikely]]
-      return false;
-    writer.put(code, length + category);
+    const ptrdiff_t k = std::countr_zero(positions);
+    const Zel8u byte = bytes[k];
+    const ptrdiff_t place = 16 * k, category = opaque(ptrdiff_t{kAdditional.category[byte]});
+    const Zel32u entry = table.entries[(place + category - 17) - last] - 0x10000;
+    Zel64u code = (entry & 0xFFFF) << category | kAdditional.of[byte].bits;
+    const Zel32u length = (entry >> 16) + kAdditional.of[byte].length;
+    if (!writer.take(length)) [[unlikely]] {
+      if (length < kTooLarge) {
+        writer.makeRoom(length);
+      } else {
+        writer.untake(length);
+        const Code large = codeOfLarge(block, positions, table, last);
+        if (large.length >= kTooLarge) return false;
+        code = large.doubled;
+        if (!writer.take(large.length)) writer.makeRoom(large.length);
+      }
+    }
+    last = place;
+    writer.append(code);
     return true;
   };
-  const auto more = [&]() __attribute__((always_inline)) {
-    return (positions &= positions - 1) != 0;
-  };
-
-  // Symbols commonly have far fewer bits than they can: a flush for every three is enough if a look at the pending bits
-  // guards the second and the third. 7 bits are left of the last block at most, and the DC term adds 32.
+  // Symbols commonly have far fewer bits than they can: a flush for every five is enough, almost always.
   for (;;) {
-    if (!more()) return true;
-    if (!put()) return false;
-    if (!more()) return true;
-    writer.makeRoom(kLongest);
-    if (!put()) return false;
-    if (!more()) return true;
-    writer.makeRoom(kLongest);
-    if (!put()) return false;
+    HWY_UNROLL(5)
+    for (int i = 0; i < 5; ++i) {
+      positions &= positions - 1;
+      if (!positions) return true;
+      if (!put()) return false;
+    }
     writer.flush();
   }
 }
 
-// A table of 16 bytes, repeated to fill a vector.
-struct ForEachBlock {
-  alignas(64) Zel8u lane[ZigzagBytes::kLanes];
-  constexpr explicit ForEachBlock(const std::array<Zel8u, 16>& table) : lane{} {
-    for (size_t i = 0; i < ZigzagBytes::kLanes; ++i) lane[i] = table[i % 16];
+// Codes a block without stuffing. False: a code is missing.
+HWY_INLINE bool putBlock(const Zel16s* block, int difference, const ZeliEncodeHuffmanSpec& dcTable,
+                         const ZeliEncodeHuffmanSpec& acTable, FastWriter& writer) {
+  Zel8u bytes[64];
+  const Zel64u zeros = storeZigzag(block, bytes) & ~Zel64u{1};
+  const Code dc = codeOf(difference, dcTable.entries);
+  if (!writer.take(dc.length)) [[unlikely]]
+    return false;
+  writer.append(dc.doubled);
+  if (!putCoefficients(block, bytes, positionsToCode(zeros), acTable, writer)) [[unlikely]]
+    return false;
+  if (zeros >> 63) [[likely]] { // it ends in zeros
+    const Zel32u entry = acTable.entries[0], length = entry >> 16;
+    if (!length) [[unlikely]]
+      return false;
+    if (!writer.take(length)) [[unlikely]]
+      writer.makeRoom(length);
+    writer.append(2 * Zel64u{entry & 0xFFFF});
   }
-};
-
-// A bit for each AC coefficient of a block that is zero, and some other bits if any is not small.
-struct ZigzagMasks {
-  Zel64u zeros, large;
-};
-
-// Stores the AC coefficients of a block as bytes in zig-zag order. A function of its own, since functions with long
-// vectors align their stack.
-[[gnu::noinline]] ZigzagMasks storeZigzag(const Zel16s* block, SmallCoefficients& coefficients) {
-  static constexpr ForEachBlock kLowNibble{{0, 1, 2, 2, 3, 3, 3, 3, 4, 4, 4, 4, 4, 4, 4, 4}};
-  static constexpr ForEachBlock kHighNibble{{0, 5, 6, 6, 7, 7, 7, 7}};
-  alignas(64) static constexpr struct AllButFirst {
-    Zel8s lane[ZigzagBytes::kLanes];
-    constexpr AllButFirst() : lane{} {
-      for (size_t i = 1; i < ZigzagBytes::kLanes; ++i) lane[i] = -1;
-    }
-  } kAllButFirst;
-  constexpr ZigzagBytes::Tag d;
-  const hn::RebindToUnsigned<decltype(d)> du;
-  const hn::Repartition<Zel16u, decltype(d)> d16;
-  ZigzagBytes values(block);
-  values.v[0] = hn::And(values.v[0], hn::Load(d, kAllButFirst.lane));
-  auto largest = hn::BitCast(du, hn::Abs(values.v[0]));
-  Zel64u zeros = 0;
-  for (size_t i = 0; i < ZigzagBytes::kVectors; ++i) {
-    const size_t at = i * ZigzagBytes::kLanes;
-    const auto magnitude = hn::BitCast(du, hn::Abs(values.v[i]));
-    const auto high = hn::And(hn::BitCast(du, hn::ShiftRight<4>(hn::BitCast(d16, magnitude))), hn::Set(du, 15));
-    const auto category = hn::Max(hn::TableLookupBytes(hn::Load(du, kLowNibble.lane), magnitude),
-                                  hn::TableLookupBytes(hn::Load(du, kHighNibble.lane), high));
-    hn::StoreU(category, du, coefficients.zigzag.categories + at);
-    hn::StoreU(hn::BitCast(du, values.v[i]), du, coefficients.zigzag.bytes + at);
-    zeros |= bitsOfMask(d, hn::Eq(values.v[i], hn::Zero(d))) << at;
-    if (i > 0) largest = hn::Max(largest, magnitude);
-  }
-  const auto beyond = hn::Sub(hn::BitCast(d, largest), hn::Set(d, -1)); // from 127 on negative
-  return {zeros - 1, bitsOfMask(d, hn::MaskFromVec(beyond))};           // the DC term counted as zero
+  return true;
 }
 
-// Codes the DC term of a block; false: it has no code.
-HWY_INLINE bool putDc(Zel32s difference, const ZeliEncodeHuffmanSpec& table, FastWriter& writer) {
-  const Zel32s sign = difference >> 31, below = difference + sign;
-  const auto category = static_cast<Zel32u>(std::bit_width(2 * static_cast<Zel32u>(below ^ sign) + 1) - 1);
-  const Zel64u entry = table.entries[category];
-  const Zel32u bits = static_cast<Zel32u>(below) & ((1u << category) - 1);
-  writer.put((entry & 0xFFFF) << category | bits, (entry >> 16) + category);
-  return entry != 0;
-}
-
-// Ends a block, with a code if it ends in zeros. Leaves up to 7 bits pending.
-HWY_INLINE void putEnd(Zel64u zeros, const ZeliEncodeHuffmanSpec& table, FastWriter& writer) {
-  writer.makeRoom(16);
-  if (zeros >> 63) writer.put(table.entries[0] & 0xFFFF, table.entries[0] >> 16);
-  writer.flush();
-}
-
-// Puts a zero behind each 0xFF, in place, and returns the new length.
-[[gnu::noinline, gnu::cold]] int stuff(Zel8u* bytes, int length) {
-  const int stuffed = length + static_cast<int>(std::count(bytes, bytes + length, 0xFF));
-  for (int from = length, to = stuffed; from < to;) {
-    const Zel8u byte = bytes[--from];
-    if (byte == 0xFF) bytes[--to] = 0;
-    bytes[--to] = byte;
+// Puts a zero behind each 0xFF, in place, and returns the new end.
+[[gnu::noinline, gnu::cold]] Zel8u* stuff(Zel8u* begin, Zel8u* end) {
+  Zel8u* to = end + std::count(begin, end, 0xFF);
+  Zel8u* const stuffed = to;
+  while (end < to) {
+    const Zel8u byte = *--end;
+    if (byte == 0xFF) *--to = 0;
+    *--to = byte;
   }
   return stuffed;
 }
@@ -216,71 +195,36 @@ HWY_INLINE void putEnd(Zel64u zeros, const ZeliEncodeHuffmanSpec& table, FastWri
 // stuffing, and 8 are written at once.
 constexpr int kBlockBytes = 512;
 
-// What stands behind the last whole byte: up to 7 bits, right-aligned.
-struct Pending {
-  Zel64u bits, count;
-
-  HWY_INLINE explicit Pending(const ZeliEncodeHuffmanState& state)
-      : bits(static_cast<Zel32u>(state.accumulator) >> ((24 - state.validBits) & 31)),
-        count(static_cast<Zel32u>(state.validBits)) {}
-  HWY_INLINE explicit Pending(const FastWriter& writer)
-      : bits(writer.accumulator & ((1u << writer.pending) - 1)), count(writer.pending) {}
-  Pending(Zel64u pendingBits, Zel64u pendingCount) : bits(pendingBits), count(pendingCount) {}
-
-  HWY_INLINE void save(ZeliEncodeHuffmanState& state) const {
-    state.accumulator = bits << (24 - count);
-    state.validBits = static_cast<Zel32s>(count);
-  }
-};
-
 // Codes a block by way of memory of its own, and returns the number of whole bytes, or -1 where a code is missing or
 // `room` is short.
-[[gnu::noinline]] int putBlock(const Zel16s* block, int difference, const ZeliEncodeHuffmanSpec& dcTable,
-                               const ZeliEncodeHuffmanSpec& acTable, Pending& pending, Zel64s room, Zel8u* to) {
-  SmallCoefficients coefficients;
+[[gnu::noinline]] int putBlockWithin(Zel64s room, const Zel16s* block, int difference,
+                                     const ZeliEncodeHuffmanSpec& dcTable, const ZeliEncodeHuffmanSpec& acTable,
+                                     Pending& pending, Zel8u* to) {
   Zel8u bytes[kBlockBytes];
-  const ZigzagMasks zigzag = storeZigzag(block, coefficients);
-  const Zel64u positions = positionsToCode(zigzag.zeros);
-  FastWriter writer{pending.bits, pending.count, bytes};
-  if (!acTable.entries[0] || !putDc(difference, dcTable, writer)) return -1;
-  if (!(zigzag.large ? putCoefficients(AnyCoefficients{coefficients, block}, positions, acTable, writer)
-                     : putCoefficients(coefficients, positions, acTable, writer))) {
-    return -1;
-  }
-  putEnd(zigzag.zeros, acTable, writer);
-  pending = Pending(writer);
-  auto length = static_cast<int>(writer.at - bytes);
-  if (writer.any0xFF()) length = stuff(bytes, length);
+  FastWriter writer(pending, bytes);
+  if (!putBlock(block, difference, dcTable, acTable, writer)) return -1;
+  const Pending after = writer.finish();
+  const ptrdiff_t length = (writer.any0xFF() ? stuff(bytes, writer.at) : writer.at) - bytes;
   if (length > room) return -1;
   std::memcpy(to, bytes, static_cast<size_t>(length));
-  return length;
+  pending = after;
+  return static_cast<int>(length);
 }
 
-// The common block: small coefficients, codes for all, and room for any block. False: nothing has changed but bytes
-// behind the position.
-HWY_INLINE bool encodeFast(const Zel16s* pSrc, Zel8u* pDst, Zel32s* pDstCurrPos, Zel16s* pLastDC,
-                           const ZeliEncodeHuffmanSpec& dcTable, const ZeliEncodeHuffmanSpec& acTable,
-                           ZeliEncodeHuffmanState& state) {
-  SmallCoefficients coefficients;
-  const ZigzagMasks zigzag = storeZigzag(pSrc, coefficients);
-  if (zigzag.large || !acTable.entries[0]) [[unlikely]]
-    return false;
-  const Zel16s dc = load16(pSrc);
-  const Pending before(state);
-  Zel8u* const to = pDst + *pDstCurrPos;
-  FastWriter writer{before.bits, before.count, to};
-  if (!putDc(dc - *pLastDC, dcTable, writer)) [[unlikely]]
-    return false;
-  if (!putCoefficients(coefficients, positionsToCode(zigzag.zeros), acTable, writer)) [[unlikely]]
-    return false;
-  *pLastDC = dc;
-  putEnd(zigzag.zeros, acTable, writer);
-  Pending(writer).save(state);
-  auto length = static_cast<int>(writer.at - to);
-  if (writer.any0xFF()) [[unlikely]]
-    length = stuff(to, length);
-  *pDstCurrPos += length;
-  return true;
+// Codes a block whatever the room and the state.
+[[gnu::noinline]] ZelStatus encodeDifference(const Zel16s* pSrc, int difference, const ZeliEncodeHuffmanSpec& dcTable,
+                                             const ZeliEncodeHuffmanSpec& acTable, BitSink sink) {
+  if (static_cast<Zel32u>(sink.state->validBits) < 8) {
+    Pending pending(*sink.state);
+    const int length = putBlockWithin(Zel64s{sink.length} - *sink.position, pSrc, difference, dcTable, acTable, pending,
+                                      sink.bytes + *sink.position);
+    if (length >= 0) {
+      pending.save(*sink.state);
+      *sink.position += length;
+      return zelStatusOk;
+    }
+  }
+  return writeBlock(sink, pSrc, difference, dcTable, acTable, false);
 }
 
 // Any call at all.
@@ -295,17 +239,7 @@ HWY_INLINE bool encodeFast(const Zel16s* pSrc, Zel8u* pDst, Zel32s* pDstCurrPos,
   const Zel16s dc = load16(pSrc);
   const int difference = dc - *pLastDC;
   *pLastDC = dc;
-  if (static_cast<Zel32u>(pState->validBits) < 8) {
-    Pending pending(*pState);
-    const int length = putBlock(pSrc, difference, *pDcTable, *pAcTable, pending, Zel64s{dstLenBytes} - *pDstCurrPos,
-                                pDst + *pDstCurrPos);
-    if (length >= 0) {
-      pending.save(*pState);
-      *pDstCurrPos += length;
-      return zelStatusOk;
-    }
-  }
-  return writeBlock(sink, pSrc, difference, *pDcTable, *pAcTable, false);
+  return encodeDifference(pSrc, difference, *pDcTable, *pAcTable, sink);
 }
 
 } // namespace
@@ -320,13 +254,23 @@ ZelStatus ownEncodeHuffman8x8_JPEG_16s1u_C1(const Zel16s* pSrc, Zel8u* pDst, Zel
   const auto usable = [](bool b) __attribute__((always_inline)) {
     return __builtin_expect(b, true);
   };
-  if (usable(pSrc) && usable(pDst) && usable(pDstCurrPos) && usable(pLastDC) && usable(pDcTable) && usable(pAcTable) &&
-      usable(pState) && usable(!bFlushState) && usable(dstLenBytes > 0) &&
-      usable(Zel64s{dstLenBytes} - *pDstCurrPos >= kBlockBytes) && usable(static_cast<Zel32u>(pState->validBits) < 8) &&
-      encodeFast(pSrc, pDst, pDstCurrPos, pLastDC, *pDcTable, *pAcTable, *pState)) {
-    return zelStatusOk;
+  if (!(usable(pSrc) && usable(pDst) && usable(pDstCurrPos) && usable(pLastDC) && usable(pDcTable) &&
+        usable(pAcTable) && usable(pState) && usable(!bFlushState) &&
+        usable(Zel64s{dstLenBytes} - static_cast<Zel32u>(*pDstCurrPos) >= kBlockBytes) &&
+        usable(static_cast<Zel32u>(pState->validBits) < 8))) {
+    return encode(pSrc, pDst, dstLenBytes, pDstCurrPos, pLastDC, pDcTable, pAcTable, pState, bFlushState);
   }
-  return encode(pSrc, pDst, dstLenBytes, pDstCurrPos, pLastDC, pDcTable, pAcTable, pState, bFlushState);
+  const Zel16s dc = load16(pSrc);
+  const int difference = dc - *pLastDC;
+  *pLastDC = dc;
+  FastWriter writer(Pending(*pState), pDst + static_cast<Zel32u>(*pDstCurrPos));
+  if (!putBlock(pSrc, difference, *pDcTable, *pAcTable, writer)) [[unlikely]] // nothing has changed but bytes
+    return encodeDifference(pSrc, difference, *pDcTable, *pAcTable, {pDst, dstLenBytes, pDstCurrPos, pState});
+  writer.finish().save(*pState);
+  if (writer.any0xFF()) [[unlikely]]
+    writer.at = stuff(pDst + *pDstCurrPos, writer.at);
+  *pDstCurrPos = static_cast<Zel32s>(writer.at - pDst);
+  return zelStatusOk;
 }
 
 ZelStatus ownEncodeHuffman8x8_Direct_JPEG_16s1u_C1(const Zel16s* pSrc, Zel8u* pDst, Zel32u* pDstBitsLen,
@@ -338,10 +282,10 @@ ZelStatus ownEncodeHuffman8x8_Direct_JPEG_16s1u_C1(const Zel16s* pSrc, Zel8u* pD
   *pLastDC = dc;
 
   auto position = static_cast<Zel32s>(*pDstBitsLen >> 3);
-  Pending pending(0, *pDstBitsLen & 7);
-  if (pending.count) pending.bits = static_cast<Zel64u>(pDst[position] >> (8 - pending.count));
+  const auto count = static_cast<Zel32s>(*pDstBitsLen & 7);
+  Pending pending(count ? static_cast<Zel64u>(pDst[position] & (0xFF00 >> count)) << 16 : 0, count);
   const auto noLimit = std::numeric_limits<Zel32s>::max();
-  const int length = putBlock(pSrc, difference, *pDcTable, *pAcTable, pending, noLimit, pDst + position);
+  const int length = putBlockWithin(noLimit, pSrc, difference, *pDcTable, *pAcTable, pending, pDst + position);
   if (length >= 0) {
     position += length;
   } else {
@@ -350,7 +294,7 @@ ZelStatus ownEncodeHuffman8x8_Direct_JPEG_16s1u_C1(const Zel16s* pSrc, Zel8u* pD
     writeBlock({pDst, noLimit, &position, &state}, pSrc, difference, *pDcTable, *pAcTable, true);
     pending = Pending(state);
   }
-  if (pending.count) pDst[position] = static_cast<Zel8u>(pending.bits << (8 - pending.count));
-  *pDstBitsLen = static_cast<Zel32u>(position) * 8 + static_cast<Zel32u>(pending.count);
+  if (pending.validBits) pDst[position] = static_cast<Zel8u>(pending.accumulator >> 16);
+  *pDstBitsLen = static_cast<Zel32u>(position) * 8 + static_cast<Zel32u>(pending.validBits);
   return zelStatusOk;
 }

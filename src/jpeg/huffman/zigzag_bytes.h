@@ -38,15 +38,17 @@ HWY_INLINE ZigzagBytes::ZigzagBytes(const Zel16s* block) {
 
 #else
 
-// A network of byte shuffles: each vector of the result gathers from those blocks of 16 that hold any of its bytes. The
-// blocks are as they come from packing: rows 0 and 2, 1 and 3, 4 and 6, 5 and 7.
+// A network of byte shuffles: each vector of the result gathers from those sources that hold any of its bytes. The
+// blocks of 16 bytes are as they come from packing: rows 0 and 2, 1 and 3, 4 and 6, 5 and 7. A source is a block, or
+// two neighbours in one order and in the other.
 struct ZigzagShuffles {
-  alignas(32) Zel8s index[4][64]; // for each block; negative: not from here
+  alignas(32) Zel8s index[4][64]; // for each source; negative: not from here
   constexpr ZigzagShuffles() : index{} {
     for (size_t k = 0; k < 64; ++k) {
       const int row = kNaturalOfZigzag[k] / 8, column = kNaturalOfZigzag[k] % 8;
+      const int block = row / 4 * 2 + row % 2, lane = static_cast<int>(k % ZigzagBytes::kLanes / 16);
       for (int source = 0; source < 4; ++source) {
-        index[source][k] = static_cast<Zel8s>(source == row / 4 * 2 + row % 2 ? row / 2 % 2 * 8 + column : -1);
+        index[source][k] = static_cast<Zel8s>((source ^ lane) == block ? row / 2 % 2 * 8 + column : -1);
       }
     }
   }
@@ -83,9 +85,8 @@ HWY_INLINE ZigzagBytes::ZigzagBytes(const Zel16s* block) {
     }
   } else {
     for (size_t i = 0; i < 2; ++i) {
-      const auto packed = narrowSigned(hn::LoadU(d, block + 32 * i), hn::LoadU(d, block + 32 * i + 16));
-      sources[2 * i] = hn::ConcatLowerLower(Tag(), packed, packed);
-      sources[2 * i + 1] = hn::ConcatUpperUpper(Tag(), packed, packed);
+      sources[2 * i] = narrowSigned(hn::LoadU(d, block + 32 * i), hn::LoadU(d, block + 32 * i + 16));
+      sources[2 * i + 1] = hn::SwapAdjacentBlocks(sources[2 * i]);
     }
   }
   const auto none = hn::Zero(Tag());
