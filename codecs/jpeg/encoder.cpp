@@ -150,7 +150,12 @@ class Writer : public img::RowWriter {
       script_ = options_.script;
       if (script_.empty()) script_ = options_.progressive ? usualProgression(frame_) : oneScan(frame_);
       if (Error bad = checkScript(script_, frame_)) return bad;
-      coefficients_ = std::make_unique<CoefficientImage>(frame_);
+      const auto bytes = static_cast<int64_t>(scan_.mcu.size() * sizeof(Block)) * scan_.mcuCount();
+      const bool inOne = isSequential(script_) && script_[0].components.size() == frame_.components.size();
+      if (inOne && bytes > options_.coefficientMemory)
+        packed_ = std::make_unique<PackedBlocks>(scan_);
+      else
+        coefficients_ = std::make_unique<CoefficientImage>(frame_);
       return {};
     }
     error = makeHuffmanTables(kDcLists, kAcLists, tables_);
@@ -182,7 +187,7 @@ class Writer : public img::RowWriter {
   // Rows of MCUs are read and coded one after the other, and transformed side by side. Restart intervals are
   // independent: where rows of MCUs begin with them, they are coded side by side too.
   Error pull(img::RowReader& reader, const img::Progress& progress) override {
-    const bool alone = interval_ && !coefficients_ &&
+    const bool alone = interval_ && !keepsAll() &&
                        (scan_.mcusWide % interval_ == 0 ||
                         (interval_ % scan_.mcusWide == 0 && interval_ <= kLongestInterval * scan_.mcusWide));
     const int mcuRows = alone ? static_cast<int>((interval_ + scan_.mcusWide - 1) / scan_.mcusWide) : 1;
@@ -197,7 +202,7 @@ class Writer : public img::RowWriter {
     std::vector<Slot> slots(static_cast<size_t>(threads_ * img::Pipeline::kSlotsOfThread));
     for (Slot& slot : slots) {
       slot.pixels = AlignedArray<uint8_t>(rowBytes_ * static_cast<size_t>(high));
-      if (!alone && !coefficients_) slot.blocks = AlignedArray<Block>(blocksOfMcuRow());
+      if (!alone && !keepsAll()) slot.blocks = AlignedArray<Block>(blocksOfMcuRow());
       if (Error error = makeState(slot.segment)) return error;
     }
     const auto rowsOf = [&](int64_t item, int slot) {
@@ -216,7 +221,7 @@ class Writer : public img::RowWriter {
       Strip& strip = strips_[static_cast<size_t>(number / img::Pipeline::kSlotsOfThread)];
       Slot& slot = slots[static_cast<size_t>(number)];
       if (!alone) {
-        if (!coefficients_)
+        if (!keepsAll())
           transformMcuRow(part, part.mcuRow, strip, slot.blocks.data());
         else
           keepCoefficients(part, strip);
@@ -238,7 +243,7 @@ class Writer : public img::RowWriter {
       Error error;
       if (alone)
         error = sink_.write({slot.segment.bytes.data(), static_cast<size_t>(slot.segment.position)});
-      else if (!coefficients_)
+      else if (!keepsAll())
         error = codeMcus(slot.blocks.data(), begin, end, segment_);
       if (progress) progress(std::min(static_cast<int>(item + 1) * high, frame_.height));
       if (!error) return true;
@@ -254,7 +259,7 @@ class Writer : public img::RowWriter {
     if (held_ > 0) {
       if (Error error = encodeHeld()) return error;
     }
-    if (coefficients_) return codeCoefficients();
+    if (keepsAll()) return codeCoefficients();
     if (Error error = flush(segment_)) return error;
     segment_.bytes.resize(static_cast<size_t>(segment_.position));
     SegmentWriter(segment_.bytes).marker(kEoi);
@@ -294,6 +299,8 @@ class Writer : public img::RowWriter {
     for (size_t c = 1; c < frame_.components.size(); ++c) strip.half[c] = AlignedArray<Sample>(samples);
   }
 
+  bool keepsAll() const { return coefficients_ || packed_; }
+
   size_t blocksOfMcuRow() const { return scan_.mcu.size() * static_cast<size_t>(scan_.mcusWide); }
 
   // Rows that do not fill a row of MCUs wait for the others.
@@ -317,7 +324,7 @@ class Writer : public img::RowWriter {
     const int mcuRows = divideUp(rows.count, 8 * frame_.vMax);
     rowsDone_ += rows.count;
     const int64_t begin = int64_t{part.mcuRow} * scan_.mcusWide, end = begin + int64_t{mcuRows} * scan_.mcusWide;
-    if (!coefficients_) return encodeMcus(part, begin, end, strips_[0], segment_, true);
+    if (!keepsAll()) return encodeMcus(part, begin, end, strips_[0], segment_, true);
     for (int row = 0; row < mcuRows; ++row) {
       const int first = row * 8 * frame_.vMax;
       const int count = std::min(8 * frame_.vMax, rows.count - first);
@@ -524,6 +531,12 @@ class Writer : public img::RowWriter {
 
   // One row of MCUs.
   void keepCoefficients(const Part& part, Strip& strip) {
+    if (packed_) {
+      const AlignedArray<Block> row(packed_->blocksOfRow());
+      transformMcuRow(part, part.mcuRow, strip, row.data());
+      packed_->keep(part.mcuRow, row.data());
+      return;
+    }
     for (int x = 0; x < scan_.mcusWide;) {
       const Run run{x, part.mcuRow, std::min(scan_.mcusWide - x, mcusOfRun(scan_))};
       const Block* block = strip.blocks.data();
@@ -540,7 +553,8 @@ class Writer : public img::RowWriter {
     beginFile(writer, !isSequential(script_) ? kSof2 : frame_.bits == 8 ? kSof0 : kSof1);
     if (Error error = sink_.write(bytes)) return error;
     const ScanOptions options{true, options_.restartInterval, options_.restartInRows, threads_};
-    if (Error error = writeScans(sink_, frame_, *coefficients_, script_, options)) return error;
+    const CoefficientSource source{coefficients_.get(), packed_.get()};
+    if (Error error = writeScans(sink_, frame_, source, script_, options)) return error;
     bytes.clear();
     writer.marker(kEoi);
     return sink_.write(bytes);
@@ -590,7 +604,8 @@ class Writer : public img::RowWriter {
   int rowsDone_ = 0, held_ = 0;
   Bytes heldRows_;
   std::vector<ScanSpec> script_;                   // where all coefficients are needed
-  std::unique_ptr<CoefficientImage> coefficients_; // before the first is coded
+  std::unique_ptr<CoefficientImage> coefficients_; // before the first is coded,
+  std::unique_ptr<PackedBlocks> packed_;           // or where they would take much memory
 };
 
 template <class Sample>

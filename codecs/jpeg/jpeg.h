@@ -42,6 +42,7 @@ struct EncodeOptions {
   int restartInterval = 0; // in MCUs or rows of MCUs; 0: none
   bool restartInRows = false;
   int threads = 1;
+  int64_t coefficientMemory = int64_t{1} << 28; // where coefficients of one scan take more they are kept packed
 };
 
 struct DecodeOptions {

@@ -89,7 +89,7 @@ Error recode(img::ByteSource& source, img::ByteSink& sink, const RecodeOptions& 
   if (Error error = sink.write(start)) return error;
   const ScanOptions scanOptions{options.optimize || frame.bits != 8 || !isSequential(script), options.restartInterval,
                                 options.restartInRows, options.threads};
-  if (Error error = writeScans(sink, frame, *image, script, scanOptions)) return error;
+  if (Error error = writeScans(sink, frame, {image.get(), nullptr}, script, scanOptions)) return error;
   Bytes end;
   SegmentWriter(end).marker(kEoi);
   if (damage.found()) damageText = damage.first();

@@ -9,6 +9,8 @@
 namespace jpeg {
 namespace {
 
+using img::AlignedArray;
+
 // No block takes more, with the bits that earlier blocks have left.
 constexpr size_t kBytesOfBlock = 1024;
 
@@ -19,11 +21,11 @@ int tableOf(int component) {
 
 class Writer {
  public:
-  Writer(img::ByteSink& sink, const Frame& frame, const CoefficientImage& image, const ScanSpec& spec, bool sequential,
-         const ScanOptions& options)
+  Writer(img::ByteSink& sink, const Frame& frame, const CoefficientSource& source, const ScanSpec& spec,
+         bool sequential, const ScanOptions& options)
       : sink_(sink),
         frame_(frame),
-        image_(image),
+        source_(source),
         spec_(spec),
         scan_(layOutScan(frame, spec.components)),
         sequential_(sequential),
@@ -63,7 +65,10 @@ class Writer {
   Error walk(F onBlock) {
     begin();
     int64_t mcu = 0;
+    const AlignedArray<Block> row(source_.packed ? source_.packed->blocksOfRow() : 0);
     for (int y = 0; y < scan_.mcusHigh; ++y) {
+      Block* next = row.data();
+      if (source_.packed) source_.packed->restore(y, next);
       for (int x = 0; x < scan_.mcusWide; ++x, ++mcu) {
         if (interval_ && mcu > 0 && mcu % interval_ == 0) {
           if (Error error = check(flush())) return error;
@@ -77,7 +82,8 @@ class Writer {
           if (Error error = makeRoom()) return error;
         }
         for (const ScanBlock& b : scan_.mcu) {
-          if (Error error = check(onBlock(b.component, image_.block(b, x, y)))) return error;
+          Block& block = source_.packed ? *next++ : source_.image->block(b, x, y);
+          if (Error error = check(onBlock(b.component, block))) return error;
         }
       }
     }
@@ -178,7 +184,7 @@ class Writer {
 
   img::ByteSink& sink_;
   const Frame& frame_;
-  const CoefficientImage& image_;
+  const CoefficientSource source_;
   const ScanSpec& spec_;
   const Scan scan_;
   const bool sequential_, codesDc_, codesAc_;
@@ -285,7 +291,7 @@ Error checkScript(const std::vector<ScanSpec>& script, const Frame& frame) {
   return {};
 }
 
-Error writeScans(img::ByteSink& sink, const Frame& frame, const CoefficientImage& image,
+Error writeScans(img::ByteSink& sink, const Frame& frame, const CoefficientSource& source,
                  const std::vector<ScanSpec>& script, const ScanOptions& options) {
   if (Error error = checkScript(script, frame)) return error;
   const bool sequential = isSequential(script);
@@ -295,7 +301,7 @@ Error writeScans(img::ByteSink& sink, const Frame& frame, const CoefficientImage
   std::vector<img::MemorySink> sinks(parts.begin(), parts.end());
   for (size_t i = 0; i < script.size(); ++i) {
     img::ByteSink& own = aside ? sinks[i] : sink;
-    writers.push_back(std::make_unique<Writer>(own, frame, image, script[i], sequential, options));
+    writers.push_back(std::make_unique<Writer>(own, frame, source, script[i], sequential, options));
   }
   const auto write = [&](size_t i) { return writers[i]->write(i == 0 ? 0 : writers[i - 1]->restartInterval()); };
   if (!aside) {

@@ -4,6 +4,7 @@
 #include "jpeg/coefficients.h"
 #include "jpeg/huffman.h"
 #include "jpeg/jpeg.h"
+#include "jpeg/packed_blocks.h"
 
 namespace jpeg {
 
@@ -26,8 +27,14 @@ struct ScanOptions {
   int threads = 1; // scans are written side by side
 };
 
+// All coefficients, or, for one scan of all components, packed ones.
+struct CoefficientSource {
+  const CoefficientImage* image;
+  const PackedBlocks* packed;
+};
+
 // The tables, the header and the data of each scan.
-Error writeScans(img::ByteSink& sink, const Frame& frame, const CoefficientImage& image,
+Error writeScans(img::ByteSink& sink, const Frame& frame, const CoefficientSource& source,
                  const std::vector<ScanSpec>& script, const ScanOptions& options);
 
 } // namespace jpeg

@@ -57,6 +57,25 @@ TEST(Progressive, ScansAndTablesChangeNoPixel) {
       }
     }
   }
+  // Coefficients that are packed for want of memory.
+  for (const int bits : {8, 12}) {
+    for (const bool noisy : {false, true}) {
+      Image image = img::withBits(img::renderScene(333, 170), bits);
+      Random random(9);
+      for (size_t i = 0; noisy && bits == 8 && i < image.bytes.size(); ++i) {
+        image.bytes[i] = static_cast<uint8_t>(random.oneOf({0, 255}));
+      }
+      jpeg::EncodeOptions options;
+      options.quality = noisy ? 100 : 60;
+      options.optimize = true;
+      options.restartInterval = noisy;
+      const Bytes file = encoded(image, options);
+      options.coefficientMemory = 0;
+      EXPECT_EQ(encoded(image, options), file);
+      options.threads = 3;
+      EXPECT_EQ(encoded(image, options), file);
+    }
+  }
   for (const int bits : {8, 12}) {
     const Image image = img::withBits(grey(img::renderScene(61, 40)), bits);
     jpeg::EncodeOptions options;
