@@ -6,6 +6,7 @@
 #include <new>
 
 #include "common/layout.h"
+#include "common/workers.h"
 #include "jpeg/huffman.h"
 #include "jpeg/lossless_joiner.h"
 #include "jpeg/lossless_planes.h"
@@ -309,7 +310,8 @@ class Reader : public img::RowReader {
         damage_(options.keepGoing),
         planes_(header.frame.components.size()),
         predictor_(scan.Ss),
-        pointTransform_(scan.Al) {
+        pointTransform_(scan.Al),
+        threads_(options.threads) {
     picture_ = joiner_.picture();
     rowsOfInterval_ = header.restartInterval / picture_.width;
   }
@@ -333,11 +335,51 @@ class Reader : public img::RowReader {
 
   Error read(const img::Rows& rows) override {
     for (int y = 0; y < rows.count; ++y) {
-      if (Error error = readRow()) return error;
-      const int shifts[kMostPlanes] = {pointTransform_, pointTransform_, pointTransform_, pointTransform_};
-      joiner_.join(samples_[0].rows, shifts, rows, y);
+      RowState state;
+      if (Error error = readDifferences(differences_, state)) return error;
+      makeRow(differences_, state, rows, y);
     }
     return {};
+  }
+
+  bool pushes() const override { return threads_ > 1; }
+
+  // One thread reads differences, another makes pixels of them and writes these.
+  Error push(img::RowWriter& writer, const img::Progress& progress) override {
+    constexpr int kRowsOfItem = 16;
+    struct Slot {
+      PlaneRows differences[kRowsOfItem];
+      RowState states[kRowsOfItem];
+    };
+    img::Pipeline pipeline;
+    pipeline.items = divideUp(picture_.height, kRowsOfItem);
+    pipeline.beginsEarly = true;
+    std::vector<Slot> slots(2 * img::Pipeline::kSlotsOfThread);
+    for (Slot& slot : slots) {
+      for (PlaneRows& rows : slot.differences) rows.resize(planes_, picture_.width);
+    }
+    Bytes pixels(picture_.rowBytes() * kRowsOfItem);
+    const auto rowsOf = [&](int64_t item) {
+      return std::min(kRowsOfItem, picture_.height - static_cast<int>(item) * kRowsOfItem);
+    };
+    Error readError, writeError;
+    pipeline.begin = [&](int64_t item, int slot) {
+      Slot& own = slots[static_cast<size_t>(slot)];
+      for (int y = 0; y < rowsOf(item) && !readError; ++y)
+        readError = readDifferences(own.differences[y], own.states[y]);
+      return !readError;
+    };
+    pipeline.work = [](int64_t, int) { return true; };
+    pipeline.end = [&](int64_t item, int slot) {
+      Slot& own = slots[static_cast<size_t>(slot)];
+      const img::Rows rows{pixels.data(), static_cast<ptrdiff_t>(picture_.rowBytes()), rowsOf(item)};
+      for (int y = 0; y < rows.count; ++y) makeRow(own.differences[y], own.states[y], rows, y);
+      writeError = writer.write(asConst(rows));
+      if (progress) progress(static_cast<int>(item) * kRowsOfItem + rows.count);
+      return !writeError;
+    };
+    run(pipeline, 2);
+    return writeError ? writeError : readError;
   }
 
   Error finish() override {
@@ -353,47 +395,51 @@ class Reader : public img::RowReader {
   }
 
  private:
-  Error readRow() {
-    bool first = row_ == 0;
+  // What is known of a row but its differences.
+  struct RowState {
+    bool first = false; // of a restart interval
+    bool lost = false;
+  };
+
+  Error readDifferences(PlaneRows& differences, RowState& state) {
+    state = {row_ == 0, false};
     if (row_ > 0 && rowsOfInterval_ && row_ % rowsOfInterval_ == 0) {
       if (Error error = restart()) return error;
-      first = !ended_;
+      state.first = !ended_;
     }
     ++row_;
-    std::swap(samples_[0], samples_[1]);
-    if (!ended_) {
-      if (Error error = source_.fill(mostBytesOfRow(picture_))) return error;
-      const ByteSpan visible = source_.visible();
-      Zel32s position = 0;
-      const Zel8u nothing = 0;
-      const ZelStatus status = zeliDecodeHuffmanRow_JPEG_1u16s_C1P4(
-          visible.empty() ? &nothing : visible.data(),
-          static_cast<Zel32s>(std::clamp<size_t>(visible.size(), 1, INT32_MAX)), &position, differences_.rows,
-          picture_.width, static_cast<Zel32s>(planes_), &marker_, tables_, state_.get());
-      source_.skip(std::min(static_cast<size_t>(position), visible.size()));
-      if (status == zelStatusOk) {
-        reconstruct(first);
-        return {};
-      }
-      damage_.note(img::format("damaged or missing data in row %d of %d", row_, picture_.height));
-      if (damage_.stops()) return damage_.error();
-      ended_ = true;
-    }
-    // The row above is all that is known.
-    for (size_t c = 0; c < planes_; ++c) samples_[0].values[c] = samples_[1].values[c];
-    return {};
+    state.lost = ended_;
+    if (ended_) return {};
+    if (Error error = source_.fill(mostBytesOfRow(picture_))) return error;
+    const ByteSpan visible = source_.visible();
+    Zel32s position = 0;
+    const Zel8u nothing = 0;
+    const ZelStatus status = zeliDecodeHuffmanRow_JPEG_1u16s_C1P4(
+        visible.empty() ? &nothing : visible.data(),
+        static_cast<Zel32s>(std::clamp<size_t>(visible.size(), 1, INT32_MAX)), &position, differences.rows,
+        picture_.width, static_cast<Zel32s>(planes_), &marker_, tables_, state_.get());
+    source_.skip(std::min(static_cast<size_t>(position), visible.size()));
+    if (status == zelStatusOk) return {};
+    damage_.note(img::format("damaged or missing data in row %d of %d", row_, picture_.height));
+    state.lost = ended_ = true;
+    return damage_.stops() ? damage_.error() : Error{};
   }
 
-  void reconstruct(bool first) {
+  // Where a row is lost, the row above is all that is known.
+  void makeRow(const PlaneRows& differences, const RowState& state, const img::Rows& rows, int y) {
+    std::swap(samples_[0], samples_[1]);
     for (size_t c = 0; c < planes_; ++c) {
-      if (first) {
-        zeliReconstructPredFirstRow_JPEG_16s_C1(differences_.rows[c], samples_[0].rows[c], picture_.width,
-                                                picture_.bits, pointTransform_);
-      } else {
-        zeliReconstructPredRow_JPEG_16s_C1(differences_.rows[c], samples_[1].rows[c], samples_[0].rows[c],
-                                           picture_.width, predictor_);
-      }
+      const Zel16s *from = differences.rows[c], *above = samples_[1].rows[c];
+      Zel16s* const to = samples_[0].rows[c];
+      if (state.lost)
+        std::copy_n(above, picture_.width, to);
+      else if (state.first)
+        zeliReconstructPredFirstRow_JPEG_16s_C1(from, to, picture_.width, picture_.bits, pointTransform_);
+      else
+        zeliReconstructPredRow_JPEG_16s_C1(from, above, to, picture_.width, predictor_);
     }
+    const int shifts[kMostPlanes] = {pointTransform_, pointTransform_, pointTransform_, pointTransform_};
+    joiner_.join(samples_[0].rows, shifts, rows, y);
   }
 
   // Moves behind the next marker of the source; 0: there is none.
@@ -420,7 +466,7 @@ class Reader : public img::RowReader {
   LosslessJoiner joiner_;
   Damage damage_;
   const size_t planes_;
-  const int predictor_, pointTransform_;
+  const int predictor_, pointTransform_, threads_;
   int rowsOfInterval_ = 0, row_ = 0;
   PlaneRows samples_[2]; // of the row, and of the one above
   PlaneRows differences_;

@@ -138,8 +138,14 @@ TEST(LosslessFiles, DamageHasAnEnd) {
       jpeg::DecodeOptions reading;
       reading.keepGoing = round % 2 == 0;
       reading.maxPixels = 1 << 16;
-      if (jpeg::decode(file, reading, out, damage)) continue;
+      const jpeg::Error error = jpeg::decode(file, reading, out, damage);
+      reading.threads = 2; // change nothing
+      Image other;
+      std::string otherDamage;
+      ASSERT_EQ(jpeg::decode(file, reading, other, otherDamage).message, error.message);
+      if (error) continue;
       ASSERT_EQ(out.bytes.size(), out.rowBytes() * static_cast<size_t>(out.height));
+      ASSERT_TRUE(other.bytes == out.bytes && otherDamage == damage);
     }
   }
   // An interval that is lost costs its rows and no others.
