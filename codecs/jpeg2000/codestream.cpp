@@ -183,7 +183,7 @@ Error readSegment(int marker, ByteSpan body, size_t components, TileParameters& 
     case kRGN:
       return fail("regions of interest are not supported");
     case kPPM:
-      return fail("packed packet headers in the main header are not supported");
+      return fail("packed packet headers of the main header in that of a tile");
     case kCAP:
       return fail("codestreams of high-throughput blocks are not supported");
     default:
@@ -191,8 +191,19 @@ Error readSegment(int marker, ByteSpan body, size_t components, TileParameters& 
   }
 }
 
-// One tile-part from its SOT on; `at` moves behind it.
-Error readTilePart(ByteSpan bytes, size_t& at, Codestream& c) {
+// What the main header has of the packet headers of the next tile-part; `at` moves behind it.
+void takePacketHeaders(Codestream& c, size_t& at, TileData& tile) {
+  Fields f(ByteSpan(c.packetHeaders).subspan(at));
+  const auto wanted = static_cast<size_t>(f.u32()), length = std::min(wanted, f.left());
+  c.cutOff |= f.failed() || length < wanted;
+  const ByteSpan rest = f.rest();
+  tile.packetHeaders.insert(tile.packetHeaders.end(), rest.begin(), rest.begin() + static_cast<ptrdiff_t>(length));
+  tile.hasPacketHeaders = true;
+  at = c.packetHeaders.size() - rest.size() + length;
+}
+
+// One tile-part from its SOT on; `at` moves behind it, and `packed` behind its packet headers in the main header.
+Error readTilePart(ByteSpan bytes, size_t& at, size_t& packed, Codestream& c) {
   Fields f(bytes.subspan(at + 4));
   const size_t begin = at;
   const auto index = static_cast<size_t>(f.u16());
@@ -242,6 +253,7 @@ Error readTilePart(ByteSpan bytes, size_t& at, Codestream& c) {
     }
     at += 2 + size;
   }
+  if (c.hasPacketHeaders) takePacketHeaders(c, packed, tile);
   tile.parts.push_back(bytes.subspan(at + 2, end - at - 2));
   at = end;
   return {};
@@ -278,6 +290,9 @@ Error readCodestream(ByteSpan bytes, int64_t maxPixels, Codestream& c) {
       if (Error error = readSize(Fields(body), maxPixels, c)) return error;
     } else if (c.components.empty()) {
       return fail("the codestream does not begin with its size");
+    } else if (marker == kPPM) {
+      if (!body.empty()) c.packetHeaders.insert(c.packetHeaders.end(), body.begin() + 1, body.end());
+      c.hasPacketHeaders = true;
     } else if (Error error = readSegment(marker, body, c.components.size(), c.main)) {
       return error;
     }
@@ -286,12 +301,12 @@ Error readCodestream(ByteSpan bytes, int64_t maxPixels, Codestream& c) {
     at += 2 + size;
   }
   if (!coding || !quantisation) return fail("the main header lacks its coding style or quantisation");
-  while (at + 2 <= bytes.size()) {
+  for (size_t packed = 0; at + 2 <= bytes.size();) {
     const int marker = bytes[at] << 8 | bytes[at + 1];
     if (marker == kEOC) return {};
     if (marker != kSOT || at + 12 > bytes.size()) break;
     const size_t begin = at;
-    if (Error error = readTilePart(bytes, at, c)) return error;
+    if (Error error = readTilePart(bytes, at, packed, c)) return error;
     if (at <= begin) return fail("a tile-part without a length");
   }
   c.cutOff = true;

@@ -99,7 +99,7 @@ struct Component {
 struct TileData {
   std::unique_ptr<TileParameters> own; // null: as in the main header
   std::vector<ByteSpan> parts;
-  Bytes packetHeaders; // PPT
+  Bytes packetHeaders; // PPT, PPM
   bool hasPacketHeaders = false;
 };
 
@@ -109,6 +109,8 @@ struct Codestream {
   std::vector<Component> components;
   TileParameters main;
   std::vector<TileData> tiles;
+  Bytes packetHeaders; // PPM: of all tile-parts, in their order, each behind its length
+  bool hasPacketHeaders = false;
   bool cutOff = false; // bytes are missing at the end
 
   int tilesAcross() const { return ceilDiv(image.x1 - tileX0, tileWidth); }

@@ -144,7 +144,6 @@ class Reader : public img::RowReader {
     if (Error error = source.loadAll()) return error;
     if (Error error = readContainer(source.visible(), container_)) return error;
     if (Error error = readCodestream(container_.codestream, options_.maxPixels, codestream_)) return error;
-    if (container_.palette) return fail("palettes are not supported");
     if (Error error = shape()) return error;
     if (codestream_.cutOff) return damage("the codestream is cut off");
     return {};
@@ -202,16 +201,9 @@ class Reader : public img::RowReader {
     const Rect& grid = codestream_.image;
     const Rect image = {pixelX(grid.x0), pixelY(grid.y0), pixelX(grid.x1), pixelY(grid.y1)};
     if (image.empty()) return fail("nothing is left of the picture at this resolution");
-    const auto count = static_cast<int>(codestream_.components.size());
     picture_.width = image.width();
     picture_.height = image.height();
-    const bool cmyk = container_.space == Container::Space::cmyk && count >= 4;
-    const int colours = cmyk ? 4 : count >= 3 ? 3 : 1;
-    if (count > colours + 1) return fail("pictures of %d components are not supported", count);
-    picture_.colour = cmyk ? img::Colour::cmyk : colours == 3 ? img::Colour::rgb : img::Colour::grey;
-    picture_.alpha = count > colours;
-    picture_.bits = 1;
-    for (const Component& c : codestream_.components) picture_.bits = std::max(picture_.bits, c.bits);
+    if (Error error = findChannels()) return error;
     picture_.metadata.icc = container_.icc;
     picture_.metadata.density = container_.density;
     for (size_t tile = 0; tile < codestream_.tiles.size(); ++tile) {
@@ -222,7 +214,7 @@ class Reader : public img::RowReader {
         }
       }
       if (!p.componentTransform) continue;
-      if (count < 3) return fail("a component transform of fewer than three components");
+      if (codestream_.components.size() < 3) return fail("a component transform of fewer than three components");
       for (size_t i = 1; i < 3; ++i) {
         const Component &a = codestream_.components[0], &b = codestream_.components[i];
         if (p.coding[i].reversible != p.coding[0].reversible || a.dx != b.dx || a.dy != b.dy || a.bits != b.bits) {
@@ -231,6 +223,55 @@ class Reader : public img::RowReader {
       }
     }
     return {};
+  }
+
+  // A channel of the picture.
+  struct Channel {
+    size_t component;
+    int bits;
+    const uint16_t* palette; // or null
+    size_t entries;
+  };
+
+  Error findChannels() {
+    for (size_t i = 0; container_.channels.empty() && i < codestream_.components.size(); ++i) {
+      channels_.push_back({i, codestream_.components[i].bits, nullptr, 0});
+    }
+    for (const ChannelSource& source : container_.channels) {
+      if (source.component >= codestream_.components.size()) return fail("a channel of a component that is not there");
+      if (source.column < 0) {
+        channels_.push_back({source.component, codestream_.components[source.component].bits, nullptr, 0});
+      } else {
+        const PaletteColumn& column = container_.palette[static_cast<size_t>(source.column)];
+        channels_.push_back({source.component, column.bits, column.entries.data(), column.entries.size()});
+      }
+    }
+    const size_t count = channels_.size();
+    const bool cmyk = container_.space == Container::Space::cmyk && count >= 4;
+    const size_t colours = cmyk ? 4 : count >= 3 ? 3 : 1;
+    if (count > colours + 1) return fail("pictures of %zu channels are not supported", count);
+    picture_.colour = cmyk ? img::Colour::cmyk : colours == 3 ? img::Colour::rgb : img::Colour::grey;
+    picture_.alpha = count > colours;
+    picture_.bits = 1;
+    for (const Channel& channel : channels_) picture_.bits = std::max(picture_.bits, channel.bits);
+    putInOrder(colours);
+    mapped_ = channels_.size() != codestream_.components.size();
+    for (size_t i = 0; i < count; ++i) mapped_ |= channels_[i].component != i || channels_[i].palette;
+    return {};
+  }
+  // Colours by their numbers and opacity behind them, where the file tells that of all channels.
+  void putInOrder(size_t colours) {
+    std::vector<Channel> ordered;
+    const auto take = [&](auto wanted) {
+      const auto& all = container_.meanings;
+      const auto found = std::find_if(all.begin(), all.end(), wanted);
+      if (found != all.end() && found->channel < channels_.size()) ordered.push_back(channels_[found->channel]);
+    };
+    for (size_t i = 1; i <= colours; ++i) {
+      take([&](const ChannelMeaning& m) { return m.type == 0 && m.association == static_cast<int>(i); });
+    }
+    if (channels_.size() > colours) take([](const ChannelMeaning& m) { return m.type == 1 || m.type == 2; });
+    if (ordered.size() == channels_.size()) channels_ = ordered;
   }
 
   Error readTileRow() {
@@ -403,30 +444,49 @@ class Reader : public img::RowReader {
   template <class Sample>
   void makeRow(int row, Sample* to, RowScratch& scratch) const {
     const int origin = pixelX(codestream_.image.x0);
-    const size_t channels = codestream_.components.size();
+    const size_t channels = channels_.size();
     const bool fromYcc = container_.space == Container::Space::ycc && channels >= 3;
     for (size_t i = 0; i < tiles_.size(); ++i) {
-      const Tile& tile = tiles_[i];
-      const TileParameters& parameters = codestream_.parameters(firstTile_ + static_cast<int>(i));
-      const int begin = pixelX(tile.rect.x0) - origin, width = pixelX(tile.rect.x1) - origin - begin;
+      const int begin = pixelX(tiles_[i].rect.x0) - origin, width = pixelX(tiles_[i].rect.x1) - origin - begin;
       if (width < 1) continue;
-      std::vector<ComponentRow>& components = scratch.components;
-      components.clear();
-      scratch.repeated.resize(channels);
-      for (size_t k = 0; k < channels; ++k) {
-        components.push_back({lineOf(tile, k, row, begin, width, scratch.repeated[k]), codestream_.components[k].bits,
-                              parameters.coding[k].reversible});
-      }
       Sample* pixels = to + static_cast<size_t>(begin) * channels;
-      // Signed samples are moved to begin at 0, too.
-      toPixels(components, width, parameters.componentTransform, pixels, scratch);
+      if (mapped_) {
+        scratch.samples.resize(static_cast<size_t>(width) * codestream_.components.size());
+        makeTileRow(i, row, begin, width, scratch.samples.data(), scratch);
+        mapChannels(scratch.samples.data(), width, pixels);
+      } else {
+        makeTileRow(i, row, begin, width, pixels, scratch);
+      }
       for (size_t k = 0; k < channels; ++k) {
-        const int bits = components[k].bits;
+        const int bits = channels_[k].bits;
         for (size_t x = k; bits != picture_.bits && x < static_cast<size_t>(width) * channels; x += channels) {
           pixels[x] = static_cast<Sample>(rescaled(pixels[x], bits, picture_.bits));
         }
       }
       for (int x = 0; fromYcc && x < width; ++x) toRgb(pixels + static_cast<size_t>(x) * channels);
+    }
+  }
+  // All components of a tile in a row; signed samples are moved to begin at 0, too.
+  template <class Sample>
+  void makeTileRow(size_t index, int row, int begin, int width, Sample* to, RowScratch& scratch) const {
+    const TileParameters& parameters = codestream_.parameters(firstTile_ + static_cast<int>(index));
+    const size_t count = codestream_.components.size();
+    scratch.components.clear();
+    scratch.repeated.resize(count);
+    for (size_t k = 0; k < count; ++k) {
+      const Zel32s* line = lineOf(tiles_[index], k, row, begin, width, scratch.repeated[k]);
+      scratch.components.push_back({line, codestream_.components[k].bits, parameters.coding[k].reversible});
+    }
+    toPixels(scratch.components, width, parameters.componentTransform, to, scratch);
+  }
+  template <class Sample>
+  void mapChannels(const uint16_t* from, int width, Sample* to) const {
+    const size_t count = codestream_.components.size();
+    for (int x = 0; x < width; ++x, from += count) {
+      for (const Channel& channel : channels_) {
+        const size_t v = from[channel.component];
+        *to++ = static_cast<Sample>(channel.palette ? channel.palette[std::min(v, channel.entries - 1)] : v);
+      }
     }
   }
 
@@ -443,6 +503,8 @@ class Reader : public img::RowReader {
   const DecodeOptions options_;
   Container container_;
   Codestream codestream_;
+  std::vector<Channel> channels_;
+  bool mapped_ = false;     // channels are not the components
   std::vector<Tile> tiles_; // of the row of tiles that rows are made of
   int gridX_ = 1, gridY_ = 1;
   int firstTile_ = 0, nextTile_ = 0, tileRowEnd_ = 0, row_ = 0;

@@ -80,18 +80,50 @@ void readResolution(ByteSpan body, Container& c) {
   }
 }
 
-void readHeader(ByteSpan body, Container& c) {
+Error readPalette(ByteSpan body, Container& c) {
+  const size_t entries = number(body, 0, 2), columns = number(body, 2, 1);
+  if (entries < 1 || entries > 1024 || columns < 1) return fail("a palette without entries");
+  c.palette.assign(columns, {});
+  size_t at = 3 + columns;
+  for (size_t i = 0; i < columns; ++i) {
+    c.palette[i].bits = static_cast<int>(number(body, 3 + i, 1) & 127) + 1;
+    if (c.palette[i].bits > 16) return fail("a palette of %d bits is not supported", c.palette[i].bits);
+  }
+  for (size_t entry = 0; entry < entries; ++entry) {
+    for (PaletteColumn& column : c.palette) {
+      const size_t bytes = column.bits > 8 ? 2 : 1;
+      if (at + bytes > body.size()) return fail("the palette is cut off");
+      const uint32_t most = (1u << column.bits) - 1;
+      column.entries.push_back(static_cast<uint16_t>(std::min(number(body, at, bytes), most)));
+      at += bytes;
+    }
+  }
+  return {};
+}
+
+Error readHeader(ByteSpan body, Container& c) {
   Box box;
   while (nextBox(body, box)) {
     if (box.type == typeOf("colr")) readColour(box.body, c);
     if (box.type == typeOf("res ")) readResolution(box.body, c);
-    if (box.type == typeOf("pclr")) c.palette = true;
-    if (box.type == typeOf("cdef")) {
-      for (size_t at = 2; at + 6 <= box.body.size(); at += 6) {
-        if (number(box.body, at + 2, 2) == 1) c.opacity.push_back(static_cast<int>(number(box.body, at, 2)));
-      }
+    if (box.type == typeOf("pclr")) {
+      if (Error error = readPalette(box.body, c)) return error;
+    }
+    for (size_t at = 0; box.type == typeOf("cmap") && at + 4 <= box.body.size(); at += 4) {
+      const bool direct = number(box.body, at + 2, 1) == 0;
+      c.channels.push_back({number(box.body, at, 2), direct ? -1 : static_cast<int>(number(box.body, at + 3, 1))});
+    }
+    for (size_t at = 2; box.type == typeOf("cdef") && at + 6 <= box.body.size(); at += 6) {
+      c.meanings.push_back({number(box.body, at, 2), static_cast<int>(number(box.body, at + 2, 2)),
+                            static_cast<int>(number(box.body, at + 4, 2))});
     }
   }
+  if (c.palette.empty()) c.channels.clear();
+  if (!c.palette.empty() && c.channels.empty()) return fail("a palette that no channel uses");
+  for (const ChannelSource& channel : c.channels) {
+    if (channel.column >= static_cast<int>(c.palette.size())) return fail("a channel without a column in the palette");
+  }
+  return {};
 }
 
 void put(Bytes& bytes, uint32_t value, int count) {
@@ -120,7 +152,9 @@ Error readContainer(ByteSpan file, Container& c) {
   c.boxed = true;
   Box box;
   while (nextBox(file, box)) {
-    if (box.type == typeOf("jp2h")) readHeader(box.body, c);
+    if (box.type == typeOf("jp2h")) {
+      if (Error error = readHeader(box.body, c)) return error;
+    }
     if (box.type == typeOf("jp2c")) {
       c.codestream = box.body;
       return {};

@@ -5,13 +5,32 @@
 
 namespace j2k {
 
+// A column of the palette: what the samples of a component stand for.
+struct PaletteColumn {
+  int bits = 0;
+  std::vector<uint16_t> entries;
+};
+
+// Where a channel comes from: a component, by a column of the palette or (-1) as it is.
+struct ChannelSource {
+  size_t component = 0;
+  int column = -1;
+};
+
+// What a channel means: type 0 is colour number `association`, from 1 on; types 1 and 2 are opacity.
+struct ChannelMeaning {
+  size_t channel = 0;
+  int type = 0, association = 0;
+};
+
 struct Container {
   ByteSpan codestream;
   bool boxed = false;
   enum class Space { unknown, grey, rgb, ycc, cmyk } space = Space::unknown;
   Bytes icc;
-  std::vector<int> opacity; // components that are opacity
-  bool palette = false;
+  std::vector<PaletteColumn> palette;
+  std::vector<ChannelSource> channels; // empty: the components
+  std::vector<ChannelMeaning> meanings;
   img::Density density;
 };
 

@@ -25,6 +25,7 @@ struct ComponentRow {
 struct RowScratch {
   std::vector<Zel32s> integers;
   std::vector<Zel32f> floats;
+  std::vector<uint16_t> samples;
   std::vector<ComponentRow> components;
   std::vector<std::vector<Zel32s>> repeated; // samples of components of a coarser grid
 };

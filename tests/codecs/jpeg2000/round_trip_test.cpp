@@ -1,4 +1,5 @@
 #include "codecs/jpeg2000/support.h"
+#include "common/join.h"
 #include "support/random.h"
 
 namespace zelj::test {
@@ -55,6 +56,38 @@ TEST(Jpeg2000RoundTrip, LosslessByAllOptions) {
     options.blockWidth = 1 << random.in(2, 6);
     options.blockHeight = 1 << random.in(2, 6);
     EXPECT_TRUE(same(pictureOf(fileOf(image, options), {.threads = trial % 3 + 1}), image)) << trial;
+  }
+}
+
+// As zelimg does it: reader and writer each have several rows at work, and say how far they are.
+TEST(Jpeg2000RoundTrip, SideBySide) {
+  const Image image = made(301, 203, 3, 8);
+  for (const int threads : {1, 2, 5}) {
+    for (const int tile : {0, 90}) {
+      Bytes file;
+      img::MemorySink sink(file);
+      std::unique_ptr<img::RowWriter> writer;
+      const j2k::EncodeOptions options{.tileWidth = tile, .tileHeight = tile, .threads = threads};
+      ASSERT_EQ(j2k::openWriter(sink, image, options, writer).message, "");
+      int last = 0;
+      const auto progress = [&](int rows) {
+        EXPECT_GE(rows, last);
+        last = rows;
+      };
+      img::ImageReader from(image);
+      ASSERT_EQ(img::copyRows(from, *writer, threads, progress).message, "");
+      EXPECT_EQ(last, image.height);
+      img::ByteSource source(file);
+      std::unique_ptr<img::RowReader> reader;
+      ASSERT_EQ(j2k::openReader(source, {.threads = threads}, reader).message, "");
+      Image back;
+      img::shape(back, image.width, image.height, 3, 8);
+      img::ImageWriter to(back);
+      last = 0;
+      ASSERT_EQ(img::copyRows(*reader, to, threads, progress).message, "");
+      EXPECT_EQ(last, image.height);
+      EXPECT_TRUE(same(back, image)) << threads << " threads, tiles of " << tile;
+    }
   }
 }
 
