@@ -564,10 +564,8 @@ class Writer : public img::RowWriter {
 
   void beginFile(SegmentWriter& writer, int process) const {
     writer.marker(kSoi);
-    if (picture_.colour == img::Colour::cmyk)
-      writer.adobe(options_.ycck ? 2 : 0);
-    else
-      writer.jfif(picture_.metadata.density);
+    writer.jfif(picture_.metadata.density);
+    if (picture_.colour == img::Colour::cmyk) writer.adobe(options_.ycck ? 2 : 0);
     writer.metadata(picture_.metadata);
     for (int i = 0; i < tableCount(); ++i) writer.quantTable(i, tables_.raw[i]);
     writer.frame(process, frame_);

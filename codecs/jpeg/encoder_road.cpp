@@ -5,14 +5,6 @@
 #include "jpeg/samples.h"
 
 namespace jpeg {
-namespace {
-
-Shape shapeOf(const Frame& frame) {
-  const int across = frame.hMax, down = frame.vMax;
-  return across == 1 && down == 1 ? k444 : across == 2 && down == 1 ? k422 : across == 2 && down == 2 ? k420 : kNoShape;
-}
-
-} // namespace
 
 EncoderRoad::EncoderRoad(const Frame& frame, const Scan& scan, const img::Picture& picture,
                          const EncodeOptions& options, const std::vector<ForwardTable>& tables)
@@ -21,14 +13,12 @@ EncoderRoad::EncoderRoad(const Frame& frame, const Scan& scan, const img::Pictur
       picture_(picture),
       road_(options.road),
       tables_(tables),
-      members_(convertingMembers(picture.colour, shapeOf(frame) != k422 && picture.layout == img::Layout::yuyv
-                                                     ? img::Layout::usual
-                                                     : picture.layout)),
+      shape_(shapeOf(frame)),
+      fromPairs_(picture.layout == img::Layout::yuyv && shape_ != k422),
+      members_(convertingMembers(picture.colour, fromPairs_ ? img::Layout::usual : picture.layout)),
       converts_(picture.colour == img::Colour::rgb || (picture.colour == img::Colour::cmyk && options.ycck)),
       inverts_(picture.colour == img::Colour::cmyk),
-      fromPairs_(picture.layout == img::Layout::yuyv && shapeOf(frame) != k422),
       pixelBytes_(fromPairs_ ? 3 : pixelBytes(picture)),
-      shape_(shapeOf(frame)),
       // Rows a power of two apart would fall on the same few lines of the cache.
       step_(mcusOfRun(scan) * 8 * frame.hMax + 64) {
   const size_t samples = static_cast<size_t>(step_) * 8 * static_cast<size_t>(frame.vMax);

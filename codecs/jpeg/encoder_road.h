@@ -39,11 +39,12 @@ class EncoderRoad {
   const img::Picture picture_;
   const Road road_;
   const std::vector<ForwardTable>& tables_;
+  const Shape shape_;
+  const bool fromPairs_; // pairs of pixels go through R, G, B to a file of other chroma
   const Members& members_;
-  const bool converts_, inverts_, fromPairs_; // inverts_: files of Adobe's count inks from the other end
-  int pixelBytes_;
-  Shape shape_;
-  int step_; // of planes and of gathered pixels
+  const bool converts_, inverts_; // inverts_: files of Adobe's count inks from the other end
+  const int pixelBytes_;
+  const int step_; // of planes and of gathered pixels
   img::AlignedArray<Zel8u> gathered_, full_[4], halved_[4];
 };
 

@@ -193,6 +193,14 @@ constexpr Members kCmykPlanes = {planesToPlanes<4, zeliCMYKToYCCK_JPEG_8u_P4R>, 
 
 } // namespace
 
+Shape shapeOf(const Frame& frame) {
+  const auto& c = frame.components;
+  if (c.size() < 3 || c[1].h != 1 || c[1].v != 1 || c[2].h != 1 || c[2].v != 1) return kNoShape;
+  if (c.size() == 4 && (c[3].h != c[0].h || c[3].v != c[0].v)) return kNoShape;
+  if (c[0].v == 1) return c[0].h == 1 ? k444 : c[0].h == 2 ? k422 : kNoShape;
+  return c[0].h == 2 && c[0].v == 2 ? k420 : kNoShape;
+}
+
 const Members& convertingMembers(img::Colour colour, img::Layout layout) {
   if (colour == img::Colour::cmyk) return layout == img::Layout::planes ? kCmykPlanes : kCmyk;
   return kRgb[static_cast<int>(layout)];

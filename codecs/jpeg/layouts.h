@@ -3,6 +3,7 @@
 #pragma once
 
 #include "common/picture.h"
+#include "jpeg/frame.h"
 #include "zelj.h"
 
 namespace jpeg {
@@ -17,7 +18,9 @@ struct Pixels {
 using SourcePixels = Pixels<const Zel8u>;
 using TargetPixels = Pixels<Zel8u>;
 
-enum Shape { k444, k422, k420, kNoShape }; // of an MCU
+// Of an MCU: luminance, and black, in full, chroma halved.
+enum Shape { k444, k422, k420, kNoShape };
+Shape shapeOf(const Frame& frame);
 
 // Null where the library has no member.
 struct Members {

@@ -58,15 +58,16 @@ class Writer : public img::RowWriter {
     }
     if (interval > 65535) return fail("a restart interval holds 65535 samples at most, not %lld", (long long)interval);
     if (options_.pointTransform >= picture_.bits) return fail("the point transform leaves no bits");
-    for (PlaneRows* rows : {&samples_[0], &samples_[1], &differences_}) {
-      for (size_t c = 0; c < planes_; ++c) rows->resizeRow(c, width(c));
-    }
-    usual_.resize(picture_.rowSamples());
+    resize(differences_);
+    works_.resize(1);
+    prepare(works_[0]);
     ZeliEncodeHuffmanState* state = nullptr;
     if (zeliEncodeHuffmanStateInitAlloc_JPEG_8u(&state) != zelStatusOk) throw std::bad_alloc();
     state_.reset(state);
     if (options_.optimize) {
-      kept_.resize(planes_);
+      for (size_t c = 0; c < planes_; ++c) {
+        kept_[c] = img::AlignedArray<Zel16s>(static_cast<size_t>(width(c)) * static_cast<size_t>(picture_.height));
+      }
       return {};
     }
     // Differences come about half as often for each bit more or less than is usual.
@@ -78,16 +79,74 @@ class Writer : public img::RowWriter {
   }
 
   Error write(const img::ConstRows& rows) override {
-    for (int y = 0; y < rows.count; ++y) {
-      if (pairs_)
-        splitPairs(rows.row<Zel8u>(y));
-      else if (picture_.sampleBytes() == 1)
-        split(usual(rows.row<Zel8u>(y)));
-      else
-        split(rows.row<Zel16u>(y));
-      if (Error error = writeRow()) return error;
+    for (int y = 0; y < rows.count; ++y, ++row_) {
+      Zel16s* to[kMostPlanes];
+      placeFor(row_, differences_, to);
+      subtract(rows.row<uint8_t>(y), row_, works_[0], to);
+      if (options_.optimize) continue;
+      if (Error error = codeRow(row_, to)) return error;
     }
     return {};
+  }
+
+  bool pulls() const override { return options_.threads > 1; }
+
+  // Rows are read and coded one after the other; what lies between goes side by side.
+  Error pull(img::RowReader& reader, const img::Progress& progress) override {
+    constexpr int kRowsOfItem = 16;
+    struct Slot {
+      Bytes pixels; // behind those of the row above
+      PlaneRows differences[kRowsOfItem];
+    };
+    const size_t rowBytes = picture_.rowBytes();
+    img::Pipeline pipeline;
+    pipeline.items = divideUp(picture_.height, kRowsOfItem);
+    std::vector<Slot> slots(static_cast<size_t>(options_.threads * img::Pipeline::kSlotsOfThread));
+    for (Slot& slot : slots) {
+      slot.pixels.resize(rowBytes * (kRowsOfItem + 1));
+      for (PlaneRows& rows : slot.differences) resize(rows);
+    }
+    works_.resize(static_cast<size_t>(options_.threads));
+    for (Work& work : works_) prepare(work);
+    const auto rowsOf = [&](int64_t item, Slot& slot) {
+      const int y = static_cast<int>(item) * kRowsOfItem;
+      return img::Rows{slot.pixels.data() + rowBytes, static_cast<ptrdiff_t>(rowBytes),
+                       std::min(kRowsOfItem, picture_.height - y)};
+    };
+    Bytes above(rowBytes);
+    Error readError, codeError;
+    pipeline.begin = [&](int64_t item, int number) {
+      Slot& slot = slots[static_cast<size_t>(number)];
+      const img::Rows rows = rowsOf(item, slot);
+      std::copy(above.begin(), above.end(), slot.pixels.begin());
+      readError = reader.read(rows);
+      std::copy_n(rows.row<uint8_t>(rows.count - 1), rowBytes, above.begin());
+      return !readError;
+    };
+    pipeline.work = [&](int64_t item, int number) {
+      Slot& slot = slots[static_cast<size_t>(number)];
+      Work& work = works_[static_cast<size_t>(number / img::Pipeline::kSlotsOfThread)];
+      const img::Rows rows = rowsOf(item, slot);
+      const int first = static_cast<int>(item) * kRowsOfItem;
+      if (first > 0) splitRow(slot.pixels.data(), work, work.above);
+      for (int y = 0; y < rows.count; ++y) {
+        Zel16s* to[kMostPlanes];
+        placeFor(first + y, slot.differences[y], to);
+        subtract(rows.row<uint8_t>(y), first + y, work, to);
+      }
+      return true;
+    };
+    pipeline.end = [&](int64_t item, int number) {
+      Slot& slot = slots[static_cast<size_t>(number)];
+      const int first = static_cast<int>(item) * kRowsOfItem, count = rowsOf(item, slot).count;
+      for (int y = 0; y < count && !options_.optimize && !codeError; ++y) {
+        codeError = codeRow(first + y, slot.differences[y].rows);
+      }
+      if (progress) progress(first + count);
+      return !codeError;
+    };
+    run(pipeline, options_.threads);
+    return codeError ? codeError : readError;
   }
 
   Error finish() override {
@@ -104,15 +163,38 @@ class Writer : public img::RowWriter {
  private:
   int width(size_t c) const { return pairs_ && c == 0 ? 2 * mcusWide_ : mcusWide_; }
 
-  const Zel8u* usual(const Zel8u* row) {
-    if (ycc_ || picture_.layout == img::Layout::usual) return row;
-    img::toUsual(picture_.layout, row, picture_.width, usual_.data(), picture_.channels());
-    return usual_.data();
+  // What one thread needs.
+  struct Work {
+    PlaneRows own, above; // samples of the row, and of the one above
+    Bytes usual;
+    SymbolCounts counts[kMostPlanes]; // where tables are made to measure
+  };
+
+  void resize(PlaneRows& rows) const {
+    for (size_t c = 0; c < planes_; ++c) rows.resizeRow(c, width(c));
+  }
+  void prepare(Work& work) const {
+    resize(work.own);
+    resize(work.above);
+    work.usual.resize(picture_.rowSamples());
   }
 
-  void splitPairs(const Zel8u* pair) {
+  void splitRow(const uint8_t* row, Work& work, PlaneRows& to) const {
+    if (pairs_) {
+      splitPairs(row, to);
+    } else if (picture_.sampleBytes() == 2) {
+      split(reinterpret_cast<const Zel16u*>(row), to);
+    } else if (ycc_ || picture_.layout == img::Layout::usual) {
+      split(row, to);
+    } else {
+      img::toUsual(picture_.layout, row, picture_.width, work.usual.data(), picture_.channels());
+      split(work.usual.data(), to);
+    }
+  }
+
+  void splitPairs(const Zel8u* pair, PlaneRows& to) const {
     const int shift = options_.pointTransform;
-    Zel16s* const* rows = samples_[0].rows;
+    Zel16s* const* rows = to.rows;
     for (int x = 0; x < mcusWide_; ++x, pair += 4) {
       rows[0][2 * x] = static_cast<Zel16s>(pair[0] >> shift);
       rows[1][x] = static_cast<Zel16s>(pair[1] >> shift);
@@ -123,10 +205,10 @@ class Writer : public img::RowWriter {
 
   // C, M, Y, K are inverted in files.
   template <class Sample>
-  void split(const Sample* row) {
+  void split(const Sample* row, PlaneRows& rows) const {
     const int shift = options_.pointTransform, flip = picture_.colour == img::Colour::cmyk ? picture_.maxValue() : 0;
     for (size_t c = 0; c < planes_; ++c) {
-      Zel16s* to = samples_[0].rows[c];
+      Zel16s* to = rows.rows[c];
       for (size_t x = 0; x < static_cast<size_t>(picture_.width); ++x) {
         to[x] = static_cast<Zel16s>((row[x * planes_ + c] ^ flip) >> shift);
       }
@@ -135,35 +217,42 @@ class Writer : public img::RowWriter {
 
   bool beginsInterval(int y) const { return y == 0 || (rowsOfInterval_ && y % rowsOfInterval_ == 0); }
 
-  Error writeRow() {
-    const bool first = beginsInterval(row_++);
+  // Where the differences of a row go: all of them are kept where tables are made to measure.
+  void placeFor(int y, const PlaneRows& passing, Zel16s** to) const {
     for (size_t c = 0; c < planes_; ++c) {
-      const Zel16s* row = samples_[0].rows[c];
-      if (first) {
-        zeliDiffPredFirstRow_JPEG_16s_C1(row, differences_.rows[c], width(c), picture_.bits, options_.pointTransform);
-      } else {
-        zeliDiffPredRow_JPEG_16s_C1(row, samples_[1].rows[c], differences_.rows[c], width(c), options_.predictor);
+      to[c] = options_.optimize ? kept_[c].data() + static_cast<ptrdiff_t>(y) * width(c) : passing.rows[c];
+    }
+  }
+
+  // Row y; what stands in `work.above` is the row in front of it.
+  void subtract(const uint8_t* pixels, int y, Work& work, Zel16s* const* to) const {
+    splitRow(pixels, work, work.own);
+    for (size_t c = 0; c < planes_; ++c) {
+      const Zel16s* row = work.own.rows[c];
+      if (beginsInterval(y))
+        zeliDiffPredFirstRow_JPEG_16s_C1(row, to[c], width(c), picture_.bits, options_.pointTransform);
+      else
+        zeliDiffPredRow_JPEG_16s_C1(row, work.above.rows[c], to[c], width(c), options_.predictor);
+      for (int x = 0; x < width(c) && options_.optimize; ++x) {
+        zeliGetHuffmanStatisticsOne_JPEG_16s_C1(to[c] + x, work.counts[c].count);
       }
     }
-    std::swap(samples_[0], samples_[1]);
-    if (!options_.optimize) return codeRow(row_ - 1, differences_.rows);
-    for (size_t c = 0; c < planes_; ++c) {
-      const std::vector<Zel16s>& row = differences_.values[c];
-      for (const Zel16s& d : row) zeliGetHuffmanStatisticsOne_JPEG_16s_C1(&d, counts_[c].count);
-      kept_[c].insert(kept_[c].end(), row.begin(), row.end());
-    }
-    return {};
+    std::swap(work.own, work.above);
   }
 
   Error writeKept() {
     std::array<HuffmanList, kMostPlanes> lists{};
-    for (size_t c = 0; c < planes_; ++c) lists[c] = optimalList(counts_[c]);
+    for (size_t c = 0; c < planes_; ++c) {
+      SymbolCounts all;
+      for (const Work& work : works_) {
+        for (int i = 0; i < 256; ++i) all.count[i] += work.counts[c].count[i];
+      }
+      lists[c] = optimalList(all);
+    }
     if (Error error = beginScan(lists)) return error;
     for (int y = 0; y < picture_.height; ++y) {
       Zel16s* rows[kMostPlanes] = {};
-      for (size_t c = 0; c < planes_; ++c) {
-        rows[c] = &kept_[c][static_cast<size_t>(y) * static_cast<size_t>(width(c))];
-      }
+      placeFor(y, differences_, rows);
       if (Error error = codeRow(y, rows)) return error;
     }
     return {};
@@ -232,10 +321,9 @@ class Writer : public img::RowWriter {
     Bytes header;
     SegmentWriter writer(header);
     writer.marker(kSoi);
-    if (planes_ > 1 && !ycc_)
-      writer.adobe(0);
-    else
-      writer.jfif(picture_.metadata.density);
+    // A JFIF segment would make Y, Cb, Cr of three components.
+    if (planes_ != 3 || ycc_) writer.jfif(picture_.metadata.density);
+    if (planes_ > 1 && !ycc_) writer.adobe(0);
     writer.metadata(picture_.metadata);
     writer.frame(kSof3, frame);
     for (size_t c = 0; c < planes_; ++c) {
@@ -258,15 +346,13 @@ class Writer : public img::RowWriter {
   const bool pairs_, ycc_;
   const int mcusWide_, rowsOfInterval_;
   int row_ = 0;
-  PlaneRows samples_[2]; // of the row, and of the one above
+  std::vector<Work> works_; // by thread
   PlaneRows differences_;
-  Bytes usual_;
   EncodeState state_;
   EncodeSpec specs_[kMostPlanes];
   Bytes bytes_;
   Zel32s position_ = 0;
-  SymbolCounts counts_[kMostPlanes];      // where tables are made to measure,
-  std::vector<std::vector<Zel16s>> kept_; // of all differences
+  img::AlignedArray<Zel16s> kept_[kMostPlanes]; // all differences, where tables are made to measure
 };
 
 // What no reader of this process takes, and headers that make no sense.

@@ -13,15 +13,6 @@ using img::AlignedArray;
 using img::Layout;
 using img::Rows;
 
-// The shape of an MCU: luminance, and black, in full, chroma halved.
-Shape shapeOf(const Frame& frame) {
-  const auto& c = frame.components;
-  if (c.size() < 3 || c[1].h != 1 || c[1].v != 1 || c[2].h != 1 || c[2].v != 1) return kNoShape;
-  if (c.size() == 4 && (c[3].h != c[0].h || c[3].v != c[0].v)) return kNoShape;
-  if (c[0].v == 1) return c[0].h == 1 ? k444 : c[0].h == 2 ? k422 : kNoShape;
-  return c[0].h == 2 && c[0].v == 2 ? k420 : kNoShape;
-}
-
 bool converts(const Header& header) {
   const size_t count = header.frame.components.size();
   return count == 3 ? isYCbCr(header) : count == 4 && header.adobeTransform.value_or(0) == 2;

@@ -40,7 +40,10 @@ TEST(LosslessFiles, KeepEverySample) {
         options.optimize = random.in(0, 1);
         options.restartInRows = true;
         options.restartInterval = random.oneOf({0, 1, 3});
-        const Image back = decoded(encoded(image, options));
+        const Bytes file = encoded(image, options);
+        const Image back = decoded(file);
+        options.threads = 3;
+        ASSERT_EQ(encoded(image, options), file);
         ASSERT_TRUE(img::sameSamples(image, back));
         ASSERT_EQ(image.bytes, back.bytes) << bits << " bits, predictor " << predictor;
         if (bits < 4) continue;
