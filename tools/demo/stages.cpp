@@ -81,22 +81,18 @@ std::vector<Stage> timeStages(const img::Image& image, int quality) {
   const auto time = [&](const char* name, auto f) { stages.push_back({name, leastTime(f)}); };
 
   Zel16u forward[2][64], inverse[2][64];
-  jpeg::EncodeSpec encodeDc[2], encodeAc[2];
-  jpeg::DecodeSpec decodeDc[2], decodeAc[2];
+  jpeg::EncodeSpecRecord encodeDc[2], encodeAc[2];
+  jpeg::DecodeSpecRecord decodeDc[2], decodeAc[2];
   for (int i = 0; i < 2; ++i) {
     Zel8u raw[64];
     std::memcpy(raw, jpeg::kQuantTables[i], 64);
     zeliQuantFwdRawTableInit_JPEG_8u(raw, quality);
     zeliQuantFwdTableInit_JPEG_8u16u(raw, forward[i]);
     zeliQuantInvTableInit_JPEG_8u16u(raw, inverse[i]);
-    const auto build = [](auto init, const jpeg::HuffmanList& list, auto& owner) {
-      auto* spec = owner.get();
-      if (init(list.bits, list.values, &spec) == zelStatusOk) owner.reset(spec);
-    };
-    build(zeliEncodeHuffmanSpecInitAlloc_JPEG_8u, jpeg::kDcLists[i], encodeDc[i]);
-    build(zeliEncodeHuffmanSpecInitAlloc_JPEG_8u, jpeg::kAcLists[i], encodeAc[i]);
-    build(zeliDecodeHuffmanSpecInitAlloc_JPEG_8u, jpeg::kDcLists[i], decodeDc[i]);
-    build(zeliDecodeHuffmanSpecInitAlloc_JPEG_8u, jpeg::kAcLists[i], decodeAc[i]);
+    encodeDc[i].init(jpeg::kDcLists[i]);
+    encodeAc[i].init(jpeg::kAcLists[i]);
+    decodeDc[i].init(jpeg::kDcLists[i]);
+    decodeAc[i].init(jpeg::kAcLists[i]);
   }
 
   time("R, G, B to Y, Cb, Cr", [&] {
@@ -126,30 +122,29 @@ std::vector<Stage> timeStages(const img::Image& image, int quality) {
   std::vector<Zel8u> segment(static_cast<size_t>(width) * static_cast<size_t>(height) * 8 + 4096);
   const auto length = static_cast<Zel32s>(segment.size());
   Zel32s size = 0;
-  std::vector<uint64_t> stateMemory(131); // 1048 bytes
-  auto* encodeState = reinterpret_cast<ZeliEncodeHuffmanState*>(stateMemory.data());
+  jpeg::EncodeStateRecord encodeState;
   time("Huffman coding", [&] {
     Zel16s lastDc[3] = {};
     size = 0;
-    zeliEncodeHuffmanStateInit_JPEG_8u(encodeState);
+    encodeState.init();
     forMcuBlocks(full[0], chroma, [&](int c, Block& block) {
       const int table = c ? 1 : 0;
       zeliEncodeHuffman8x8_JPEG_16s1u_C1(block.coefficients, segment.data(), length, &size, &lastDc[c],
-                                         encodeDc[table].get(), encodeAc[table].get(), encodeState, 0);
+                                         encodeDc[table].get(), encodeAc[table].get(), encodeState.get(), 0);
     });
-    zeliEncodeHuffman8x8_JPEG_16s1u_C1(nullptr, segment.data(), length, &size, nullptr, nullptr, nullptr, encodeState,
-                                       1);
+    zeliEncodeHuffman8x8_JPEG_16s1u_C1(nullptr, segment.data(), length, &size, nullptr, nullptr, nullptr,
+                                       encodeState.get(), 1);
   });
 
-  auto* decodeState = reinterpret_cast<ZeliDecodeHuffmanState*>(stateMemory.data());
+  jpeg::DecodeStateRecord decodeState;
   time("Huffman decoding", [&] {
     Zel16s lastDc[3] = {};
     Zel32s position = 0, marker = 0;
-    zeliDecodeHuffmanStateInit_JPEG_8u(decodeState);
+    decodeState.init();
     forMcuBlocks(full[0], chroma, [&](int c, Block& block) {
       const int table = c ? 1 : 0;
       zeliDecodeHuffman8x8_JPEG_1u16s_C1(segment.data(), size, &position, block.coefficients, &lastDc[c], &marker,
-                                         decodeDc[table].get(), decodeAc[table].get(), decodeState);
+                                         decodeDc[table].get(), decodeAc[table].get(), decodeState.get());
     });
   });
   const auto transformBack = [&](const Plane& plane, const Zel16u* table) {
