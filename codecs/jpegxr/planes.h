@@ -3,6 +3,7 @@
 #pragma once
 
 #include "common/aligned.h"
+#include "common/workers.h"
 #include "jpegxr/header.h"
 #include "zelj.h"
 
@@ -19,7 +20,7 @@ class Plane {
         height(h),
         rowMask_(rowsHeld - 1),
         step_(w + kApart),
-        values_(static_cast<size_t>(rowsHeld) * step_) {}
+        values_(static_cast<size_t>(rowsHeld) * static_cast<size_t>(step_)) {}
   Zel32s* at(int x, int y) const { return values_.data() + static_cast<ptrdiff_t>(y & rowMask_) * step_ + x; }
   // From value to value below, within rows of a block.
   ptrdiff_t below() const { return step_; }
@@ -40,13 +41,19 @@ struct Component {
   int side = 16;
 };
 
-// What the overlap filters need of rows of macroblocks: the one that they work on, and the one above.
-constexpr int kFewestRowsHeld = 2;
+// What the overlap filters need of rows of macroblocks: the one that they work on, and the one above. With two threads
+// one codes rows and the other transforms them, some rows apart.
+constexpr int kMostThreads = 2;
+constexpr int rowsHeldFor(int threads) {
+  return threads > 1 ? 8 : 2;
+}
+static_assert(rowsHeldFor(kMostThreads) > kMostThreads * img::Pipeline::kSlotsOfThread);
 
 struct Planes {
   Component component[3];
 
-  Planes(const Header& header, int rowsHeld) {
+  Planes(const Header& header, int threads) {
+    const int rowsHeld = rowsHeldFor(threads);
     for (int c = 0; c < header.components(); ++c) {
       const int side = c > 0 && header.inner == Inner::yuv420 ? 8 : 16, width = header.columns() * side,
                 height = header.rows() * side;

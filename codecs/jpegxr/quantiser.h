@@ -14,7 +14,7 @@ class Quantiser {
   Quantiser(Zel32s step, bool isDc)
       : step_(step),
         offset_(static_cast<Zel32u>(isDc ? step >> 1 : (3 * step + 1) >> 3)),
-        shift_(31 + std::bit_width(static_cast<Zel32u>(step) - 1)),
+        shift_(31 + static_cast<int>(std::bit_width(static_cast<Zel32u>(step) - 1))),
         factor_(((Zel64u{1} << shift_) - 1) / static_cast<Zel64u>(step) + 1) {}
 
   bool isOne() const { return step_ == 1; }

@@ -10,7 +10,7 @@ class Reader : public img::RowReader {
   Reader(const Header& header, const DecodeOptions& options)
       : header_(header),
         options_(options),
-        planes_(header_, kFewestRowsHeld),
+        planes_(header_, options.threads),
         tile_(header_, planes_),
         samples_(header_, planes_) {
     picture_.width = header_.width;
@@ -35,6 +35,32 @@ class Reader : public img::RowReader {
     return {};
   }
 
+  int rowsAtOnce() const override { return 16; }
+
+  bool pushes() const override { return options_.threads > 1; }
+
+  // One thread decodes rows of macroblocks while the other makes pixels of those that are decoded.
+  Error push(img::RowWriter& writer, const img::Progress& progress) override {
+    const size_t rowBytes = picture_.rowBytes();
+    const img::AlignedArray<uint8_t> pixels(rowBytes * kMostRowsOut);
+    Error decodeError, writeError;
+    img::Pipeline pipeline;
+    pipeline.items = header_.rows();
+    pipeline.beginsEarly = true;
+    pipeline.begin = [&](int64_t row, int) { return !(decodeError = tile_.decodeRow(static_cast<int>(row))); };
+    pipeline.work = [](int64_t, int) { return true; };
+    pipeline.end = [&](int64_t, int) {
+      transformRow();
+      const img::Rows rows{pixels.data(), static_cast<ptrdiff_t>(rowBytes), end_ - next_};
+      for (int y = 0; y < rows.count; ++y) samples_.get(next_++, rows.row<uint8_t>(y));
+      writeError = writer.write(asConst(rows));
+      if (progress) progress(next_);
+      return !writeError;
+    };
+    run(pipeline, std::min(options_.threads, kMostThreads));
+    return writeError ? writeError : decodeError;
+  }
+
   Error finish() override {
     damaged_ = !tile_.damage().empty();
     if (damaged_) remarks_.push_back(tile_.damage());
@@ -42,6 +68,9 @@ class Reader : public img::RowReader {
   }
 
  private:
+  // A row of macroblocks and what was held back of the one above.
+  static constexpr int kMostRowsOut = 32;
+
   void transformRow() {
     int ends[3] = {};
     for (size_t c = 0; c < transforms_.size(); ++c) ends[c] = transforms_[c].inverse();

@@ -59,12 +59,13 @@ class PacketSink {
 
 class Writer : public img::RowWriter {
  public:
-  Writer(img::ByteSink& sink, const Header& header, int trim)
+  Writer(img::ByteSink& sink, const Header& header, const EncodeOptions& options)
       : header_(header),
-        planes_(header_, kFewestRowsHeld),
+        threads_(options.threads),
+        planes_(header_, threads_),
         samples_(header_, planes_),
         packets_(sink, header_),
-        encoder_(header_, trim, planes_,
+        encoder_(header_, options.trim, planes_,
                  [this](size_t packet, ByteSpan bytes) { return packets_.write(packet, bytes); }) {
     for (int c = 0; c < header_.components(); ++c) transforms_.emplace_back(header_, c, planes_.component[c]);
   }
@@ -77,11 +78,40 @@ class Writer : public img::RowWriter {
       samples_.put(rows.row<uint8_t>(y));
       ++next_;
       if (next_ % 16 != 0 && next_ != header_.height) continue;
-      for (const int end = transformRows(); coded_ < end; ++coded_) {
-        if (Error error = encoder_.encodeRow(coded_)) return error;
-      }
+      if (Error error = encodeRows(transformRows())) return error;
     }
     return {};
+  }
+
+  int rowsAtOnce() const override { return 16; }
+
+  bool pulls() const override { return threads_ > 1; }
+
+  // One thread transforms rows of macroblocks while the other codes those that are transformed.
+  Error pull(img::RowReader& reader, const img::Progress& progress) override {
+    const size_t rowBytes = reader.picture().rowBytes();
+    const img::AlignedArray<uint8_t> pixels(rowBytes * 16);
+    int transformed[kMostThreads * img::Pipeline::kSlotsOfThread];
+    Error readError, codeError;
+    img::Pipeline pipeline;
+    pipeline.items = header_.rows();
+    pipeline.begin = [&](int64_t, int slot) {
+      const img::Rows rows{pixels.data(), static_cast<ptrdiff_t>(rowBytes), std::min(16, header_.height - next_)};
+      readError = reader.read(rows);
+      if (readError) return false;
+      for (int y = 0; y < rows.count; ++y) samples_.put(rows.row<uint8_t>(y));
+      next_ += rows.count;
+      transformed[slot] = transformRows();
+      return true;
+    };
+    pipeline.work = [](int64_t, int) { return true; };
+    pipeline.end = [&](int64_t row, int slot) {
+      codeError = encodeRows(transformed[slot]);
+      if (progress) progress(std::min(16 * static_cast<int>(row + 1), header_.height));
+      return !codeError;
+    };
+    run(pipeline, std::min(threads_, kMostThreads));
+    return codeError ? codeError : readError;
   }
 
   Error finish() override {
@@ -90,6 +120,13 @@ class Writer : public img::RowWriter {
   }
 
  private:
+  Error encodeRows(int end) {
+    for (; coded_ < end; ++coded_) {
+      if (Error error = encoder_.encodeRow(coded_)) return error;
+    }
+    return {};
+  }
+
   // Returns the end of the rows of macroblocks that can be coded.
   int transformRows() {
     int end = header_.rows();
@@ -99,6 +136,7 @@ class Writer : public img::RowWriter {
   }
 
   const Header header_;
+  const int threads_;
   Planes planes_;
   SamplesIn samples_;
   std::vector<Transform> transforms_;
@@ -116,7 +154,7 @@ Error openWriter(img::ByteSink& sink, const img::Picture& picture, const EncodeO
   Header header = headerFor(picture, options);
   const bool isTooNarrow = header.inner == Inner::yuv420 && header.columns() < 2 && header.overlap == 2;
   if (isTooNarrow) header.overlap = 1;
-  auto own = std::make_unique<Writer>(sink, header, options.trim);
+  auto own = std::make_unique<Writer>(sink, header, options);
   if (isTooNarrow) own->remark("overlap 1 instead of 2, which 4:2:0 chroma of at most 16 columns cannot have");
   if (Error error = own->begin()) return error;
   writer = std::move(own);
