@@ -16,10 +16,10 @@ Bytes writtenAs(const Image& image, const jpegxr::EncodeOptions& options = {}) {
   return file;
 }
 
-img::Error readFrom(const Bytes& file, Image& image, int64_t maxPixels = 1 << 22) {
+img::Error readFrom(const Bytes& file, Image& image, const jpegxr::DecodeOptions& options = {.maxPixels = 1 << 22}) {
   img::ByteSource source{img::ByteSpan(file)};
   std::unique_ptr<img::RowReader> reader;
-  if (img::Error error = jpegxr::openReader(source, {.maxPixels = maxPixels}, reader)) return error;
+  if (img::Error error = jpegxr::openReader(source, options, reader)) return error;
   return img::readAll(*reader, image);
 }
 
@@ -220,6 +220,84 @@ TEST_F(JpegXrInterop, Zelimg) {
   EXPECT_EQ(folder_.readImage("out.ppm").bytes, folder_.readImage("in.ppm").bytes);
   ASSERT_EQ(folder_.run(ZELIMG " in.ppm b.jxr --quantizer 40 --sampling 420 --trim 1"), 0);
   EXPECT_LT(folder_.read("b.jxr").size(), folder_.read("a.jxr").size() / 2);
+
+  // A pipe gets the same bytes, and gives the same picture.
+  ASSERT_EQ(folder_.run(ZELIMG " in.ppm c.jxr && " ZELIMG " in.ppm - --format jpegxr | tee d.jxr | " ZELIMG " - e.ppm"),
+            0);
+  EXPECT_EQ(folder_.read("c.jxr"), folder_.read("d.jxr"));
+  EXPECT_EQ(folder_.readImage("e.ppm").bytes, folder_.readImage("in.ppm").bytes);
+
+  std::string said;
+  ASSERT_EQ(folder_.run("head -c 2000 c.jxr > cut.jxr; " ZELIMG " cut.jxr cut.ppm", &said), 1);
+  EXPECT_NE(said.find("--keep-going"), std::string::npos) << said;
+  ASSERT_EQ(folder_.run(ZELIMG " cut.jxr cut.ppm --keep-going --threads 2", &said), 3);
+  EXPECT_NE(said.find("missing data from row 16 on"), std::string::npos) << said;
+  folder_.writeImage("narrow.ppm", img::renderScene(16, 40));
+  ASSERT_EQ(folder_.run(ZELIMG " narrow.ppm n.jxr --sampling 420 --overlap 2", &said), 0);
+  EXPECT_NE(said.find("overlap 1 instead of 2"), std::string::npos) << said;
+}
+
+// Two threads make the same files and pictures as one, row by row of macroblocks or of any height.
+TEST(JpegXr, ThreadsChangeNothing) {
+  for (const auto& [width, height] : {std::pair{300, 211}, {40, 16}, {64, 3}}) {
+    const Image image = picture(width, height, 3, 8);
+    for (const bool halved : {false, true}) {
+      jpegxr::EncodeOptions options;
+      options.overlap = 2;
+      options.halvesChroma = halved;
+      options.quantizer = halved ? 20 : 0;
+      const Bytes file = writtenAs(image, options);
+      options.threads = 2;
+      Bytes other;
+      img::MemorySink sink(other);
+      std::unique_ptr<img::RowWriter> writer;
+      ASSERT_EQ(jpegxr::openWriter(sink, image, options, writer).message, "");
+      img::ImageReader rows(image);
+      ASSERT_EQ(img::copyRows(rows, *writer, 2).message, "");
+      EXPECT_EQ(file, other);
+
+      img::ByteSource source{img::ByteSpan(file)};
+      std::unique_ptr<img::RowReader> reader;
+      ASSERT_EQ(jpegxr::openReader(source, {.threads = 2}, reader).message, "");
+      Image back;
+      img::shape(back, width, height, 3, 8);
+      img::ImageWriter taken(back);
+      ASSERT_EQ(img::copyRows(*reader, taken, 2).message, "");
+      EXPECT_EQ(back.bytes, readFrom(file).bytes);
+    }
+  }
+}
+
+// What can be had of files that are cut off: all above the cut; in frequency order a coarser picture further down.
+TEST(JpegXr, DamagedFilesGoOn) {
+  const Image image = img::renderScene(160, 160);
+  for (const bool frequency : {false, true}) {
+    jpegxr::EncodeOptions options;
+    options.frequencyOrder = frequency;
+    const Bytes file = writtenAs(image, options);
+    const Bytes cut(file.begin(), file.begin() + static_cast<ptrdiff_t>(file.size() * 2 / 3));
+    img::ByteSource source{img::ByteSpan(cut)};
+    std::unique_ptr<img::RowReader> reader;
+    ASSERT_EQ(jpegxr::openReader(source, {.keepGoing = true}, reader).message, "");
+    Image back;
+    ASSERT_EQ(img::readAll(*reader, back).message, "");
+    EXPECT_TRUE(reader->damaged());
+    ASSERT_FALSE(reader->remarks().empty());
+    EXPECT_NE(reader->remarks()[0].find("damaged or missing data from row "), std::string::npos);
+    const auto differences = [&](int from, int to) {
+      double sum = 0;
+      for (int y = from; y < to; ++y) {
+        for (int x = 0; x < 480; ++x) sum += std::abs(image.row<uint8_t>(y)[x] - back.row<uint8_t>(y)[x]);
+      }
+      return sum / (480 * (to - from));
+    };
+    EXPECT_EQ(differences(0, 60), 0);
+    EXPECT_GT(differences(130, 160), 0.5);
+    EXPECT_LT(differences(130, 160), frequency ? 12 : 200);
+
+    Image none;
+    EXPECT_NE(readFrom(cut, none).message.find("--keep-going"), std::string::npos);
+  }
 }
 
 // Cut anywhere, or with other bytes anywhere: a picture or a message, at once, and nothing touched outside.
@@ -243,24 +321,20 @@ TEST(JpegXr, HostileFilesGetAMessage) {
         changed[static_cast<size_t>(random.in(0, among - 1))] = static_cast<uint8_t>(random.bits());
       }
       Image image;
-      if (readFrom(changed, image, 1 << 16)) continue;
+      if (readFrom(changed, image, {.maxPixels = 1 << 16, .keepGoing = round % 2 == 1})) continue;
       EXPECT_EQ(image.bytes.size(), image.rowBytes() * static_cast<size_t>(image.height));
     }
   }
   const Bytes file = writtenAs(known(1));
   Image image;
-  EXPECT_NE(readFrom(file, image, 359).message.find("more than the limit"), std::string::npos);
+  EXPECT_NE(readFrom(file, image, {.maxPixels = 359}).message.find("more than the limit"), std::string::npos);
   const size_t codestream = file.size() - codestreamOf(file).size();
   const struct {
     size_t at;
     uint8_t value;
     const char* message;
-  } cases[] = {{0, 0, "no JPEG XR codestream"},
-               {8, 0x10, "old kind of overlap"},
-               {9, 0x80, "several tiles"},
-               {10, 0xE0, "windowing"},
-               {11, 0x41, "colour format 4"},
-               {11, 0x06, "bit depth 6"},
+  } cases[] = {{0, 0, "no JPEG XR codestream"}, {8, 0x10, "old kind of overlap"}, {9, 0x80, "several tiles"},
+               {10, 0xE0, "windowing"},         {11, 0x41, "colour format 4"},    {11, 0x06, "bit depth 6"},
                {16, 0x4F, "4:2:2 chroma"}};
   for (const auto& c : cases) {
     Bytes changed = file;
