@@ -29,6 +29,8 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL GNU)
     set_source_files_properties(${PROJECT_SOURCE_DIR}/src/jpeg/dct/${kernel}.cpp
                                 PROPERTIES COMPILE_OPTIONS "-fschedule-insns;-fsched-pressure")
   endforeach()
+  set_source_files_properties(${PROJECT_SOURCE_DIR}/src/texture/dxt_encoder.cpp
+                              PROPERTIES COMPILE_OPTIONS -fschedule-insns)
   set_source_files_properties(${PROJECT_SOURCE_DIR}/src/jpegxr/pct.cpp
                               PROPERTIES COMPILE_OPTIONS "-fschedule-insns;-fsched-pressure")
   # Records of several 512-bit vectors stay in registers only up to this size in bytes.
