@@ -1,4 +1,4 @@
-// Any bytes as a JPEG file: the decoder, with and without --keep-going, on one thread and two.
+// Any bytes as a JPEG file: the decoder, with and without --keep-going, on one thread and two, by every road.
 #include <cstdint>
 #include <cstdlib>
 
@@ -14,6 +14,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   options.scale = 1 << (choice >> 4 & 3);
   options.upsampling = (choice & 64) != 0 ? jpeg::Upsampling::plain : jpeg::Upsampling::triangle;
   options.maxPixels = 1 << 18;
+  if ((choice & 128) != 0) { // the size is not reduced there
+    options.road = static_cast<jpeg::Road>(1 + (choice >> 5 & 1));
+    options.layout = static_cast<img::Layout>((choice >> 1 & 15) % 11);
+    options.scale = 1;
+  }
   const jpeg::ByteSpan file(data, size - 1);
   jpeg::Image image;
   std::string damage;

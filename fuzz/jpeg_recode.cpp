@@ -32,6 +32,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   options.restartInterval = (choice & 8) != 0 ? 1 + (choice >> 6) : 0;
   options.restartInRows = (choice & 16) != 0;
   options.keepGoing = (choice & 32) != 0;
+  options.threads = (choice & 192) == 192 ? 2 : 1;
   options.maxPixels = kMaxPixels;
   jpeg::Bytes made, again;
   std::string damage;
