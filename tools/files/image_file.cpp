@@ -15,7 +15,11 @@ img::Error readImage(const std::string& path, img::Image& image, const formats::
   if (!error) {
     formats::Format* format = formatOfContent(formats, source.visible());
     error = format ? format->open(source, settings, reader) : fail("no format has files like this");
-    if (!error) error = readAll(*reader, image);
+    if (!error) {
+      img::Picture wanted = reader->picture();
+      wanted.layout = img::Layout::usual;
+      error = readAll(*converted(std::move(reader), wanted), image);
+    }
   }
   return error ? fail("%s: %s", path.c_str(), error.message.c_str()) : error;
 }

@@ -66,6 +66,9 @@ class Format {
   // The picture of a file of this format that keeps most of a picture. `extension` may choose among kinds of files.
   virtual Picture nearest(const Picture& picture, const std::string& extension) const = 0;
 
+  // Whether `nearest` gives the layouts that `create` takes: else pixels come in the usual one.
+  virtual bool takesLayouts() const { return false; }
+
   // Begins a file of a picture that `nearest` has given.
   virtual Error create(img::ByteSink& sink, const Picture& picture, const Settings& settings,
                        std::unique_ptr<RowWriter>& writer) = 0;
@@ -112,6 +115,7 @@ std::unique_ptr<Format> tiffFormat();
 std::unique_ptr<Format> ddsFormat();
 std::unique_ptr<Format> ktx2Format();
 std::unique_ptr<Format> pfmFormat();
+std::unique_ptr<Format> bmpFormat();
 std::unique_ptr<Format> jpegXrFormat();
 
 } // namespace formats

@@ -24,6 +24,7 @@ Formats allFormats() {
   all.push_back(ddsFormat());
   all.push_back(ktx2Format());
   all.push_back(pfmFormat());
+  all.push_back(bmpFormat());
   all.push_back(jpegXrFormat());
   return all;
 }

@@ -129,9 +129,12 @@ class Jpeg : public Format {
     return jpeg::describe(source, text);
   }
 
+  bool takesLayouts() const override { return true; }
+
   Picture nearest(const Picture& picture, const std::string&) const override {
     Picture nearest = picture;
     if (grey_) nearest.colour = Colour::grey;
+    if (grey_ || (bits_ != 0 && bits_ != 8)) nearest.layout = img::Layout::usual;
     if (encode_.lossless) {
       nearest.alpha = false;
       nearest.bits = bits_ ? bits_ : std::clamp(picture.bits, 2, 16);

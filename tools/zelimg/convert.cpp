@@ -165,6 +165,7 @@ int convert(const std::string& from, const std::string& to, Arguments& arguments
   if (Error error = naming(fromName, openReader)) return report(kFileFailed, error);
   if (arguments.orient) reader = img::oriented(std::move(reader));
   img::Picture wanted = target->nearest(reader->picture(), extensionFor(to, arguments));
+  if (!target->takesLayouts()) wanted.layout = img::Layout::usual;
   if (arguments.strip) wanted.metadata = {};
   if (reader->picture().alpha && !wanted.alpha && !arguments.backgroundGiven) {
     remark(fromName, "the alpha channel is dropped, and what is transparent laid on white (see --background)");
