@@ -1,8 +1,9 @@
-// Any bytes as a JPEG 2000 file: the reader, with and without --keep-going, whole and reduced.
+// Any bytes as a JPEG 2000 file: the reader, with and without --keep-going, whole and reduced, on one thread or two.
 #include <cstdint>
 #include <cstdlib>
 
 #include "common/image.h"
+#include "common/join.h"
 #include "jpeg2000/jpeg2000.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
@@ -18,8 +19,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   img::ByteSource source(file), again(file);
   std::unique_ptr<img::RowReader> reader;
   img::Image image;
-  if (!j2k::openReader(source, options, reader) && !img::readAll(*reader, image)) {
-    if (image.bytes.size() != image.rowBytes() * static_cast<size_t>(image.height)) std::abort();
+  options.threads = 1 + (choice >> 5 & 1);
+  if (!j2k::openReader(source, options, reader)) {
+    img::shape(image, reader->picture());
+    img::ImageWriter writer(image);
+    int rows = 0;
+    const img::Error error = img::copyRows(*reader, writer, options.threads, [&](int done) { rows = done; });
+    if (!error && rows != image.height) std::abort();
   }
   std::string text;
   if (j2k::describe(again, text)) return 0;
