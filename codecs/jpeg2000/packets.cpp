@@ -158,7 +158,8 @@ void begin(PrecinctBand& band) {
   band.zeroPlanes.build();
 }
 
-void writeHeader(PacketBitWriter& bits, const Coding& coding, PrecinctBand& band, int layer) {
+void writeHeader(PacketBitWriter& bits, const Coding& coding, PrecinctBand& band, int layer,
+                 std::vector<Written>& pieces) {
   for (int y = 0; y < band.down; ++y) {
     for (int x = 0; x < band.across; ++x) {
       CodeBlock& block =
@@ -175,7 +176,7 @@ void writeHeader(PacketBitWriter& bits, const Coding& coding, PrecinctBand& band
       }
       writePasses(bits, passes);
       // The lengths of the pieces, all in as many bits as the longest wants.
-      std::vector<Written> pieces;
+      pieces.clear();
       int wanted = block.lengthBits, at = first;
       forPieces(block, coding.style, passes, [&](int, int count) {
         const int bytes = bytesUpTo(block, at + count) - bytesUpTo(block, at);
@@ -202,6 +203,7 @@ void forAllPackets(const TileParameters& parameters, Tile& tile, Bytes& bytes, F
       }
     }
   }
+  std::vector<Written> pieces;
   int number = 0;
   forPackets(tile, parameters, [&](const PacketPlace& place, Precinct& precinct, int layer) {
     if (parameters.sop) {
@@ -212,7 +214,7 @@ void forAllPackets(const TileParameters& parameters, Tile& tile, Bytes& bytes, F
     PacketBitWriter bits(bytes);
     bits.put(true);
     for (PrecinctBand& band : precinct.bands) {
-      writeHeader(bits, tile.components[static_cast<size_t>(place.component)].coding, band, layer);
+      writeHeader(bits, tile.components[static_cast<size_t>(place.component)].coding, band, layer, pieces);
     }
     bits.finish();
     if (parameters.eph) bytes.insert(bytes.end(), {0xFF, 0x92});
@@ -237,6 +239,7 @@ void readPackets(ByteSpan data, ByteSpan headers, bool hasHeaders, const TilePar
 }
 
 void writePackets(const TileParameters& parameters, Tile& tile, Bytes& bytes) {
+  bytes.reserve(bytes.size() + sizeOfPackets(parameters, tile));
   forAllPackets(parameters, tile, bytes, [&](const CodeBlock& block, int begin, int end) {
     bytes.insert(bytes.end(), block.data.begin() + begin, block.data.begin() + end);
   });

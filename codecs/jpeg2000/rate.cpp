@@ -93,16 +93,27 @@ void setFirstLayers(std::vector<Candidate>& all) {
   }
 }
 
-// The lowest slope at which `fits` holds: it holds from some slope on.
+constexpr double kLeast = -40, kMost = 60; // exponents of slopes
+
+// The lowest power of 2 in a range at which `holds` does, as it does from there on, to a 4096th of its exponent.
 template <class F>
-double lowestSlope(F fits) {
-  if (fits(0)) return 0;
-  double low = -40, high = 60; // exponents
-  for (int i = 0; i < 18; ++i) {
+double lowestSlope(double low, double high, F holds) {
+  while (high - low > 1.0 / 4096) {
     const double middle = (low + high) / 2;
-    (fits(std::exp2(middle)) ? high : low) = middle;
+    (holds(std::exp2(middle)) ? high : low) = middle;
   }
-  return std::exp2(high);
+  return high;
+}
+
+// Bytes of all blocks up to the end of a layer.
+size_t bytesOf(const std::vector<Candidate>& all, size_t layer) {
+  size_t bytes = 0;
+  for (const Candidate& c : all) {
+    if (const int passes = c.block->layerPasses[layer]) {
+      bytes += static_cast<size_t>(c.block->rates[static_cast<size_t>(passes - 1)]);
+    }
+  }
+  return bytes;
 }
 
 } // namespace
@@ -121,13 +132,23 @@ void allocateBytes(const TileParameters& parameters, const Weight& weight, const
   TileParameters counted = parameters;
   for (size_t layer = 0; layer < bytes.size(); ++layer) {
     counted.layers = static_cast<int>(layer) + 1;
+    const auto bodiesFit = [&](double slope) {
+      setLayer(all, layer, slope);
+      return bytesOf(all, layer) <= bytes[layer];
+    };
     const auto fits = [&](double slope) {
       setLayer(all, layer, slope);
       setFirstLayers(all);
       return sizeOfPackets(counted, tile) <= bytes[layer];
     };
-    const double slope = lowestSlope(fits);
-    setLayer(all, layer, slope);
+    if (bodiesFit(0) && fits(0)) continue;
+    // Headers take long to make and are small: the slope lies a little above that at which the bodies alone fit.
+    double low = lowestSlope(kLeast, kMost, bodiesFit), step = 1.0 / 32;
+    while (low + step < kMost && !fits(std::exp2(low + step))) {
+      low += step;
+      step *= 2;
+    }
+    setLayer(all, layer, std::exp2(lowestSlope(low, low + step, fits)));
   }
   setFirstLayers(all);
 }
@@ -143,12 +164,8 @@ void allocateError(const Weight& weight, double error, Tile& tile) {
     return sum;
   };
   // The highest slope that is good enough is just under the lowest that is not.
-  double low = -40, high = 60;
-  for (int i = 0; i < 40; ++i) {
-    const double middle = (low + high) / 2;
-    (left(std::exp2(middle)) <= error ? low : high) = middle;
-  }
-  setLayer(all, 0, std::exp2(low));
+  const double tooHigh = lowestSlope(kLeast, kMost, [&](double slope) { return left(slope) > error; });
+  setLayer(all, 0, std::exp2(tooHigh - 1.0 / 4096));
   setFirstLayers(all);
 }
 
