@@ -23,5 +23,11 @@ TEST(Examples, CameraWritesAPicture) {
   EXPECT_NEAR(image.row<uint8_t>(600)[3 * 640 + 1], 128, 6);
 }
 
+TEST(Examples, BlocksOfJpegXrComeBack) {
+  const Folder folder;
+  EXPECT_EQ(folder.run(EXAMPLES "/xr_blocks"), 0);
+  EXPECT_NE(folder.text("printed").find(" bytes, and back"), std::string::npos);
+}
+
 } // namespace
 } // namespace zelj::test
