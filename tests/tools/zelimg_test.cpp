@@ -207,6 +207,26 @@ TEST_F(Zelimg, TurnsPicturesOnRequest) {
   EXPECT_EQ(folder_.readImage("d.png").width, 44);
 }
 
+TEST_F(Zelimg, KeepsInksUnlessAsked) {
+  img::Picture picture = scene_;
+  picture.colour = img::Colour::cmyk;
+  Image inks;
+  img::shape(inks, picture);
+  for (size_t i = 0; i < inks.bytes.size(); ++i) inks.bytes[i] = static_cast<uint8_t>(i % 4 == 3 ? 20 : 60 + i / 240);
+  folder_.write("a.jpg", encoded(inks, {}));
+  const std::pair<const char*, const char*> cases[] = {
+      {"", "components: 4 (Y, Cb, Cr, K)"},
+      {"--inks cmyk", "components: 4 (C, M, Y, K)"},
+      {"--inks rgb", "components: 3 (Y, Cb, Cr)"},
+      {"--grayscale", "components: 1,"},
+  };
+  for (const auto& [option, components] : cases) {
+    ASSERT_EQ(zelimg(std::string("a.jpg b.jpg ") + option), 0);
+    ASSERT_EQ(zelimg("info b.jpg"), 0);
+    EXPECT_NE(folder_.text("printed").find(components), std::string::npos) << folder_.text("printed");
+  }
+}
+
 TEST_F(Zelimg, ComparesPictures) {
   Image other = scene_;
   other.row<uint8_t>(7)[3 * 11 + 1] ^= 0x40;
@@ -256,7 +276,7 @@ TEST_F(Zelimg, FailsWithAMessageAndLeavesNothing) {
       {"in.ppm out.dds --modes 0,8", 2, "--modes must be numbers from 0 to 7"},
       {"in.ppm out.jpg --sampling 412", 2, "--sampling must be 444, 422, 420, 440 or 411, not '412'"},
       {"in.ppm out.jpg --road fast", 2, "--road must be planes or mcu, not 'fast'"},
-      {"in.ppm out.jpg --inks rgb", 2, "--inks must be ycck or cmyk, not 'rgb'"},
+      {"in.ppm out.jpg --inks lab", 2, "--inks must be ycck, cmyk or rgb, not 'lab'"},
       {"good.jpg out.ppm --scale 1/3", 2, "--scale must be 1/1, 1/2, 1/4 or 1/8, not '1/3'"},
       {"missing.ppm out.jpg", 1, "missing.ppm: No such file"},
       {"folder out.png", 1, "folder: this is a folder"},

@@ -47,10 +47,11 @@ class Jpeg : public Format {
          }},
         {Use::writing, "--grayscale", nullptr, "", "the luminance alone",
          [this](const std::string&) { return grey_ = true; }},
-        {Use::writing, "--inks", "I", "ycck or cmyk", "C, M, Y, K as ycck, or as they are (cmyk); ycck",
+        {Use::writing, "--inks", "I", "ycck, cmyk or rgb", "C, M, Y, K as ycck, as they are (cmyk), or as rgb; ycck",
          [this](const std::string& v) {
-           const std::optional<int> found = choice(v, {"cmyk", "ycck"});
+           const std::optional<int> found = choice(v, {"cmyk", "ycck", "rgb"});
            if (found) encode_.ycck = *found == 1;
+           inksAsRgb_ = found == 2;
            return found.has_value();
          }},
         {Use::writing, "--road", "R", "planes or mcu", "makes coefficients by planes, or MCU by MCU; as is fastest",
@@ -133,6 +134,7 @@ class Jpeg : public Format {
 
   Picture nearest(const Picture& picture, const std::string&) const override {
     Picture nearest = picture;
+    if (nearest.colour == Colour::cmyk && inksAsRgb_) nearest.colour = Colour::rgb;
     if (grey_) nearest.colour = Colour::grey;
     if (grey_ || (bits_ != 0 && bits_ != 8)) nearest.layout = img::Layout::usual;
     if (encode_.lossless) {
@@ -164,7 +166,7 @@ class Jpeg : public Format {
   jpeg::EncodeOptions encode_;
   jpeg::DecodeOptions decode_;
   int bits_ = 0; // 0: as the picture's
-  bool grey_ = false;
+  bool grey_ = false, inksAsRgb_ = false;
 };
 
 } // namespace
