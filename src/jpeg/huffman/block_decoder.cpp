@@ -10,10 +10,15 @@
 namespace zelj {
 namespace {
 
-[[gnu::noinline]] ZelStatus decodePlain(const BitSource& source, const ZeliDecodeHuffmanSpec& dcTable,
-                                        const ZeliDecodeHuffmanSpec& acTable, Zel16s* lastDC, Zel16s* block) {
+// Any call at all.
+[[gnu::noinline]] ZelStatus decode(const Zel8u* pSrc, Zel32s srcLenBytes, Zel32s* pSrcCurrPos, Zel16s* pDst,
+                                   Zel16s* pLastDC, Zel32s* pMarker, const ZeliDecodeHuffmanSpec* pDcTable,
+                                   const ZeliDecodeHuffmanSpec* pAcTable, ZeliDecodeHuffmanState* pState) {
+  if (!pSrc) return zelStatusNullPointer;
+  if (srcLenBytes < 0) return zelStatusOutOfRange;
+  if (!present(pSrcCurrPos, pDst, pLastDC, pMarker, pDcTable, pAcTable, pState)) return zelStatusNullPointer;
   Reading reading;
-  return readBlock(source, dcTable, acTable, lastDC, block, &reading);
+  return readBlock({pSrc, srcLenBytes, pSrcCurrPos, pMarker, pState}, *pDcTable, *pAcTable, pLastDC, pDst, &reading);
 }
 
 } // namespace
@@ -66,10 +71,10 @@ using namespace zelj;
 ZelStatus ownDecodeHuffman8x8_JPEG_1u16s_C1(const Zel8u* pSrc, Zel32s srcLenBytes, Zel32s* pSrcCurrPos, Zel16s* pDst,
                                             Zel16s* pLastDC, Zel32s* pMarker, const ZeliDecodeHuffmanSpec* pDcTable,
                                             const ZeliDecodeHuffmanSpec* pAcTable, ZeliDecodeHuffmanState* pState) {
-  if (!pSrc) return zelStatusNullPointer;
-  if (srcLenBytes < 0) return zelStatusOutOfRange;
-  if (!present(pSrcCurrPos, pDst, pLastDC, pMarker, pDcTable, pAcTable, pState)) return zelStatusNullPointer;
-  const BitSource source{pSrc, srcLenBytes, pSrcCurrPos, pMarker, pState};
-  if (readBlockFast<BoundedAhead>(source, *pDcTable, *pAcTable, pLastDC, pDst)) return zelStatusOk;
-  return decodePlain(source, *pDcTable, *pAcTable, pLastDC, pDst);
+  if (present(pSrc, pSrcCurrPos, pDst, pLastDC, pMarker, pDcTable, pAcTable, pState)) [[likely]] {
+    const BitSource source{pSrc, srcLenBytes, pSrcCurrPos, pMarker, pState};
+    if (readBlockFast<BoundedAhead>(source, *pDcTable, *pAcTable, pLastDC, pDst)) [[likely]]
+      return zelStatusOk;
+  }
+  return decode(pSrc, srcLenBytes, pSrcCurrPos, pDst, pLastDC, pMarker, pDcTable, pAcTable, pState);
 }

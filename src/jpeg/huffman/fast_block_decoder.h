@@ -3,6 +3,7 @@
 
 #include "jpeg/huffman/block_decoder.h"
 #include "jpeg/huffman/fast_reader.h"
+#include "jpeg/huffman/opaque.h"
 
 namespace zelj {
 
@@ -23,70 +24,65 @@ HWY_INLINE bool readBlockFast(const BitSource& source, const ZeliDecodeHuffmanSp
   if (!Reader::canStart(source)) return false;
   const Zel8u* const from = source.bytes + *source.position;
   Reader reader(source, from, prepare(block, from, Ahead(source)));
-  // The bits held from the last call are enough for an ordinary DC term, so that it need not wait for memory.
-  if (reader.bits < Reader::kFastSymbol && !reader.refill()) return false;
+  if (!reader.refill(source)) return false;
   Zel32u entry = reader.lookup(dcTable);
   if (!entry) [[unlikely]] {
-    if (!reader.refill()) return false;
     entry = reader.lookupLong(dcTable);
     if (!entry) return false;
   }
   const auto dc = static_cast<Zel16s>(*lastDC + reader.takeAny(entry, entry & 15));
   store16(dc, block);
-  if (reader.bits < 8 && !reader.refill()) return false;
 
-  // A refill is enough for two symbols of the look-up table, and commonly for four: a look at the bits guards the third
-  // and the fourth. It works while the first is looked up by the bits at hand, at least 8. False: the block is full.
+  // A look-up takes 8 bits, a symbol of the table 23. A refill is commonly enough for four: a look at the bits guards
+  // them. It works while the symbol behind it is being looked up by the bits at hand.
   constexpr int kGuarded = Reader::kFastSymbol + 8;
-  size_t k = 1;
-  const auto coefficient = [&]() __attribute__((always_inline)) {
-    k += entry >> 4 & 15;
-    store16(reader.take(entry, entry & 15), block + kDecoderOrder[k]);
-    return ++k < 64;
+  ptrdiff_t k = 1 - 64;                                           // the position less 64
+  const auto coefficient = [&]() __attribute__((always_inline)) { // false: the block is full
+    k += opaque<Zel32u>(static_cast<Zel8u>(entry)) >> 4;
+    store16(reader.take(entry, entry & 15), block + kDecoderOrder[static_cast<size_t>(k + 64)]);
+    return ++k < 0;
   };
+  const auto endsBlock = [&] { return (entry & 15) == 0 && (entry & 0xF0) != 0xF0; };
+  entry = reader.lookup(acTable);
   for (;;) {
-    entry = reader.lookup(acTable);
-    if (!reader.refill()) return false;
-    if (entry & 15) [[likely]] {
-      if (!coefficient()) break;
-      entry = reader.lookup(acTable);
-      if (entry & 15) [[likely]] {
-        if (!coefficient()) break;
-        entry = reader.lookup(acTable);
-        if (entry & 15) [[likely]] {
-          if (reader.bits < kGuarded && !reader.refill()) [[unlikely]]
-            return false;
-          if (!coefficient()) break;
-          entry = reader.lookup(acTable);
-          if (entry & 15) [[likely]] {
-            if (reader.bits < kGuarded && !reader.refill()) [[unlikely]]
-              return false;
-            if (!coefficient()) break;
-            continue;
-          }
-        }
+    HWY_UNROLL(4)
+    for (int i = 0; i < 4; ++i) {
+      if (!(entry & 15)) [[unlikely]]
+        goto other;
+      if (reader.bits < kGuarded) [[unlikely]] {
+        if (!reader.refill(source)) return false;
       }
+      if (!coefficient()) goto full;
+      entry = reader.lookup(acTable);
     }
-    // A longer code, or a symbol without a coefficient.
+    if (!reader.refill(source)) return false;
+    continue;
+  other: // no coefficient, or a longer code
+    if (entry && endsBlock()) [[likely]] {
+      reader.takeAny(entry, 0);
+      break;
+    }
+    if (!reader.refill(source)) return false;
     if (!entry) {
-      if (!reader.refill()) return false;
       entry = reader.lookupLong(acTable);
       if (!entry) return false;
     }
     if (entry & 15) {
-      if (!coefficient()) break;
+      if (!coefficient()) goto full;
     } else {
       reader.takeAny(entry, 0);
-      if ((entry & 0xF0) != 0xF0) goto finished;
+      if (endsBlock()) break;
       k += 16;
-      if (k > 63) goto finished;
+      if (k >= 0) break;
     }
-    if (!reader.refill()) return false;
+    entry = reader.lookup(acTable);
+    continue;
+  full:
+    if (k > 0) return false;
+    break;
   }
-  if (k > 64) return false;
-finished:
   reader.finish(source);
-  source.state->lastPosition = static_cast<Zel32s>(k);
+  source.state->lastPosition = static_cast<Zel32s>(k + 64);
   *lastDC = dc;
   return true;
 }

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <algorithm>
+#include <array>
 #include <cstdint>
 
 #include "jpeg/huffman/big_endian.h"
@@ -39,11 +40,12 @@ struct BoundedAhead {
   // 0xFF from there on, and eight to be read wherever that is.
   static constexpr int kReach = 2 + 64 + 8;
 
-  const Zel8u* end;
+  const Zel8u* bytes;
+  Zel32s length;
 
-  explicit BoundedAhead(const BitSource& source) : end(source.bytes + source.length) {}
+  explicit BoundedAhead(const BitSource& source) : bytes(source.bytes), length(source.length) {}
   static bool canStart(const BitSource& source) { return Zel64s{source.length} - *source.position >= kReach; }
-  bool inReach(const Zel8u* at) const { return end - at >= kReach; }
+  bool inReach(const Zel8u* at) const { return bytes + length - at >= kReach; }
   HWY_INLINE const Zel8u* clearUntil(const Zel8u* at) const { return at + findByte64(0xFF, at); }
 };
 
@@ -70,6 +72,13 @@ struct UnboundedAhead {
   }
 };
 
+// What is added to additional bits that stand for a negative value.
+constexpr auto kOffsets = [] {
+  std::array<Zel32s, 16> offsets{};
+  for (size_t category = 0; category < 16; ++category) offsets[category] = 1 - (1 << category);
+  return offsets;
+}();
+
 template <class Ahead>
 struct FastReader {
   // What refill() makes available at least, and what a symbol and its additional bits need at most: one found in the
@@ -81,24 +90,22 @@ struct FastReader {
   bool stuffed;          // whether bytes of 0xFF were among those read
   const Zel8u* at;       // the next byte
   const Zel8u* next0xFF; // or where memory begins that was not looked at
-  const Zel8u* begin;    // the first byte of this call
-  Ahead ahead;
 
   static bool canStart(const BitSource& source) {
-    return *source.marker == 0 && Ahead::canStart(source) && static_cast<Zel32u>(source.state->validBits) <= 32;
+    return *source.marker == 0 && Ahead::canStart(source) && static_cast<Zel32u>(source.state->validBits) < 32;
   }
 
   // To be called with the place of the source, and what clearUntil() says of it.
   HWY_INLINE FastReader(const BitSource& source, const Zel8u* from, const Zel8u* clearUntil)
-      : bits(source.state->validBits), stuffed(false), at(from), next0xFF(clearUntil), begin(from), ahead(source) {
+      : bits(source.state->validBits), stuffed(false), at(from), next0xFF(clearUntil) {
     accumulator = source.state->accumulator << 1 << (63 - bits); // no single shift moves 0 bits to the top
   }
 
-  HWY_INLINE bool refill() {
+  HWY_INLINE bool refill(const BitSource& source) {
     const Zel8u* const next = at + ((63 - bits) >> 3);
     if (next > next0xFF) [[unlikely]] {
       // By value, or the compiler keeps this object in memory.
-      const Refilled across = across0xFF(accumulator, bits, at, ahead);
+      const Refilled across = across0xFF(accumulator, bits, at, Ahead(source));
       accumulator = across.accumulator;
       bits = across.bits;
       stuffed = true;
@@ -130,12 +137,12 @@ struct FastReader {
     return valueOf(rest, rest >> 1 >> (63 - category), category);
   }
 
-  // Hands whole bytes back so that at most 32 bits stay, and writes position and accumulator.
+  // Hands four bytes back if there are as many, and writes position and accumulator. (The first refill took four.)
   HWY_INLINE void finish(const BitSource& source) {
-    const Zel64s left = bits < 32 ? bits : (bits & 7) | 24, back = (bits - left) >> 3;
+    const Zel64s left = bits & 31, back = (bits & 32) >> 3;
     source.state->accumulator = accumulator >> (-left & 63);
     source.state->validBits = static_cast<Zel32s>(left);
-    at = stuffed ? backOver0xFF(at, back, begin) : at - back;
+    at = stuffed ? backOver0xFF(at, back, source.bytes + *source.position) : at - back;
     *source.position = static_cast<Zel32s>(at - source.bytes);
   }
 
@@ -152,8 +159,8 @@ struct FastReader {
   // Negative values begin with a 0, and all ones are taken off the magnitude then. (Without a branch: signs cannot be
   // predicted.)
   HWY_INLINE static int valueOf(Zel64u rest, Zel64u magnitude, Zel32u category) {
-    const Zel64s positive = static_cast<Zel64s>(rest) >> 63;
-    return static_cast<int>(magnitude) + 1 + (static_cast<int>(positive) | static_cast<int>(~0u << category));
+    const auto positive = static_cast<Zel32s>(static_cast<Zel64s>(rest) >> 63);
+    return static_cast<Zel32s>(magnitude) + (kOffsets[category] & ~positive);
   }
 
   struct Refilled {

@@ -5,6 +5,7 @@
 #pragma once
 
 #include "jpeg/huffman/big_endian.h"
+#include "jpeg/huffman/opaque.h"
 #include "jpeg/huffman/records.h"
 #include "simd/simd.h"
 
@@ -22,13 +23,6 @@ struct Pending {
     state.validBits = validBits;
   }
 };
-
-// The same value, of which the compiler no longer knows how it came about.
-template <class T>
-HWY_INLINE T opaque(T x) {
-  asm("" : "+r"(x));
-  return x;
-}
 
 struct FastWriter {
   Zel64u accumulator; // left-aligned, zeros behind the pending bits
