@@ -102,7 +102,8 @@ class RowPacker {
       std::memcpy(&equal, reinterpret_cast<const Zel8u*>(pairs) + done / 8, 8);
       equal >>= done % 8;
       // Both have a bit set behind what is certain.
-      Zel64u unequal = ~equal, triples = (equal & (equal >> 1)) | Zel64u{1} << 63;
+      constexpr Zel64u kBehind = Zel64u{1} << 63;
+      Zel64u unequal = ~equal | kBehind, triples = (equal & (equal >> 1)) | kBehind;
       const int end = std::min(done + kWindow, left - 1);
       for (int i = 0; i < kPackets; ++i) {
         // How many bytes follow the packet's first.
