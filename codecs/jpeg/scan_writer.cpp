@@ -39,9 +39,7 @@ class Writer {
   // `restartIntervalNow` is what the last restart interval segment has said.
   Error write(int64_t restartIntervalNow) {
     if (interval_ > 65535) return fail("a restart interval holds 65535 MCUs at most, not %lld", (long long)interval_);
-    if (sequential_ && !interval_ && !source_.packed && options_.threads > 1) {
-      if (Error error = countSideBySide()) return error;
-    } else if (codesDc_ || codesAc_) {
+    if (codesDc_ || codesAc_) {
       if (Error error = walk([&](int component, Block& block) { return count(component, block.coefficients); })) {
         return error;
       }
@@ -93,46 +91,6 @@ class Writer {
       if (Error error = makeRoom()) return error;
     }
     return check(flush());
-  }
-
-  // A sequential scan without restarts, in parts of several rows of MCUs.
-  Error countSideBySide() {
-    struct Counts {
-      SymbolCounts dc[2], ac[2];
-      bool good = true;
-    };
-    const auto parts = static_cast<size_t>(std::min(options_.threads, scan_.mcusHigh));
-    std::vector<Counts> counts(parts);
-    img::sideBySide(parts, options_.threads, [&](size_t, size_t part) {
-      Counts& own = counts[part];
-      const auto rowAt = [&](size_t i) { return static_cast<int>(static_cast<size_t>(scan_.mcusHigh) * i / parts); };
-      Zel16s lastDc[4] = {};
-      if (part > 0) { // the last block of a component in the MCU before
-        for (const ScanBlock& b : scan_.mcu) {
-          lastDc[b.component] = source_.image->block(b, scan_.mcusWide - 1, rowAt(part) - 1).coefficients[0];
-        }
-      }
-      for (int y = rowAt(part); y < rowAt(part + 1); ++y) {
-        for (int x = 0; x < scan_.mcusWide; ++x) {
-          for (const ScanBlock& b : scan_.mcu) {
-            const int table = tableOf(b.component);
-            own.good &=
-                zeliGetHuffmanStatistics8x8_JPEG_16s_C1(source_.image->block(b, x, y).coefficients, own.dc[table].count,
-                                                        own.ac[table].count, &lastDc[b.component]) >= 0;
-          }
-        }
-      }
-    });
-    for (const Counts& own : counts) {
-      if (!own.good) return check(zelStatusJpegCoefficientRange);
-      for (int table = 0; table < 2; ++table) {
-        for (int i = 0; i < 256; ++i) {
-          dcCounts_[table].count[i] += own.dc[table].count[i];
-          acCounts_[table].count[i] += own.ac[table].count[i];
-        }
-      }
-    }
-    return {};
   }
 
   void begin() {
