@@ -113,7 +113,7 @@ constexpr void setPair(Zel16s (&to)[2 * 8], int dword, int first, int second) {
 }
 
 constexpr InverseTables::ReducedFactors toFour() {
-  constexpr int rows[8] = {1, 3, 5, 7, 2, 6, 0, 0};
+  constexpr int rows[8] = {0, 2, 4, 6, 1, 3, 5, 7};
   InverseTables::ReducedFactors t{};
   for (int i = 0; i < 8; ++i) {
     const FourFactors f = kFourSets[setOf(rows[i])];
@@ -125,7 +125,7 @@ constexpr InverseTables::ReducedFactors toFour() {
 }
 
 constexpr InverseTables::ReducedFactors toTwo() {
-  constexpr int rows[8] = {1, 3, 5, 7, 0, 0, 0, 0};
+  constexpr int rows[8] = {0, 2, 4, 6, 1, 3, 5, 7};
   constexpr int k[4][5] = {
       {16384, 14846, 5213, 3483, 2953}, {22725, 20592, 7231, 4832, 4096}, {}, {19266, 17457, 6130, 4096, 3472}};
   constexpr int rounding[8] = {67072, 5802, 0, 3408, 0, 910, 0, 746};

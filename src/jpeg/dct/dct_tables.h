@@ -38,8 +38,8 @@ struct InverseTables {
   // where `whole` is set, the row itself.
   RowConstants4 tangents, whole;
   RowConstants2 cos4, tan1, emptyRow2;
-  // Row transforms to four and to two means. A dword belongs to a row, 1 3 5 7 in the first lane, and 2 6 0 0 or 0 0 0
-  // 0 in the second: factors of columns 0 4, 2 6, then those of 1 3 and 5 7 for each sum of odd columns.
+  // Row transforms to four and to two means. A dword belongs to a row, 0 2 4 6 in the first lane and 1 3 5 7 in the
+  // second: factors of columns 0 4, 2 6, then those of 1 3 and 5 7 for each sum of odd columns.
   struct ReducedFactors {
     alignas(32) Zel16s k[6][2 * 8];
     alignas(32) Zel32s rounding[2 * 4];

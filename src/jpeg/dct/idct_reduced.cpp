@@ -2,7 +2,7 @@
 // the means cancel.
 //
 // The row transform works on four rows at a time, transposed: a dword of a lane holds two columns of a row, so that
-// sums along a row are sums of vectors. Rows 1 3 5 7 are in first lanes and even rows in second ones.
+// sums along a row are sums of vectors. Rows 0 2 4 6 are in first lanes and 1 3 5 7 in second ones, as they are loaded.
 #include <cstring>
 
 #include "frame/checks.h"
@@ -17,10 +17,13 @@ struct ColumnPairs {
   Rows2 c04, c26, c13, c57;
 };
 
+// Where each row has a register of its own, even rows that are not needed may be row 0 once more.
 HWY_INLINE ColumnPairs columnPairs(const Zel16s* src, const Zel16u* table, const int (&evenRows)[4]) {
-  const auto load = [=](int row0, int row1) {
-    const auto x = each([](auto c, auto q) { return hn::Mul(c, hn::BitCast(hn::DFromV<decltype(c)>(), q)); },
-                        loadTwoRows(src + 8 * row0, src + 8 * row1), loadTwoRows(table + 8 * row0, table + 8 * row1));
+  const auto load = [&](int i) {
+    Rows2 x = dequantised<Rows2>(src + 16 * i, table + 16 * i);
+    if constexpr (Rows2::kVectors == 2) {
+      x.v[0] = dequantised<Rows2>(src + 8 * evenRows[i], table + 8 * evenRows[i]).v[0];
+    }
     return bytesByIndex(x, kInverse.columnPairs);
   };
   constexpr auto lower = [](auto a, auto b) {
@@ -31,7 +34,7 @@ HWY_INLINE ColumnPairs columnPairs(const Zel16s* src, const Zel16u* table, const
     const hn::Repartition<Zel32s, hn::DFromV<decltype(a)>> d;
     return hn::BitCast(hn::DFromV<decltype(a)>(), hn::InterleaveUpper(d, hn::BitCast(d, a), hn::BitCast(d, b)));
   };
-  const Rows2 a = load(1, evenRows[0]), b = load(3, evenRows[1]), c = load(5, evenRows[2]), e = load(7, evenRows[3]);
+  const Rows2 a = load(0), b = load(1), c = load(2), e = load(3);
   const Rows2 lowerAb = each(lower, a, b), lowerCe = each(lower, c, e);
   const Rows2 upperAb = each(upper, a, b), upperCe = each(upper, c, e);
   return {each(firstHalves, lowerAb, lowerCe), each(secondHalves, lowerAb, lowerCe),
@@ -99,7 +102,7 @@ HWY_INLINE hn::Vec<Block8u> sumAndDifference(LaneVector a, LaneVector b) {
 }
 
 HWY_INLINE void store4x4(const Zel16s* src, const Zel16u* table, Zel8u* dst, int step) {
-  const ColumnPairs x = columnPairs(src, table, {2, 6, 0, 0});
+  const ColumnPairs x = columnPairs(src, table, {0, 2, 0, 6});
   const auto& k = kInverse.to4.k;
   const auto e = plus(products(x.c04, k[0]), loadRows<Rows<Zel32s, 2>>(kInverse.to4.rounding));
   const auto f = products(x.c26, k[1]);
@@ -109,11 +112,12 @@ HWY_INLINE void store4x4(const Zel16s* src, const Zel16u* table, Zel8u* dst, int
       rowsOfColumns(packedRows<12>(plus(s0, s2), plus(s1, s3)), packedRows<12>(minus(s1, s3), minus(s0, s2)));
 
   const Lane d;
-  const OddPart odd = oddPart(laneOf<0>(rows.first), laneOf<0>(rows.second));
+  const OddPart odd = oddPart(laneOf<1>(rows.first), laneOf<1>(rows.second));
   const LaneVector z2w2 = timesCos4(joinedHalves(hn::SaturatedAdd(odd.t, odd.v), hn::SaturatedSub(odd.t, odd.v)));
   const LaneVector r = hn::SaturatedAdd(z2w2, hn::ConcatUpperLower(d, odd.u, odd.b0));
 
-  const LaneVector rows26 = laneOf<1>(rows.first), row0 = laneOf<1>(rows.second);
+  const LaneVector rows02 = laneOf<0>(rows.first), rows46 = laneOf<0>(rows.second);
+  const LaneVector rows26 = secondHalves(rows02, rows46), row0 = firstHalves(rows02, rows02);
   const LaneVector tangents = halvesSwapped(hn::MulHigh(rows26, hn::Set(d, kInverse.tangents.k[16])));
   const LaneVector e01 =
       hn::ConcatUpperLower(d, hn::SaturatedSub(tangents, rows26), hn::SaturatedAdd(tangents, rows26));
@@ -136,8 +140,8 @@ HWY_INLINE void store2x2(const Zel16s* src, const Zel16u* table, Zel8u* dst, int
   const Rows2 columns = packedRows<12>(plus(e, o), minus(e, o));
   const RowHalves rows = rowsOfColumns(columns, columns); // columns 0 1 0 1
 
-  const OddPart odd = oddPart(laneOf<0>(rows.first), laneOf<0>(rows.second));
-  const LaneVector w = timesCos4(odd.t), y2 = hn::SaturatedAdd(laneOf<1>(rows.first), laneOf<1>(rows.first));
+  const OddPart odd = oddPart(laneOf<1>(rows.first), laneOf<1>(rows.second));
+  const LaneVector w = timesCos4(odd.t), y2 = hn::SaturatedAdd(laneOf<0>(rows.first), laneOf<0>(rows.first));
   const LaneVector s = hn::SaturatedAdd(hn::SaturatedAdd(odd.u, odd.b0), hn::SaturatedAdd(w, w));
   const auto out = hn::BitCast(hn::FixedTag<Zel16u, 8>(), sumAndDifference<7>(hn::SaturatedAdd(y2, y2), s));
   const Zel16u first = hn::GetLane(out), second = hn::ExtractLane(out, 4);
