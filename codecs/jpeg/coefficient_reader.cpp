@@ -285,17 +285,24 @@ bool readSideBySide(const std::vector<ScanJob>& jobs, const std::vector<size_t>&
   }
   img::sideBySide(jobs.size(), threads, [&](size_t, size_t i) {
     const ScanJob& job = jobs[i];
+    struct Done { // however it ends: others wait for it
+      std::atomic<int>& rows;
+      ~Done() {
+        rows.store(kAll, std::memory_order_release);
+        rows.notify_all();
+      }
+    } const done{rowsDone[i]};
     const auto onRow = [&](int row) {
       rowsDone[i].store(row, std::memory_order_release);
       rowsDone[i].notify_all();
       for (const int c : job.header.components) {
         const Before& other = before[i][static_cast<size_t>(c)];
         if (other.job < 0 || row == job.scan.mcusHigh) continue;
-        std::atomic<int>& done = rowsDone[static_cast<size_t>(other.job)];
+        std::atomic<int>& rows = rowsDone[static_cast<size_t>(other.job)];
         const int64_t needed =
             std::min<int64_t>(int64_t{row + 1} * downOf(job, c), frame.components[static_cast<size_t>(c)].blocksHigh);
-        for (int now; (now = done.load(std::memory_order_acquire)) != kAll && int64_t{now} * other.down < needed;) {
-          done.wait(now);
+        for (int now; (now = rows.load(std::memory_order_acquire)) != kAll && int64_t{now} * other.down < needed;) {
+          rows.wait(now);
         }
       }
       return !damage.found();
@@ -303,8 +310,6 @@ bool readSideBySide(const std::vector<ScanJob>& jobs, const std::vector<size_t>&
     size_t taken = 0;
     const Error error = BlockReader(job, image, damage).read(taken, onRow);
     if (error || taken != lengths[i]) damage.note("a scan that is not as it should be");
-    rowsDone[i].store(kAll, std::memory_order_release);
-    rowsDone[i].notify_all();
   });
   return !damage.found();
 }

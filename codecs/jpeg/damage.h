@@ -31,14 +31,17 @@ class Damage {
 
   bool found() const { return found_.load(std::memory_order_relaxed); }
   bool stops() const { return !keepGoing_ && found(); }
-  Error error() const { return fail("%s (--keep-going makes a picture of what is left)", first_.c_str()); }
+  Error error() const {
+    const std::lock_guard lock(mutex_);
+    return fail("%s (--keep-going makes a picture of what is left)", first_.c_str());
+  }
   const std::string& first() const { return first_; }
   const std::vector<std::string>& remarks() const { return remarks_; }
 
  private:
   const bool keepGoing_;
   std::atomic<bool> found_{false};
-  std::mutex mutex_;
+  mutable std::mutex mutex_;
   std::string first_;
   std::vector<std::string> remarks_;
 };

@@ -161,11 +161,12 @@ struct Signed {
 };
 
 // The unquantised ends of a block.
-template <class Form>
+template <class Form, bool kTwoSubsets>
 HWY_INLINE void unpackEnds(const Fields& fields, int code, EndVec (&ends)[4]) {
   const EndTag d;
   const bc6::Mode& mode = bc6::kModes[code];
-  const int count = code < bc6::kFirstOneSubset ? 4 : 2, bits = mode.baseBits;
+  constexpr int count = kTwoSubsets ? 4 : 2; // known here: clang 14 at -O2 mixes channels up where it is not
+  const int bits = mode.baseBits;
   for (int i = 0; i < count; ++i) {
     const hn::Rebind<Zel16u, EndTag> d16;
     ends[i] = hn::PromoteTo(d, hn::BitCast(d16, hn::Set(hn::Repartition<Zel64u, decltype(d16)>(), fields.end[i])));
@@ -332,7 +333,7 @@ template <class Form, bool kTwoSubsets>
 HWY_INLINE void decodeFields(const Fields& fields, int code, Bits bits, Zel8u* dst, Zel64s step) {
   EndVec ends[4];
   Palette palette;
-  unpackEnds<Form>(fields, code, ends);
+  unpackEnds<Form, kTwoSubsets>(fields, code, ends);
   makePalette<Form, kTwoSubsets>(ends, palette);
   storePixels(palette, readEntries<kTwoSubsets>(bits), dst, step);
 }
