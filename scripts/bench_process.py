@@ -88,6 +88,8 @@ def main():
             ("JPEG 2000 lossless decode", "opj_decompress -threads 1 -i p.j2k -o o.ppm", "p.j2k o.ppm"),
             ("JPEG XR lossless encode", "JxrEncApp -i in.ppm -o p.jxr -d 3 -l 1", "in.ppm o.jxr --lossless"),
             ("JPEG XR lossless decode", "JxrDecApp -i p.jxr -o o.ppm", "p.jxr o.ppm"),
+            ("JPEG XR lossy encode", "JxrEncApp -i in.ppm -o q.jxr -d 3 -l 1 -q 0.8", "in.ppm o.jxr --quantizer 28"),
+            ("JPEG XR lossy decode", "JxrDecApp -i q.jxr -o o.ppm", "q.jxr o.ppm"),
             ("TIFF PackBits encode", "tiffcp -c packbits plain.tif p.tif", "plain.tif o.tif --compression packbits"),
             ("TIFF PackBits decode", "tiffcp -c none p.tif q.tif", "p.tif o.tif --compression none"),
         ]
