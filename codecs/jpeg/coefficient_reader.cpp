@@ -6,7 +6,7 @@
 #include <cstring>
 #include <functional>
 
-#include "common/side_by_side.h"
+#include "common/workers.h"
 
 namespace jpeg {
 namespace {

@@ -3,7 +3,7 @@
 #include <cctype>
 #include <cstdlib>
 
-#include "common/side_by_side.h"
+#include "common/workers.h"
 #include "jpeg/writer.h"
 
 namespace jpeg {

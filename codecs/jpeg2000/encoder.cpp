@@ -5,7 +5,7 @@
 #include <cmath>
 #include <cstring>
 
-#include "common/side_by_side.h"
+#include "common/workers.h"
 #include "jpeg2000/jp2.h"
 #include "jpeg2000/levels.h"
 #include "jpeg2000/rate.h"
