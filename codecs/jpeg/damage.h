@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "common/rows.h"
 #include "jpeg/jpeg.h"
 
 namespace jpeg {
@@ -44,6 +45,22 @@ class Damage {
   mutable std::mutex mutex_;
   std::string first_;
   std::vector<std::string> remarks_;
+};
+
+// A reader that tells at its end what was wrong.
+class DamageReader : public img::RowReader {
+ public:
+  explicit DamageReader(bool keepGoing) : damage_(keepGoing) {}
+
+  Error finish() override {
+    damaged_ = damage_.found();
+    if (damaged_) remarks_.push_back(damage_.first());
+    remarks_.insert(remarks_.end(), damage_.remarks().begin(), damage_.remarks().end());
+    return {};
+  }
+
+ protected:
+  Damage damage_;
 };
 
 inline const char* const kStrayBytes = "bytes that belong to no segment or block are passed over";

@@ -51,10 +51,10 @@ int blockSizeOf(const Frame& frame, const Component& c, int size) {
 constexpr int kLongestInterval = 8;
 
 template <class Sample>
-class Reader : public img::RowReader {
+class Reader : public DamageReader {
  public:
   Reader(img::ByteSource& source, const DecodeOptions& options)
-      : source_(source), options_(options), damage_(options.keepGoing) {}
+      : DamageReader(options.keepGoing), source_(source), options_(options) {}
 
   // The header has been read up to the first scan.
   Error open(Header&& header, const ScanHeader& scanHeader, Damage& damageOfHeader) {
@@ -198,10 +198,7 @@ class Reader : public img::RowReader {
       else if (skipped)
         damage_.remark(kStrayBytes);
     }
-    damaged_ = damage_.found();
-    if (damaged_) remarks_.push_back(damage_.first());
-    remarks_.insert(remarks_.end(), damage_.remarks().begin(), damage_.remarks().end());
-    return {};
+    return DamageReader::finish();
   }
 
  private:
@@ -458,7 +455,6 @@ class Reader : public img::RowReader {
 
   img::ByteSource& source_;
   const DecodeOptions options_;
-  Damage damage_;
   Header header_;
   ScanHeader firstScan_;
   int size_ = 8; // of a block at full resolution

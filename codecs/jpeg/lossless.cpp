@@ -388,12 +388,12 @@ bool isSimple(const Header& header, const ScanHeader& scan) {
          (frame.components.size() == 1 || (frame.hMax == 1 && frame.vMax == 1));
 }
 
-class Reader : public img::RowReader {
+class Reader : public DamageReader {
  public:
   Reader(img::ByteSource& source, const DecodeOptions& options, const Header& header, const ScanHeader& scan)
-      : source_(source),
+      : DamageReader(options.keepGoing),
+        source_(source),
         joiner_(header),
-        damage_(options.keepGoing),
         planes_(header.frame.components.size()),
         predictor_(scan.Ss),
         pointTransform_(scan.Al),
@@ -474,10 +474,7 @@ class Reader : public img::RowReader {
       if (Error error = findMarker(marker)) return error;
     }
     if (marker == 0) damage_.remark("the end of the image is not marked");
-    damaged_ = damage_.found();
-    if (damaged_) remarks_.push_back(damage_.first());
-    remarks_.insert(remarks_.end(), damage_.remarks().begin(), damage_.remarks().end());
-    return {};
+    return DamageReader::finish();
   }
 
  private:
@@ -550,7 +547,6 @@ class Reader : public img::RowReader {
 
   img::ByteSource& source_;
   LosslessJoiner joiner_;
-  Damage damage_;
   const size_t planes_;
   const int predictor_, pointTransform_, threads_;
   int rowsOfInterval_ = 0, row_ = 0;

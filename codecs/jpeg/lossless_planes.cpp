@@ -7,11 +7,11 @@ namespace jpeg {
 namespace {
 
 // All samples are in memory. Where an MCU has several samples of a component it is read sample by sample.
-class PlanesReader : public img::RowReader {
+class PlanesReader : public DamageReader {
  public:
   PlanesReader(img::ByteSource& source, const DecodeOptions& options, Header&& header, const ScanHeader& scan,
                const Damage& damageOfHeader)
-      : source_(source), damage_(options.keepGoing), header_(std::move(header)), scan_(scan), joiner_(header_) {
+      : DamageReader(options.keepGoing), source_(source), header_(std::move(header)), scan_(scan), joiner_(header_) {
     for (const std::string& remark : damageOfHeader.remarks()) damage_.remark(remark);
     picture_ = joiner_.picture();
   }
@@ -21,13 +21,6 @@ class PlanesReader : public img::RowReader {
       if (Error error = readScans()) return error;
     }
     for (int y = 0; y < rows.count; ++y) putOut(row_++, rows, y);
-    return {};
-  }
-
-  Error finish() override {
-    damaged_ = damage_.found();
-    if (damaged_) remarks_.push_back(damage_.first());
-    remarks_.insert(remarks_.end(), damage_.remarks().begin(), damage_.remarks().end());
     return {};
   }
 
@@ -196,7 +189,6 @@ class PlanesReader : public img::RowReader {
   }
 
   img::ByteSource& source_;
-  Damage damage_;
   Header header_;
   ScanHeader scan_;
   LosslessJoiner joiner_;

@@ -28,13 +28,13 @@ Layout layoutFor(const DecodeOptions& options, const Header& header) {
   return wanted == Layout::yuyv && shapeOf(header.frame) != k422 ? Layout::usual : wanted;
 }
 
-class RoadReader : public img::RowReader {
+class RoadReader : public DamageReader {
  public:
   RoadReader(img::ByteSource& source, const DecodeOptions& options, Header&& header, const ScanHeader& scan,
              Damage& damageOfHeader)
-      : source_(source),
+      : DamageReader(options.keepGoing),
+        source_(source),
         options_(options),
-        damage_(options.keepGoing),
         header_(std::move(header)),
         firstScan_(scan),
         converts_(converts(header_)),
@@ -78,13 +78,6 @@ class RoadReader : public img::RowReader {
       }
       for (size_t i = 0; i < bytes && inverts_; ++i) row[i] = static_cast<Zel8u>(~row[i]);
     }
-    return {};
-  }
-
-  Error finish() override {
-    damaged_ = damage_.found();
-    if (damaged_) remarks_.push_back(damage_.first());
-    remarks_.insert(remarks_.end(), damage_.remarks().begin(), damage_.remarks().end());
     return {};
   }
 
@@ -203,7 +196,6 @@ class RoadReader : public img::RowReader {
 
   img::ByteSource& source_;
   const DecodeOptions options_;
-  Damage damage_;
   Header header_;
   const ScanHeader firstScan_;
   const bool converts_, inverts_;
