@@ -150,9 +150,6 @@ Error readFrame(int process, ByteSpan segment, Header& header) {
     c.v = entry[1] & 15;
     c.quantTable = entry[2];
     if (c.h < 1 || c.h > 4 || c.v < 1 || c.v > 4 || c.quantTable > 3) return fail("bad frame header");
-    for (const Component& other : frame.components) {
-      if (other.id == c.id) return fail("two components have one name");
-    }
     frame.components.push_back(c);
   }
   header.process = process;
@@ -170,10 +167,11 @@ Error readScan(ByteSpan segment, const Header& header, ScanHeader& scan) {
   for (size_t i = 0; i < count; ++i) {
     const int id = segment[1 + 2 * i], tables = segment[2 + 2 * i];
     const auto& all = header.frame.components;
-    const auto found = std::find_if(all.begin(), all.end(), [=](const Component& c) { return c.id == id; });
-    if (found == all.end()) return fail("a scan of an unknown component");
+    // In the order of the frame: some files give all components one name.
+    const auto begin = all.begin() + (scan.components.empty() ? 0 : scan.components.back() + 1);
+    const auto found = std::find_if(begin, all.end(), [=](const Component& c) { return c.id == id; });
+    if (found == all.end()) return fail("a scan of an unknown component, or of components out of order");
     const int c = static_cast<int>(found - all.begin());
-    if (!scan.components.empty() && scan.components.back() >= c) return fail("components out of order in a scan");
     if (tables >> 4 > 3 || (tables & 15) > 3) return fail("bad scan header");
     scan.components.push_back(c);
     scan.dcTable[c] = tables >> 4;

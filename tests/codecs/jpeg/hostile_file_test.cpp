@@ -132,7 +132,6 @@ TEST(HostileFile, BadHeadersAreNamed) {
       {{{frame + 7, 0x20}}, "bad frame header"},
       {{{frame + 7, 0x44}}, "more than 10 blocks"},
       {{{frame + 8, 3}}, "quantisation table is missing"},
-      {{{frame + 9, 1}}, "one name"},
       {{{scan, 4}}, "bad scan header"},
       {{{scan + 1, 9}}, "unknown component"},
       {{{scan + 2, 0x22}}, "Huffman table is missing"},

@@ -77,6 +77,14 @@ TEST(OddFile, JfifRulesOverAnAdobeSegment) {
   EXPECT_NE(decoded(file).bytes, good.bytes);
 }
 
+TEST(OddFile, ComponentsOfOneNameAreTakenInTheirOrder) {
+  Bytes file = encoded(img::renderScene(40, 30), {});
+  const Image good = decoded(file);
+  const size_t frame = markerAt(file, 0xC0), scan = markerAt(file, 0xDA);
+  for (size_t c = 0; c < 3; ++c) file[frame + 10 + 3 * c] = file[scan + 5 + 2 * c] = 7;
+  EXPECT_EQ(decoded(file).bytes, good.bytes);
+}
+
 // At 1/8 the samples are the rounded means, no darker on average.
 TEST(OddFile, TheSmallestReductionIsAsBrightAsTheImage) {
   for (const char* kind : {"grey", "colour"}) {
