@@ -375,11 +375,9 @@ class Writer : public img::RowWriter {
         else if (across == 2)
           halve2x2(row, next, strip.width, half);
         else if (across == 1)
-          for (int x = 0; x < strip.width; ++x) half[x] = static_cast<Sample>((row[x] + next[x] + 1) >> 1);
+          average<1, 2>(row, strip.step, strip.width, half);
         else
-          for (int x = 0; x < strip.width / 4; ++x, row += 4) {
-            half[x] = static_cast<Sample>((row[0] + row[1] + row[2] + row[3] + 2) >> 2);
-          }
+          average<4, 1>(row, strip.step, strip.width / 4, half);
       }
     }
   }

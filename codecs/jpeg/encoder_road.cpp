@@ -69,19 +69,16 @@ void EncoderRoad::halve(size_t c, ZeliSize size) {
   const Zel8u* full = full_[c].data();
   Zel8u* half = halved_[c].data();
   const ZeliSize to = {size.width / across, size.height / down};
-  if (across == 2 && down == 1) {
-    zeliSampleDownH2V1_JPEG_8u_C1R(full, step_, size, half, step_, to);
-  } else if (across == 2 && down == 2) {
-    zeliSampleDownH2V2_JPEG_8u_C1R(full, step_, size, half, step_, to);
-  } else {
-    const int count = across * down;
-    for (int y = 0; y < to.height; ++y) {
-      for (int x = 0; x < to.width; ++x) {
-        int sum = count / 2;
-        for (int i = 0; i < count; ++i) sum += full[(y * down + i / across) * step_ + x * across + i % across];
-        half[y * step_ + x] = static_cast<Zel8u>(sum / count);
-      }
-    }
+  if (across == 2) {
+    const auto down2 = down == 1 ? zeliSampleDownH2V1_JPEG_8u_C1R : zeliSampleDownH2V2_JPEG_8u_C1R;
+    down2(full, step_, size, half, step_, to);
+    return;
+  }
+  for (int y = 0; y < to.height; ++y, full += down * step_, half += step_) {
+    if (across == 1)
+      average<1, 2>(full, step_, to.width, half);
+    else
+      average<4, 1>(full, step_, to.width, half);
   }
 }
 

@@ -51,7 +51,7 @@ class Upsampler {
   // Whether rows of the plane beyond those that a row lies in are looked at.
   bool looksAround() const { return kind_ == Kind::double2x2 || kind_ == Kind::double1x2; }
 
-  // Row y of the image: `scratch`, with room for two samples more than the width, or memory of the plane.
+  // Row y of the image: `scratch`, with room for three samples more than the width, or memory of the plane.
   const Sample* row(int y, Sample* scratch) const {
     const int near = static_cast<int>(int64_t{y} * downD_ / downN_);
     const int far = y % 2 ? near + 1 : near - 1;
@@ -76,9 +76,15 @@ class Upsampler {
   }
 
  private:
+  template <int kTimes>
+  void replicate(const Sample* source, Sample* wide) const {
+    for (int x = 0; x < plane_.width; ++x) std::fill_n(wide + kTimes * x, kTimes, source[x]);
+  }
   void replicate(const Sample* source, Sample* wide) const {
     if (acrossN_ == 2 * acrossD_) {
-      for (int x = 0; x < plane_.width; ++x) wide[2 * x] = wide[2 * x + 1] = source[x];
+      replicate<2>(source, wide);
+    } else if (acrossN_ == 4 * acrossD_) {
+      replicate<4>(source, wide);
     } else {
       for (int x = 0; x < width_; ++x) wide[x] = source[static_cast<int64_t>(x) * acrossD_ / acrossN_];
     }

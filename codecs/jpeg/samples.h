@@ -59,6 +59,16 @@ void halve2x1(const Zel16u* row, int width, Zel16u* half);
 void halve2x2(const Zel8u* row1, const Zel8u* row2, int width, Zel8u* half);
 void halve2x2(const Zel16u* row1, const Zel16u* row2, int width, Zel16u* half);
 
+// `count` rounded means of kAcross x kDown samples each, whose rows are `step` samples apart.
+template <int kAcross, int kDown, class Sample>
+void average(const Sample* rows, int step, int count, Sample* means) {
+  for (int x = 0; x < count; ++x) {
+    int sum = kAcross * kDown / 2;
+    for (int i = 0; i < kAcross * kDown; ++i) sum += rows[i / kAcross * step + x * kAcross + i % kAcross];
+    means[x] = static_cast<Sample>(sum / (kAcross * kDown));
+  }
+}
+
 // Rows of `width` samples, 2 at least, to twice the width by the triangle filter; double2x2 is given the row that the
 // result lies nearer to and the row on its other side, double1x2 too, which keeps the width.
 void double2x1(const Zel8u* row, int width, Zel8u* wide);
