@@ -12,9 +12,11 @@ namespace {
 
 using Row = std::vector<uint16_t>;
 
-// Divides by the maximum of a sample, rounding to nearest: (x + x / 2^n + 2^(n-1)) / 2^n for a maximum of 2^n - 1.
-uint16_t dividedBy(uint32_t max, uint64_t x) {
-  return static_cast<uint16_t>((x + max / 2) / max);
+// A product of two samples, or less, over the maximum of a sample, rounded to nearest: x / (2^n - 1) is x / 2^n and a
+// 2^n-th more, in 32 bits up to n = 16.
+uint16_t overMaximum(int bits, uint32_t x) {
+  x += 1u << (bits - 1);
+  return static_cast<uint16_t>((x + (x >> bits)) >> bits);
 }
 
 template <class Sample>
@@ -34,14 +36,15 @@ void loadFloats(const float* samples, size_t count, const Picture& picture, Row&
   }
 }
 
-void dropAlpha(Row& row, int channels, uint32_t max, const uint32_t background[3]) {
+void dropAlpha(Row& row, int channels, int bits, const uint32_t background[3]) {
+  const uint32_t max = (1u << bits) - 1;
   const int kept = channels - 1;
   const size_t pixels = row.size() / static_cast<size_t>(channels);
   const uint16_t* from = row.data();
   uint16_t* to = row.data();
   for (size_t x = 0; x < pixels; ++x, from += channels, to += kept) {
-    const uint64_t alpha = from[kept];
-    for (int c = 0; c < kept; ++c) to[c] = dividedBy(max, from[c] * alpha + background[c % 3] * (max - alpha));
+    const uint32_t alpha = from[kept];
+    for (int c = 0; c < kept; ++c) to[c] = overMaximum(bits, from[c] * alpha + background[c % 3] * (max - alpha));
   }
   row.resize(pixels * static_cast<size_t>(kept));
 }
@@ -156,7 +159,7 @@ class Converter : public RowReader {
       load(row, count, a_);
     int channels = from.channels();
     const bool keepAlpha = from.alpha && picture_.alpha;
-    if (from.alpha && !picture_.alpha) dropAlpha(a_, channels--, max_, background_);
+    if (from.alpha && !picture_.alpha) dropAlpha(a_, channels--, bits_, background_);
     changeColour(from.colour, keepAlpha);
     if (picture_.alpha && !from.alpha) addAlpha(a_, b_, picture_.channels() - 1, max_);
     store(rows, y);
@@ -166,10 +169,11 @@ class Converter : public RowReader {
     const Colour to = picture_.colour;
     if (from == to) return;
     const uint32_t max = max_;
+    const int bits = bits_;
     if (from == Colour::grey) mapPixels(a_, b_, 1, 3, alpha, greyToRgb);
     if (from == Colour::cmyk) {
       mapPixels(a_, b_, 4, 3, alpha, [=](const uint16_t* cmyk, uint16_t* rgb) {
-        for (int c = 0; c < 3; ++c) rgb[c] = dividedBy(max, uint64_t{max - cmyk[c]} * (max - cmyk[3]));
+        for (int c = 0; c < 3; ++c) rgb[c] = overMaximum(bits, (max - cmyk[c]) * (max - cmyk[3]));
       });
     }
     if (to == Colour::grey) mapPixels(a_, b_, 3, 1, alpha, rgbToGrey);
@@ -181,6 +185,16 @@ class Converter : public RowReader {
     }
   }
 
+  template <class F>
+  void storeSamples(const Rows& rows, int y, F scaled) {
+    if (picture_.bits > 8)
+      std::transform(a_.begin(), a_.end(), rows.row<uint16_t>(y),
+                     [=](uint16_t v) { return static_cast<uint16_t>(scaled(v)); });
+    else
+      std::transform(a_.begin(), a_.end(), stored_.empty() ? rows.row<uint8_t>(y) : stored_.data(),
+                     [=](uint16_t v) { return static_cast<uint8_t>(scaled(v)); });
+  }
+
   void store(const Rows& rows, int y) {
     if (picture_.bits > 16) {
       std::transform(a_.begin(), a_.end(), rows.row<float>(y),
@@ -188,13 +202,13 @@ class Converter : public RowReader {
       return;
     }
     const auto to = static_cast<uint32_t>(picture_.maxValue()), from = max_;
-    const auto scaled = [=](uint16_t v) { return from == to ? v : (v * to + from / 2) / from; };
-    if (picture_.bits > 8)
-      std::transform(a_.begin(), a_.end(), rows.row<uint16_t>(y),
-                     [=](uint16_t v) { return static_cast<uint16_t>(scaled(v)); });
+    const int bits = bits_;
+    if (to % from == 0)
+      storeSamples(rows, y, [by = to / from](uint32_t v) { return v * by; });
+    else if (to < from)
+      storeSamples(rows, y, [=](uint32_t v) { return overMaximum(bits, v * to); });
     else
-      std::transform(a_.begin(), a_.end(), stored_.empty() ? rows.row<uint8_t>(y) : stored_.data(),
-                     [=](uint16_t v) { return static_cast<uint8_t>(scaled(v)); });
+      storeSamples(rows, y, [=](uint32_t v) { return (v * to + from / 2) / from; });
     if (!stored_.empty()) {
       fromUsual(picture_.layout, stored_.data(), picture_.width, rows.row<uint8_t>(y), picture_.channels());
     }

@@ -29,6 +29,8 @@ void forBytes(Layout layout, int width, F f) {
   }
 }
 
+constexpr int kMostChannels = 5;
+
 // Y, Cb, Cr of a few pixels at a time, so that the library starts no threads for them.
 constexpr int kPart = 4096;
 
@@ -39,9 +41,12 @@ void toUsual(Layout layout, const uint8_t* row, int width, uint8_t* usual, int c
     case Layout::usual:
       std::copy_n(row, width * channels, usual);
       break;
-    case Layout::planes:
-      for (int i = 0; i < width * channels; ++i) usual[i] = row[i % channels * width + i / channels];
+    case Layout::planes: {
+      const uint8_t* planes[kMostChannels];
+      for (int c = 0; c < channels; ++c) planes[c] = row + c * width;
+      joinChannels(planes, channels, width, usual);
       break;
+    }
     case Layout::rgb555:
     case Layout::rgb565:
     case Layout::bgr555:
@@ -57,12 +62,12 @@ void toUsual(Layout layout, const uint8_t* row, int width, uint8_t* usual, int c
       break;
     }
     case Layout::ycc: {
-      uint8_t planes[3][kPart];
-      const uint8_t* const from[3] = {planes[0], planes[1], planes[2]};
+      uint8_t part[3][kPart];
+      uint8_t* const planes[3] = {part[0], part[1], part[2]};
       for (int x = 0; x < width; x += kPart) {
         const int count = std::min(width - x, kPart);
-        for (int i = 0; i < 3 * count; ++i) planes[i % 3][i / 3] = row[3 * x + i];
-        zeliYCbCrToRGB_JPEG_8u_P3C3R(from, kPart, usual + 3 * x, 3 * count, {count, 1});
+        splitChannels(row + 3 * x, 3, count, planes);
+        zeliYCbCrToRGB_JPEG_8u_P3C3R(planes, kPart, usual + 3 * x, 3 * count, {count, 1});
       }
       break;
     }
@@ -89,9 +94,12 @@ void fromUsual(Layout layout, const uint8_t* usual, int width, uint8_t* row, int
     case Layout::usual:
       std::copy_n(usual, width * channels, row);
       break;
-    case Layout::planes:
-      for (int i = 0; i < width * channels; ++i) row[i % channels * width + i / channels] = usual[i];
+    case Layout::planes: {
+      uint8_t* planes[kMostChannels];
+      for (int c = 0; c < channels; ++c) planes[c] = row + c * width;
+      splitChannels(usual, channels, width, planes);
       break;
+    }
     case Layout::rgb555:
     case Layout::rgb565:
     case Layout::bgr555:
@@ -106,12 +114,12 @@ void fromUsual(Layout layout, const uint8_t* usual, int width, uint8_t* row, int
       break;
     }
     case Layout::ycc: {
-      uint8_t planes[3][kPart];
-      uint8_t* const to[3] = {planes[0], planes[1], planes[2]};
+      uint8_t part[3][kPart];
+      uint8_t* const planes[3] = {part[0], part[1], part[2]};
       for (int x = 0; x < width; x += kPart) {
         const int count = std::min(width - x, kPart);
-        zeliRGBToYCbCr_JPEG_8u_C3P3R(usual + 3 * x, 3 * count, to, kPart, {count, 1});
-        for (int i = 0; i < 3 * count; ++i) row[3 * x + i] = planes[i % 3][i / 3];
+        zeliRGBToYCbCr_JPEG_8u_C3P3R(usual + 3 * x, 3 * count, planes, kPart, {count, 1});
+        joinChannels<3>(planes, count, row + 3 * x);
       }
       break;
     }

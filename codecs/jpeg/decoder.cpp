@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "common/join.h"
+#include "common/layout.h"
 #include "common/workers.h"
 #include "jpeg/coefficient_reader.h"
 #include "jpeg/frame.h"
@@ -394,11 +395,10 @@ class Reader : public DamageReader {
           zeliYCCKToCMYK_JPEG_8u_P4C4R(planes, count, pixels + 4 * x, 4 * count, {count, 1});
         }
       } else {
-        for (int x = 0; x < width; ++x) {
-          for (int c = 0; c < 4; ++c) pixels[4 * x + c] = rows[c][x];
-        }
+        img::joinChannels(rows, 4, width, pixels);
       }
-      for (int i = 0; i < 4 * width && header_.adobeTransform; ++i) pixels[i] = static_cast<Zel8u>(~pixels[i]);
+      if (!header_.adobeTransform) return;
+      std::transform(pixels, pixels + 4 * width, pixels, [](Zel8u v) { return static_cast<Zel8u>(~v); });
     }
   }
 
@@ -414,9 +414,7 @@ class Reader : public DamageReader {
     } else if (channels == 1) {
       std::memcpy(pixels, rows[0], picture_.rowBytes());
     } else {
-      for (size_t x = 0; x < static_cast<size_t>(picture_.width); ++x) {
-        for (size_t c = 0; c < channels; ++c) pixels[x * channels + c] = rows[c][x];
-      }
+      img::joinChannels(rows, static_cast<int>(channels), picture_.width, pixels);
     }
   }
 

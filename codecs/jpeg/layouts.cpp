@@ -3,6 +3,8 @@
 #include <cstring>
 #include <type_traits>
 
+#include "common/layout.h"
+
 namespace jpeg {
 namespace {
 
@@ -209,28 +211,24 @@ const Members& convertingMembers(img::Colour colour, img::Layout layout) {
 void splitChannels(const SourcePixels& p, int channels, Zel8u* const* planes, int step, ZeliSize size) {
   for (int y = 0; y < size.height; ++y) {
     const Zel8u* row = p.data + static_cast<ptrdiff_t>(y) * p.step;
+    Zel8u* rows[4];
     for (int c = 0; c < channels; ++c) {
-      Zel8u* to = planes[c] + static_cast<ptrdiff_t>(y) * step;
-      if (p.channelStep) {
-        std::memcpy(to, row + c * p.channelStep, static_cast<size_t>(size.width));
-      } else {
-        for (int x = 0; x < size.width; ++x) to[x] = row[channels * x + c];
-      }
+      rows[c] = planes[c] + static_cast<ptrdiff_t>(y) * step;
+      if (p.channelStep) std::memcpy(rows[c], row + c * p.channelStep, static_cast<size_t>(size.width));
     }
+    if (!p.channelStep) img::splitChannels(row, channels, size.width, rows);
   }
 }
 
 void joinChannels(const Zel8u* const* planes, int channels, int step, const TargetPixels& p, ZeliSize size) {
   for (int y = 0; y < size.height; ++y) {
     Zel8u* row = p.data + static_cast<ptrdiff_t>(y) * p.step;
+    const Zel8u* rows[4];
     for (int c = 0; c < channels; ++c) {
-      const Zel8u* from = planes[c] + static_cast<ptrdiff_t>(y) * step;
-      if (p.channelStep) {
-        std::memcpy(row + c * p.channelStep, from, static_cast<size_t>(size.width));
-      } else {
-        for (int x = 0; x < size.width; ++x) row[channels * x + c] = from[x];
-      }
+      rows[c] = planes[c] + static_cast<ptrdiff_t>(y) * step;
+      if (p.channelStep) std::memcpy(row + c * p.channelStep, rows[c], static_cast<size_t>(size.width));
     }
+    if (!p.channelStep) img::joinChannels(rows, channels, size.width, row);
   }
 }
 
