@@ -19,7 +19,6 @@ class ByteSink {
   // Pipes cannot do that, and a writer keeps what it has written to itself until the end.
   virtual bool patches() const { return true; }
   virtual Error patch(uint64_t position, ByteSpan bytes) = 0;
-  virtual bool canPatch() const { return true; }
 };
 
 // Appends to memory.

@@ -24,7 +24,7 @@ Header headerFor(const img::Picture& picture, const EncodeOptions& options) {
 class PacketSink {
  public:
   PacketSink(img::ByteSink& sink, const Header& header)
-      : sink_(sink), header_(header), keeps_(header.frequencyOrder || !sink.canPatch()) {}
+      : sink_(sink), header_(header), keeps_(header.frequencyOrder || !sink.patches()) {}
 
   Error begin() { return keeps_ ? Error{} : sink_.write(makeFileHead(header_, sizes_)); }
 

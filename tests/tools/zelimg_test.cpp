@@ -267,6 +267,9 @@ TEST_F(Zelimg, FailsWithAMessageAndLeavesNothing) {
   } cases[] = {
       {"", 2, "nothing to do"},
       {"in.ppm", 2, "name an output"},
+      {"info", 2, "info needs"},
+      {"recode good.jpg", 2, "recode needs"},
+      {"compare good.jpg", 2, "compare needs"},
       {"in.ppm out.gif", 2, "no format has the extension .gif"},
       {"in.ppm out.jpg --fast", 2, "no option --fast"},
       {"in.ppm out.jpg --quality 0", 2, "--quality must be 1 to 100, not '0'"},

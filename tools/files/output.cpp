@@ -63,12 +63,17 @@ FileOutput::~FileOutput() {
 }
 
 void FileOutput::discard() {
-  if (file_ > STDERR_FILENO) ::close(file_);
   if (target_ >= 0) ::close(target_);
+  target_ = -1;
+  discardTemporary();
+}
+
+void FileOutput::discardTemporary() {
+  if (file_ > STDERR_FILENO) ::close(file_);
   if (!temporary_.empty()) ::unlink(temporary_.c_str());
   temporaryFile.store(nullptr);
   temporary_.clear();
-  file_ = target_ = -1;
+  file_ = -1;
 }
 
 bool FileOutput::isStandardOutput() const {
@@ -102,9 +107,7 @@ Error FileOutput::open(const std::string& path) {
         way_ = Way::rename;
         return {};
       }
-      ::close(file_);
-      ::unlink(temporary_.c_str());
-      temporary_.clear();
+      discardTemporary();
     } else if (!error) {
       way_ = Way::rename;
       return ::fchmod(file_, usualMode()) == 0 ? Error{} : failure();

@@ -27,7 +27,6 @@ class FileOutput : public img::ByteSink {
   Error write(ByteSpan bytes) override;
   bool patches() const override { return way_ != Way::direct; }
   Error patch(uint64_t position, ByteSpan bytes) override;
-  bool canPatch() const override { return way_ != Way::direct; }
   Error commit();
 
   // Whether this is the terminal, pipe or file that standard output goes to.
@@ -40,6 +39,7 @@ class FileOutput : public img::ByteSink {
   Error flush();
   Error copyOver();
   void discard();
+  void discardTemporary();
 
   Way way_ = Way::direct;
   int file_ = -1;

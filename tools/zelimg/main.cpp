@@ -86,15 +86,21 @@ int run(const std::vector<std::string>& words) {
     Format* format = formatNamed(formats, names[1]);
     return format ? say(formatHelp(*format)) : report(kBadCommand, fail("there is no format '%s'", names[1].c_str()));
   }
-  if (names.size() >= 2 && names[0] == "info") {
+  if (!names.empty() && names[0] == "info") {
+    if (names.size() == 1) return report(kBadCommand, fail("info needs the name of a file"));
     int worst = kGood;
     for (size_t i = 1; i < names.size(); ++i) {
       worst = std::max(worst, info(names[i], names.size() > 2, arguments, formats));
     }
     return worst;
   }
-  if (names.size() == 3 && names[0] == "recode") return recode(names[1], names[2], arguments, formats);
-  if (names.size() == 3 && names[0] == "compare") return compare(names[1], names[2], arguments);
+  if (!names.empty() && (names[0] == "recode" || names[0] == "compare")) {
+    const bool recodes = names[0] == "recode";
+    if (names.size() != 3) {
+      return report(kBadCommand, recodes ? fail("recode needs an input and an output") : fail("compare needs two files"));
+    }
+    return recodes ? recode(names[1], names[2], arguments, formats) : compare(names[1], names[2], arguments);
+  }
   if (names.empty()) return report(kBadCommand, fail("nothing to do: name an input and an output"));
   if (names.size() == 1) return report(kBadCommand, fail("name an output too"));
   if (isFolder(names.back())) {
