@@ -102,6 +102,7 @@ Frame makeFrame(const img::Picture& picture, const EncodeOptions& options) {
     component.h = chroma && !isChroma ? kAcross[sampling] : 1;
     component.v = chroma && !isChroma ? kDown[sampling] : 1;
     component.quantTable = isChroma ? 1 : 0;
+    component.isChroma = isChroma;
     frame.components.push_back(component);
   }
   layOut(frame);

@@ -269,6 +269,11 @@ bool isYCbCr(const Header& header) {
   return !(c[0].id == 'R' && c[1].id == 'G' && c[2].id == 'B');
 }
 
+bool hasChroma(const Header& header) {
+  const size_t count = header.frame.components.size();
+  return count == 3 ? isYCbCr(header) : count == 4 && header.adobeTransform.value_or(0) == 2;
+}
+
 Error readStart(img::ByteSource& source) {
   if (Error error = source.fill(2)) return error;
   const ByteSpan bytes = source.visible();

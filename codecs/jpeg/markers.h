@@ -70,6 +70,9 @@ img::Metadata metadataOf(const Header& header);
 // Whether the three components are Y, Cb, Cr rather than R, G, B.
 bool isYCbCr(const Header& header);
 
+// Whether the second and third component of three or four are Cb and Cr.
+bool hasChroma(const Header& header);
+
 // Goes behind the marker that begins a file.
 Error readStart(img::ByteSource& source);
 

@@ -46,6 +46,7 @@ Error recode(img::ByteSource& source, img::ByteSink& sink, const RecodeOptions& 
   if (Error error = img::checkSize(frame.width, frame.height, options.maxPixels)) return error;
   if (Error error = checkPlausible(header, source, options.keepGoing)) return error;
 
+  if (hasChroma(header)) frame.components[1].isChroma = frame.components[2].isChroma = true;
   const bool wasProgressive = header.process == kSof2;
   std::unique_ptr<CoefficientImage> image;
   uint16_t steps[4][64];

@@ -13,18 +13,13 @@ using img::AlignedArray;
 using img::Layout;
 using img::Rows;
 
-bool converts(const Header& header) {
-  const size_t count = header.frame.components.size();
-  return count == 3 ? isYCbCr(header) : count == 4 && header.adobeTransform.value_or(0) == 2;
-}
-
 // Pairs of pixels are what files of halved chroma hold; the components as they are come in the usual layout or in
 // planes; all others by conversion.
 Layout layoutFor(const DecodeOptions& options, const Header& header) {
   const Layout wanted = options.layout;
   const size_t count = header.frame.components.size();
   if (wanted == Layout::planes && count > 1) return wanted;
-  if (count != 3 || !converts(header)) return Layout::usual;
+  if (count != 3 || !hasChroma(header)) return Layout::usual;
   return wanted == Layout::yuyv && shapeOf(header.frame) != k422 ? Layout::usual : wanted;
 }
 
@@ -37,7 +32,7 @@ class RoadReader : public DamageReader {
         options_(options),
         header_(std::move(header)),
         firstScan_(scan),
-        converts_(converts(header_)),
+        converts_(hasChroma(header_)),
         inverts_(header_.frame.components.size() == 4 && header_.adobeTransform.has_value()),
         shape_(shapeOf(header_.frame)),
         scan_(layOutScan(header_.frame, allComponents(header_.frame))) {

@@ -14,11 +14,6 @@ using img::AlignedArray;
 // No block takes more, with the bits that earlier blocks have left.
 constexpr size_t kBytesOfBlock = 1024;
 
-// Luminance and black have tables of their own.
-int tableOf(int component) {
-  return component % 3 == 0 ? 0 : 1;
-}
-
 class Writer {
  public:
   Writer(img::ByteSink& sink, const Frame& frame, const CoefficientSource& source, const ScanSpec& spec,
@@ -92,6 +87,8 @@ class Writer {
     }
     return check(flush());
   }
+
+  int tableOf(int component) const { return frame_.components[static_cast<size_t>(component)].isChroma ? 1 : 0; }
 
   void begin() {
     std::fill(lastDc_, lastDc_ + 4, Zel16s{0});
@@ -224,7 +221,7 @@ std::vector<ScanSpec> usualProgression(const Frame& frame) {
   std::vector<ScanSpec> script;
   const bool together = interleaves(frame);
   addScans(frame, together, {{}, 0, 0, 0, 1}, script);
-  if (frame.components.size() == 3) { // chroma is coded in fewer steps, for it has little
+  if (frame.components.size() == 3 && frame.components[1].isChroma) { // it is coded in fewer steps, for it has little
     for (const ScanSpec& spec :
          {ScanSpec{{0}, 1, 5, 0, 2}, {{2}, 1, 63, 0, 1}, {{1}, 1, 63, 0, 1}, {{0}, 6, 63, 0, 2}, {{0}, 1, 63, 2, 1}}) {
       script.push_back(spec);
