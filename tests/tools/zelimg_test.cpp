@@ -15,19 +15,23 @@ class Zelimg : public testing::Test {
 };
 
 TEST_F(Zelimg, LosslessFormatsKeepEverySample) {
-  for (const int bits : {8, 12, 16}) {
+  for (const int bits : {3, 8, 11, 12, 16}) {
     for (const int channels : {1, 3}) {
       const Image image = img::withBits(img::withChannels(scene_, channels), bits);
       const std::string extension = channels == 1 ? ".pgm" : ".ppm";
       folder_.writeImage("in" + extension, image);
       ASSERT_EQ(zelimg("in" + extension + " a.png"), 0);
       ASSERT_EQ(zelimg("a.png b" + extension), 0);
-      EXPECT_EQ(folder_.readImage("b" + extension).bytes, img::withBits(image, bits == 8 ? 8 : 16).bytes);
+      EXPECT_EQ(folder_.readImage("b" + extension).bytes, img::withBits(image, bits <= 8 ? 8 : 16).bytes);
       ASSERT_EQ(zelimg("in" + extension + " a.jpg --lossless --predictor 4 --optimize"), 0);
       ASSERT_EQ(zelimg("a.jpg c" + extension), 0);
       EXPECT_EQ(folder_.read("c" + extension), folder_.read("in" + extension));
     }
   }
+  const std::string beyond = "P5 1 1 4095\n\xFF\xFF"; // its maximum: white
+  folder_.write("beyond.pgm", Bytes(beyond.begin(), beyond.end()));
+  ASSERT_EQ(zelimg("beyond.pgm white.png"), 0);
+  EXPECT_EQ(folder_.readImage("white.png").bytes, Bytes({0xFF, 0xFF}));
   EXPECT_EQ(zelimg("in.ppm grey.pgm"), 0); // the luminance of colours, three equal channels of grey
   EXPECT_EQ(folder_.readImage("grey.pgm").channels(), 1);
   EXPECT_EQ(zelimg("grey.pgm colour.ppm"), 0);

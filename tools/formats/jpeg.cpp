@@ -71,7 +71,7 @@ class Jpeg : public Format {
         {Use::writing, "--restart", "N", "1 to 65535, or 1r and more for rows of MCUs",
          "a restart marker every N MCUs, or rows of MCUs (2r)",
          [this](const std::string& v) { return takeRestart(v, encode_); }},
-        {Use::writing, "--bits", "N", "8, 12 or, lossless, 2 to 16", "of a sample; 12 for pictures of 12 bits, else 8",
+        {Use::writing, "--bits", "N", "8, 12 or, lossless, 2 to 16", "of a sample; 12 for pictures of 9 to 12 bits, else 8",
          [this](const std::string& v) { return takeNumber(v, 2, 16, bits_); }},
         {Use::recoding, "--progressive", nullptr, "", "makes a progressive file",
          [this](const std::string&) {
@@ -101,7 +101,7 @@ class Jpeg : public Format {
            if (found) decode_.scale = 1 << *found;
            return found.has_value();
          }},
-        {Use::reading, "--scans-read", "N", "1 and more",
+        {Use::reading, "--scans-read", "N", "1 to 1000",
          "the picture that the first N scans of a progressive file make",
          [this](const std::string& v) { return takeNumber(v, 1, 1000, decode_.scansRead); }},
         {Use::reading, "--road", "R", "planes or mcu", "makes pixels by planes, or MCU by MCU; as is fastest",
@@ -143,7 +143,7 @@ class Jpeg : public Format {
       return nearest;
     }
     nearest.alpha = false;
-    nearest.bits = bits_ ? bits_ : picture.bits == 12 ? 12 : 8;
+    nearest.bits = bits_ ? bits_ : picture.bits > 8 && picture.bits <= 12 ? 12 : 8;
     if (nearest.colour == Colour::cmyk && nearest.bits == 12) nearest.bits = 8;
     return nearest;
   }

@@ -1,5 +1,5 @@
-// Binary PGM and PPM files (P5 and P6). Up to a maximum of 255 the samples become 8 bits, up to 4095 12 bits, above
-// that 16 bits.
+// Binary PGM and PPM files (P5 and P6). A maximum of 2^n - 1 is that of n bits; with another one, up to 255 the samples
+// become 8 bits, up to 4095 12 bits, above that 16 bits.
 #include <algorithm>
 #include <bit>
 #include <cctype>
@@ -62,7 +62,10 @@ class PnmReader : public RowReader {
     picture_.width = static_cast<int>(width);
     picture_.height = static_cast<int>(height);
     picture_.colour = head[1] == '5' ? Colour::grey : Colour::rgb;
-    picture_.bits = maximum > 4095 ? 16 : maximum > 255 ? 12 : 8;
+    picture_.bits = std::has_single_bit(maximum_ + 1) ? std::countr_one(maximum_)
+                    : maximum > 4095                  ? 16
+                    : maximum > 255                   ? 12
+                                                      : 8;
     const std::optional<uint64_t> size = source_.size();
     const uint64_t needed = picture_.rowBytes() * static_cast<uint64_t>(height);
     if (size && *size - source_.position() < needed) return fail("the file ends before its last sample");
@@ -82,7 +85,7 @@ class PnmReader : public RowReader {
       const size_t samples = bytes / static_cast<size_t>(picture_.sampleBytes());
       if (picture_.bits > 8)
         rescale(reinterpret_cast<uint16_t*>(run), samples, bigEndian);
-      else if (maximum_ != 255)
+      else if (picture_.bits < 8 || maximum_ != 255)
         rescale(run, samples, [](uint8_t v) { return v; });
     }
     return {};
@@ -92,13 +95,13 @@ class PnmReader : public RowReader {
   template <class Sample, class F>
   void rescale(Sample* samples, size_t count, F fromFile) const {
     const unsigned full = static_cast<unsigned>(picture_.maxValue()), maximum = maximum_;
+    const auto limited = [=](Sample v) { return std::min(fromFile(v), static_cast<Sample>(maximum)); };
     if (maximum == full) {
-      std::transform(samples, samples + count, samples, fromFile);
+      std::transform(samples, samples + count, samples, limited);
       return;
     }
     for (size_t i = 0; i < count; ++i) {
-      const unsigned value = std::min<unsigned>(fromFile(samples[i]), maximum);
-      samples[i] = static_cast<Sample>((value * full + maximum / 2) / maximum);
+      samples[i] = static_cast<Sample>((limited(samples[i]) * full + maximum / 2) / maximum);
     }
   }
 
@@ -118,10 +121,10 @@ class PnmWriter : public RowWriter {
 
   Error write(const img::ConstRows& rows) override {
     const size_t rowBytes = picture_.rowBytes();
-    if (picture_.bits == 8 && rows.step == static_cast<ptrdiff_t>(rowBytes)) {
+    if (picture_.bits <= 8 && rows.step == static_cast<ptrdiff_t>(rowBytes)) {
       return sink_.write({rows.data, rowBytes * static_cast<size_t>(rows.count)});
     }
-    row_.resize(picture_.bits == 8 ? 0 : picture_.rowSamples());
+    row_.resize(picture_.bits <= 8 ? 0 : picture_.rowSamples());
     for (int y = 0; y < rows.count; ++y) {
       ByteSpan row(rows.row<uint8_t>(y), rowBytes);
       if (picture_.bits > 8) {
@@ -166,7 +169,7 @@ class Pnm : public Format {
     const bool grey = extension == ".pgm" || (extension != ".ppm" && picture.colour == Colour::grey);
     nearest.colour = grey ? Colour::grey : Colour::rgb;
     nearest.alpha = false;
-    nearest.bits = picture.bits <= 8 ? 8 : picture.bits <= 12 ? 12 : 16;
+    nearest.bits = std::min(picture.bits, 16);
     return nearest;
   }
 
