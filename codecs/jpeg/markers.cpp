@@ -55,9 +55,11 @@ Error MarkerReader::next(int& marker, uint64_t& skipped) {
 
 Error MarkerReader::segment(ByteSpan& body) {
   if (Error error = source_.fill(2)) return error;
-  const size_t length = source_.visible().size() < 2 ? 0 : static_cast<size_t>(wordAt(source_.visible(), 0));
+  const bool ended = source_.visible().size() < 2;
+  // Less than the two bytes of the length itself is an empty segment to other decoders.
+  const size_t length = ended ? 2 : static_cast<size_t>(std::max(wordAt(source_.visible(), 0), 2));
   if (Error error = source_.fill(length)) return error;
-  if (length < 2 || source_.visible().size() < length) return fail("a marker segment leads out of the file");
+  if (source_.visible().size() < length) return fail("a marker segment leads out of the file");
   body = source_.visible().subspan(2, length - 2);
   source_.skip(length);
   return {};

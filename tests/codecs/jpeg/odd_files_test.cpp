@@ -82,6 +82,8 @@ TEST(OddFile, ComponentsOfOneNameAreTakenInTheirOrder) {
   const Image good = decoded(file);
   const size_t frame = markerAt(file, 0xC0), scan = markerAt(file, 0xDA);
   for (size_t c = 0; c < 3; ++c) file[frame + 10 + 3 * c] = file[scan + 5 + 2 * c] = 7;
+  const Bytes noLength = {0xFF, 0xE5, 0, 1}; // a segment that others pass over
+  file.insert(file.begin() + 2, noLength.begin(), noLength.end());
   EXPECT_EQ(decoded(file).bytes, good.bytes);
 }
 
