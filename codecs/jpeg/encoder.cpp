@@ -561,11 +561,11 @@ class Writer : public img::RowWriter {
 
   int tableCount() const { return frame_.components.size() > 1 && frame_.components[1].quantTable ? 2 : 1; }
 
-  void beginFile(SegmentWriter& writer, int process) const {
+  void beginFile(SegmentWriter& writer, int process) {
     writer.marker(kSoi);
     writer.jfif(picture_.metadata.density);
     if (picture_.colour == img::Colour::cmyk) writer.adobe(options_.ycck ? 2 : 0);
-    writer.metadata(picture_.metadata);
+    remarks_ = writer.metadata(picture_.metadata);
     for (int i = 0; i < tableCount(); ++i) writer.quantTable(i, tables_.raw[i]);
     writer.frame(process, frame_);
   }

@@ -324,7 +324,7 @@ class Writer : public img::RowWriter {
     // A JFIF segment would make Y, Cb, Cr of three components.
     if (planes_ != 3 || ycc_) writer.jfif(picture_.metadata.density);
     if (planes_ > 1 && !ycc_) writer.adobe(0);
-    writer.metadata(picture_.metadata);
+    remarks_ = writer.metadata(picture_.metadata);
     writer.frame(kSof3, frame);
     for (size_t c = 0; c < planes_; ++c) {
       ZeliEncodeHuffmanSpec* spec = nullptr;

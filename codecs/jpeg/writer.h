@@ -27,16 +27,20 @@ class SegmentWriter {
     word(known ? static_cast<int>(density.y + 0.5) : 1);
     word(0); // no thumbnail
   }
-  // EXIF, if a segment can hold it, and the colour profile in as many as it needs.
-  void metadata(const img::Metadata& metadata) {
+  // EXIF and the colour profile, if the segments for them can hold them: one, and up to 255. Says what they cannot.
+  std::vector<std::string> metadata(const img::Metadata& metadata) {
     constexpr size_t kLargest = 65533;
-    if (!metadata.exif.empty() && metadata.exif.size() + 6 <= kLargest) {
+    std::vector<std::string> leftOut;
+    if (metadata.exif.size() + 6 > kLargest) {
+      leftOut.push_back("the EXIF is left out: it is too long for a JPEG file");
+    } else if (!metadata.exif.empty()) {
       segment(kApp1, static_cast<int>(metadata.exif.size()) + 6);
       for (const char letter : {'E', 'x', 'i', 'f', '\0', '\0'}) byte(letter);
       bytes(metadata.exif);
     }
     constexpr size_t kPart = kLargest - 14;
     const size_t parts = (metadata.icc.size() + kPart - 1) / kPart;
+    if (parts > 255) leftOut.push_back("the colour profile is left out: it is too long for a JPEG file");
     for (size_t i = 0; i < parts && parts < 256; ++i) {
       const ByteSpan part =
           ByteSpan(metadata.icc).subspan(i * kPart).first(std::min(kPart, metadata.icc.size() - i * kPart));
@@ -46,6 +50,7 @@ class SegmentWriter {
       byte(static_cast<int>(parts));
       bytes(part);
     }
+    return leftOut;
   }
   // Tells what the components are: 0, as they are, R, G, B or C, M, Y, K; 2, Y, Cb, Cr, K of inks. Inks are inverted.
   void adobe(int transform) {

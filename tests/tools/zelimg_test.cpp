@@ -160,8 +160,11 @@ TEST_F(Zelimg, RecodesAndReadsTheFirstScans) {
   ASSERT_EQ(zelimg("p.jpg coarse.ppm --scans-read 1"), 0);
   EXPECT_NE(folder_.read("coarse.ppm"), folder_.read("a.ppm"));
   std::string said;
-  EXPECT_EQ(zelimg("recode in.ppm b.jpg", &said), 1);
+  EXPECT_EQ(zelimg("recode in.ppm b.ppm", &said), 1);
   EXPECT_NE(said.find("cannot be recoded"), std::string::npos);
+  EXPECT_EQ(zelimg("recode a.jpg b.jpg --orient --sampling 422", &said), 0);
+  EXPECT_NE(said.find("--orient has no effect"), std::string::npos);
+  EXPECT_NE(said.find("--sampling has no effect"), std::string::npos);
 }
 
 TEST_F(Zelimg, MetadataGoAlongUnlessStripped) {
@@ -194,6 +197,17 @@ TEST_F(Zelimg, MetadataGoAlongUnlessStripped) {
   ASSERT_EQ(zelimg("b.png d.jpg --strip"), 0);
   back = folder_.read("d.jpg");
   EXPECT_EQ(std::search(back.begin(), back.end(), exif.begin(), exif.end()), back.end());
+
+  image.metadata.exif.resize(70000);
+  image.metadata.icc = {1, 2, 3, 4};
+  folder_.writeImage("long.png", image);
+  folder_.write("a.jpg", encoded(image, {}));
+  std::string said;
+  ASSERT_EQ(zelimg("long.png e.jpg", &said), 0);
+  EXPECT_NE(said.find("e.jpg: the EXIF is left out"), std::string::npos) << said;
+  ASSERT_EQ(zelimg("a.jpg grey.jpg --grayscale", &said), 0);
+  EXPECT_NE(said.find("a.jpg: the colour profile is left out"), std::string::npos) << said;
+  EXPECT_LT(folder_.read("grey.jpg").size(), 4000u);
 }
 
 TEST_F(Zelimg, TurnsPicturesOnRequest) {
@@ -296,6 +310,10 @@ TEST_F(Zelimg, FailsWithAMessageAndLeavesNothing) {
       {"good.png out.ppm --max-pixels 2639", 1, "more than the limit"},
       {"empty.png out.ppm", 1, "empty.png:"},
       {"info in.gif", 1, "No such file"},
+      {"compare in.ppm missing.ppm", 1, "zelimg: missing.ppm: No such file"},
+      {"recode good.jpg out.png", 2, "good.jpg is a JPEG file, out.png is not"},
+      {"in.ppm out.jpg --scans missing", 1, "zelimg: missing: a script of scans cannot be read"},
+      {"in.ppm out.jpg --scans in.ppm", 1, "in.ppm: scan 1: components are numbers"},
   };
   for (const auto& c : cases) {
     std::string said;
@@ -324,7 +342,7 @@ TEST_F(Zelimg, SizesThatOverflowAreRefused) {
 }
 
 TEST_F(Zelimg, HelpFitsOneScreen) {
-  ASSERT_EQ(zelimg("--help"), 0);
+  ASSERT_EQ(zelimg("a.png b.jpg --help"), 0);
   const std::string help = folder_.text("printed");
   EXPECT_LE(std::count(help.begin(), help.end(), '\n'), 24);
   size_t begin = 0;

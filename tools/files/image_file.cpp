@@ -21,14 +21,14 @@ img::Error readImage(const std::string& path, img::Image& image, const formats::
       error = readAll(*converted(std::move(reader), wanted), image);
     }
   }
-  return error ? fail("%s: %s", path.c_str(), error.message.c_str()) : error;
+  return error ? Error{path + ": " + error.message, true} : error;
 }
 
 img::Error writeImage(const std::string& path, const img::Image& image) {
   const formats::Formats formats = formats::allFormats();
   const std::string extension = formats::extensionOf(path);
   formats::Format* format = formatOfExtension(formats, extension);
-  if (!format) return fail("%s: no format has this extension", path.c_str());
+  if (!format) return {path + ": no format has this extension", true};
   const img::Picture wanted = format->nearest(image, extension);
   std::unique_ptr<img::RowReader> rows = converted(std::make_unique<img::ImageReader>(image), wanted);
   img::Image changed;
@@ -39,7 +39,7 @@ img::Error writeImage(const std::string& path, const img::Image& image) {
   if (!error) error = readAll(*rows, changed);
   if (!error) error = writeAll(changed, *writer);
   if (!error) error = output.commit();
-  return error ? fail("%s: %s", path.c_str(), error.message.c_str()) : error;
+  return error ? Error{path + ": " + error.message, true} : error;
 }
 
 } // namespace files

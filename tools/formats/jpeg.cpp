@@ -10,11 +10,13 @@
 namespace formats {
 namespace {
 
-bool takeScript(const std::string& name, std::vector<jpeg::ScanSpec>& script) {
+Error readScript(const std::string& name, std::vector<jpeg::ScanSpec>& script) {
+  if (name.empty()) return {};
   std::ifstream file(name);
   std::stringstream text;
   text << file.rdbuf();
-  return file.good() && !jpeg::parseScript(text.str(), script);
+  const Error error = file.good() ? jpeg::parseScript(text.str(), script) : fail("a script of scans cannot be read");
+  return error ? Error{name + ": " + error.message, true} : error;
 }
 
 template <class Options>
@@ -60,8 +62,8 @@ class Jpeg : public Format {
          [this](const std::string&) { return encode_.optimize = true; }},
         {Use::writing, "--progressive", nullptr, "", "several scans, from coarse to fine",
          [this](const std::string&) { return encode_.progressive = true; }},
-        {Use::writing, "--scans", "FILE", "a file of scans such as \"0,1,2: 0-0, 0, 1;\"",
-         "scans by a script in a file", [this](const std::string& v) { return takeScript(v, encode_.script); }},
+        {Use::writing, "--scans", "FILE", "the name of a file", "scans by a script in a file",
+         [this](const std::string& v) { return !(scans_ = v).empty(); }},
         {Use::writing, "--lossless", nullptr, "", "keeps every sample, of up to 16 bits",
          [this](const std::string&) { return encode_.lossless = true; }},
         {Use::writing, "--predictor", "N", "1 to 7", "of a lossless file, 1 to 7; 1",
@@ -71,7 +73,8 @@ class Jpeg : public Format {
         {Use::writing, "--restart", "N", "1 to 65535, or 1r and more for rows of MCUs",
          "a restart marker every N MCUs, or rows of MCUs (2r)",
          [this](const std::string& v) { return takeRestart(v, encode_); }},
-        {Use::writing, "--bits", "N", "8, 12 or, lossless, 2 to 16", "of a sample; 12 for pictures of 9 to 12 bits, else 8",
+        {Use::writing, "--bits", "N", "8, 12 or, lossless, 2 to 16",
+         "of a sample; 12 for pictures of 9 to 12 bits, else 8",
          [this](const std::string& v) { return takeNumber(v, 2, 16, bits_); }},
         {Use::recoding, "--progressive", nullptr, "", "makes a progressive file",
          [this](const std::string&) {
@@ -88,8 +91,8 @@ class Jpeg : public Format {
         {Use::recoding, "--quality", "Q", "1 to 100",
          "makes steps as coarse as those of a quality: not the same pixels",
          [this](const std::string& v) { return takeNumber(v, 1, 100, recode_.quality); }},
-        {Use::recoding, "--scans", "FILE", "a file of scans such as \"0,1,2: 0-0, 0, 1;\"",
-         "scans by a script in a file", [this](const std::string& v) { return takeScript(v, recode_.script); }},
+        {Use::recoding, "--scans", "FILE", "the name of a file", "scans by a script in a file",
+         [this](const std::string& v) { return !(scans_ = v).empty(); }},
         {Use::recoding, "--restart", "N", "1 to 65535, or 1r and more for rows of MCUs",
          "a restart marker every N MCUs, or rows of MCUs (2r)",
          [this](const std::string& v) { return takeRestart(v, recode_); }},
@@ -151,6 +154,7 @@ class Jpeg : public Format {
   Error create(img::ByteSink& sink, const Picture& picture, const Settings& settings,
                std::unique_ptr<RowWriter>& writer) override {
     encode_.threads = settings.threads;
+    if (Error error = readScript(scans_, encode_.script)) return error;
     return jpeg::openWriter(sink, picture, encode_, writer);
   }
 
@@ -158,6 +162,7 @@ class Jpeg : public Format {
     recode_.maxPixels = settings.maxPixels;
     recode_.keepGoing = settings.keepGoing;
     recode_.threads = settings.threads;
+    if (Error error = readScript(scans_, recode_.script)) return error;
     return jpeg::recode(source, sink, recode_, damage);
   }
 
@@ -165,7 +170,8 @@ class Jpeg : public Format {
   jpeg::RecodeOptions recode_;
   jpeg::EncodeOptions encode_;
   jpeg::DecodeOptions decode_;
-  int bits_ = 0; // 0: as the picture's
+  std::string scans_; // the name of their script
+  int bits_ = 0;      // 0: as the picture's
   bool grey_ = false, inksAsRgb_ = false;
 };
 

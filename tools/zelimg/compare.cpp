@@ -12,11 +12,6 @@ namespace {
 
 using img::Image;
 
-Error read(const std::string& name, const Arguments& arguments, Image& image) {
-  const Error error = files::readImage(name, image, arguments.settings);
-  return error ? fail("%s: %s", name.c_str(), error.message.c_str()) : Error{};
-}
-
 int sampleAt(const Image& image, int y, size_t i) {
   return image.sampleBytes() == 1 ? image.row<uint8_t>(y)[i] : image.row<uint16_t>(y)[i];
 }
@@ -54,13 +49,22 @@ Error makeAlike(Image& a, Image& b) {
 } // namespace
 
 int compare(const std::string& first, const std::string& second, const Arguments& arguments) {
-  Image a, b;
-  if (Error error = read(first, arguments, a)) return report(kFileFailed, error);
-  if (Error error = read(second, arguments, b)) return report(kFileFailed, error);
-  if (Error error = makeAlike(a, b)) return report(kFileFailed, error);
+  warnOfUnused(arguments, {"--format", "--background", "--orient", "--strip"});
+  Image a, b, difference;
+  const auto read = [&](const std::string& name, Image& image) {
+    return naming(name, [&] { return files::readImage(name, image, arguments.settings); });
+  };
+  if (Error error = read(first, a)) return report(kFileFailed, error);
+  if (Error error = read(second, b)) return report(kFileFailed, error);
+  const auto prepare = [&] {
+    Error error = makeAlike(a, b);
+    error.named = true; // it is of both
+    difference = a;
+    difference.metadata = {};
+    return error;
+  };
+  if (Error error = naming(first, prepare)) return report(kFileFailed, error);
 
-  Image difference = a;
-  difference.metadata = {};
   std::string text;
   const int channels = a.channels();
   for (int c = 0; c < channels; ++c) {
@@ -91,10 +95,8 @@ int compare(const std::string& first, const std::string& second, const Arguments
   }
   if (Error error = print(text)) return report(kFileFailed, error);
   if (arguments.diff.empty()) return kGood;
-  if (Error error = files::writeImage(arguments.diff, difference)) {
-    return report(kFileFailed, fail("%s: %s", arguments.diff.c_str(), error.message.c_str()));
-  }
-  return kGood;
+  const Error error = naming(arguments.diff, [&] { return files::writeImage(arguments.diff, difference); });
+  return error ? report(kFileFailed, error) : kGood;
 }
 
 } // namespace zelimg

@@ -2,6 +2,7 @@
 
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <map>
@@ -20,21 +21,6 @@ using formats::Use;
 
 std::string shown(const std::string& name, const char* standard) {
   return name == "-" ? standard : name;
-}
-
-// Runs `f`; its failures, memory that runs out among them, name the file.
-template <class F>
-Error naming(const std::string& name, F f) {
-  Error error;
-  try {
-    error = f();
-  } catch (const std::bad_alloc&) {
-    error = fail("out of memory");
-  } catch (const std::exception& exception) {
-    error = {exception.what()};
-  }
-  if (error && !error.named) error = {name + ": " + error.message, true};
-  return error;
 }
 
 class NamedReader : public img::RowReader {
@@ -136,13 +122,27 @@ void remark(const std::string& name, const std::string& text) {
   std::fprintf(stderr, "zelimg: %s: %s\n", name.c_str(), text.c_str());
 }
 
-void warnOfUnused(const Arguments& arguments) {
-  for (const Given& given : arguments.options) {
-    if (!given.used) std::fprintf(stderr, "zelimg: warning: %s has no effect here\n", given.name.c_str());
+} // namespace
+
+Error naming(const std::string& name, const std::function<Error()>& work) {
+  Error error;
+  try {
+    error = work();
+  } catch (const std::bad_alloc&) {
+    error = fail("out of memory");
+  } catch (const std::exception& exception) {
+    error = {exception.what()};
   }
+  if (error && !error.named) error = {name + ": " + error.message, true};
+  return error;
 }
 
-} // namespace
+void warnOfUnused(const Arguments& arguments, std::initializer_list<std::string_view> useless) {
+  for (const Given& given : arguments.options) {
+    if (given.used && std::find(useless.begin(), useless.end(), given.name) == useless.end()) continue;
+    std::fprintf(stderr, "zelimg: warning: %s has no effect here\n", given.name.c_str());
+  }
+}
 
 int report(int code, const Error& error) {
   std::fprintf(stderr, "zelimg: %s%s\n", error.message.c_str(), code == kBadCommand ? " (see zelimg --help)" : "");
@@ -158,7 +158,7 @@ int convert(const std::string& from, const std::string& to, Arguments& arguments
   Opened opened;
   if (Error error = naming(fromName, [&] { return open(from, formats, opened); })) return report(kFileFailed, error);
   if (Error error = giveOptions(arguments, *opened.format, Use::reading)) return report(kBadCommand, error);
-  warnOfUnused(arguments);
+  warnOfUnused(arguments, {"--diff"});
 
   std::unique_ptr<RowReader> reader;
   const auto openReader = [&] { return opened.format->open(opened.source, arguments.settings, reader); };
@@ -167,6 +167,10 @@ int convert(const std::string& from, const std::string& to, Arguments& arguments
   img::Picture wanted = target->nearest(reader->picture(), extensionFor(to, arguments));
   if (!target->takesLayouts()) wanted.layout = img::Layout::usual;
   if (arguments.strip) wanted.metadata = {};
+  if (wanted.colour != reader->picture().colour && !wanted.metadata.icc.empty()) {
+    wanted.metadata.icc.clear();
+    remark(fromName, "the colour profile is left out: it is not for the colours of the output");
+  }
   if (reader->picture().alpha && !wanted.alpha && !arguments.backgroundGiven) {
     remark(fromName, "the alpha channel is dropped, and what is transparent laid on white (see --background)");
   }
@@ -211,6 +215,7 @@ int convertToFolder(const std::vector<std::string>& from, const std::string& fol
                            : report(kFileFailed, fail("%s: %s was made of %s already", name.c_str(), to.c_str(),
                                                       origin->second.c_str()));
     if (code == kBadCommand) return code;
+    if (first && code == kFileFailed) origins.erase(origin);
     worst = worst == kFileFailed ? worst : code == kGood ? worst : code;
   }
   return worst;
@@ -221,7 +226,12 @@ int recode(const std::string& from, const std::string& to, Arguments& arguments,
   Opened opened;
   if (Error error = naming(fromName, [&] { return open(from, formats, opened); })) return report(kFileFailed, error);
   if (Error error = giveOptions(arguments, *opened.format, Use::recoding)) return report(kBadCommand, error);
-  warnOfUnused(arguments);
+  const Format* named = formatOfExtension(formats, formats::extensionOf(to));
+  if (named && named != opened.format) {
+    return report(kBadCommand, fail("recode keeps the format: %s is a %s file, %s is not", fromName.c_str(),
+                                    opened.format->title(), to.c_str()));
+  }
+  warnOfUnused(arguments, {"--format", "--background", "--orient", "--diff"});
   files::FileOutput output;
   if (Error error = naming(toName, [&] { return output.open(to); })) return report(kFileFailed, error);
   std::string damage;
@@ -240,6 +250,7 @@ Error print(const std::string& text) {
 
 int info(const std::string& name, bool named, Arguments& arguments, const Formats& formats) {
   Opened opened;
+  warnOfUnused(arguments, {"--format", "--threads", "--background", "--orient", "--strip", "--diff"});
   std::string text;
   const Error error = naming(shown(name, "standard input"), [&] {
     Error bad = open(name, formats, opened);

@@ -1,6 +1,10 @@
 // One file to another.
 #pragma once
 
+#include <functional>
+#include <initializer_list>
+#include <string_view>
+
 #include "zelimg/arguments.h"
 
 namespace zelimg {
@@ -20,6 +24,12 @@ int recode(const std::string& from, const std::string& to, Arguments& arguments,
 
 // Tells on standard output what a file holds, `named` under its name.
 int info(const std::string& name, bool named, Arguments& arguments, const Formats& formats);
+
+// Runs `work`; its failures, memory that runs out among them, name the file.
+Error naming(const std::string& name, const std::function<Error()>& work);
+
+// Warns of the options that no format has taken, and of those of the program that mean nothing for what it does.
+void warnOfUnused(const Arguments& arguments, std::initializer_list<std::string_view> useless);
 
 // Reports an error and returns the code.
 int report(int code, const Error& error);

@@ -1,7 +1,9 @@
 // zelimg: converts images, and tells what a file holds.
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <exception>
+#include <span>
 
 #include "files/output.h"
 #include "zelimg/arguments.h"
@@ -74,10 +76,13 @@ int say(const std::string& text) {
 
 int run(const std::vector<std::string>& words) {
   const Formats formats = formats::allFormats();
-  if (words.size() == 1 && (words[0] == "--help" || words[0] == "-h")) return say(help(formats));
-  if (words.size() == 1 && words[0] == "--version") {
-    return say(std::string("zelimg ") + zeljGetLibVersion()->versionText + "\n");
-  }
+  const auto options =
+      std::span(words).first(static_cast<size_t>(std::find(words.begin(), words.end(), "--") - words.begin()));
+  const auto asksFor = [=](const char* word) {
+    return std::find(options.begin(), options.end(), word) != options.end();
+  };
+  if (asksFor("--help") || asksFor("-h")) return say(help(formats));
+  if (asksFor("--version")) return say(std::string("zelimg ") + zeljGetLibVersion()->versionText + "\n");
   Arguments arguments;
   if (Error error = parse(words, formats, arguments)) return report(kBadCommand, error);
   const std::vector<std::string>& names = arguments.names;
