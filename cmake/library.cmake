@@ -55,6 +55,9 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL GNU)
                PROPERTY COMPILE_OPTIONS -fschedule-insns -fsched-pressure -fira-region=one
                         # "rep bsf", which newer processors take for a fast count, not "bsf"
                         $<$<STREQUAL:$<TARGET_PROPERTY:ZELJ_LEVEL>,avx>:-mtune=generic>)
+  # Unrolled loops hand vectors on without copies.
+  set_property(SOURCE ${PROJECT_SOURCE_DIR}/src/jpeg/huffman/predictors.cpp APPEND
+               PROPERTY COMPILE_OPTIONS -frename-registers)
   # And here values that a loop could hold in registers are cheaper to make anew than to keep in memory.
   set_property(SOURCE ${PROJECT_SOURCE_DIR}/src/jpeg/huffman/block_decoder.cpp
                       ${PROJECT_SOURCE_DIR}/src/jpeg/huffman/direct_decoder.cpp

@@ -11,36 +11,93 @@ namespace zelj {
 namespace {
 
 constexpr int kPredictors = 7;
+constexpr size_t kVectorLanes = HWY_MIN(16, HWY_LANES(Zel16s));
 
-// Halves of a sum or a difference of signed samples, rounded down; these have 17 bits.
+// Signed samples as unsigned ones, in order: x + 32768. And in reverse order: 32767 - x.
 template <class V>
-HWY_INLINE V halfSum(V a, V b) {
-  return hn::Add(hn::And(a, b), hn::ShiftRight<1>(hn::Xor(a, b)));
+HWY_INLINE V raised(V x) {
+  return hn::Xor(x, hn::Set(hn::DFromV<V>(), -32768));
 }
 template <class V>
-HWY_INLINE V halfDifference(V a, V b) { // half of a + ~b + 1, in unsigned numbers
+HWY_INLINE V flipped(V x) {
+  return hn::Xor(x, hn::Set(hn::DFromV<V>(), 32767));
+}
+
+// Half of a sum of unsigned numbers, rounded up. All halves that predictors round down come from it, modulo 65536: sums
+// and differences of signed samples have 17 bits.
+//   floor((a + b) / 2) = 32767 - half(flipped a, flipped b)
+//   floor((a - b) / 2) = half(raised a, flipped b) - 32768
+//                      = raised a - half(raised a, raised b), as a - b = 2a - (a + b)
+template <class V>
+HWY_INLINE V roundedHalf(V a, V b) {
   const hn::DFromV<V> d;
   const hn::RebindToUnsigned<decltype(d)> unsignedTag;
-  const auto sign = hn::Set(d, -32768);
-  const V first = hn::Xor(a, sign), second = hn::Xor(b, hn::Set(d, 32767));
-  const auto half = hn::AverageRound(hn::BitCast(unsignedTag, first), hn::BitCast(unsignedTag, second));
-  return hn::Xor(hn::BitCast(d, half), sign);
+  return hn::BitCast(d, hn::AverageRound(hn::BitCast(unsignedTag, a), hn::BitCast(unsignedTag, b)));
 }
 
-// What the samples to the left, above, and above to the left foretell.
+// What differences need of the samples to the left and of those above them, in as few terms as there can be: made of a
+// vector of samples and of the samples above, and moved by a lane to those whose neighbours they are.
+template <class V>
+struct Terms {
+  V first, second;
+};
 template <int kPredictor, class V>
-HWY_INLINE V predict(V left, V above, V corner) {
-  if constexpr (kPredictor == 1) return left;
-  if constexpr (kPredictor == 2) return above;
-  if constexpr (kPredictor == 3) return corner;
-  if constexpr (kPredictor == 4) return hn::Sub(hn::Add(left, above), corner);
-  if constexpr (kPredictor == 5) return hn::Add(left, halfDifference(above, corner));
-  if constexpr (kPredictor == 6) return hn::Add(above, halfDifference(left, corner));
-  if constexpr (kPredictor == 7) return halfSum(left, above);
+HWY_INLINE Terms<V> termsOf(V own, V above) {
+  if constexpr (kPredictor == 3) return {above, above};
+  if constexpr (kPredictor == 4) return {hn::Sub(own, above), above};
+  if constexpr (kPredictor == 5) return {own, raised(above)};
+  if constexpr (kPredictor == 6) return {roundedHalf(raised(own), flipped(above)), above};
+  if constexpr (kPredictor == 7) return {flipped(own), above};
+  return {own, above};
+}
+
+// The differences of samples with the terms `here`, whose neighbours to the left have the terms `left`.
+template <int kPredictor, class V>
+HWY_INLINE V difference(V own, V above, Terms<V> here, Terms<V> left) {
+  if constexpr (kPredictor == 1 || kPredictor == 3) return hn::Sub(own, left.first);
+  if constexpr (kPredictor == 2) return hn::Sub(own, above);
+  if constexpr (kPredictor == 4) return hn::Sub(here.first, left.first);
+  if constexpr (kPredictor == 5) {
+    return hn::Add(hn::Sub(hn::Sub(own, here.second), left.first), roundedHalf(here.second, left.second));
+  }
+  if constexpr (kPredictor == 6) return hn::Sub(hn::Sub(raised(own), above), left.first);
+  if constexpr (kPredictor == 7) return hn::Sub(roundedHalf(flipped(above), left.first), here.first);
+}
+
+// The lanes in front of those of a vector: the last one of the vector before it, and all of its own but the last.
+template <class D, class V>
+HWY_INLINE V movedBehind(D d, V before, V v) {
+  constexpr size_t n = hn::MaxLanes(d);
+  if constexpr (n == 1) {
+    return before;
+  } else {
+    if constexpr (n > 8) before = hn::ConcatLowerUpper(d, v, before);
+    return hn::CombineShiftRightBytes<2 * HWY_MIN(n, 8) - 2>(d, v, before);
+  }
+}
+
+// The samples from x on. `before` is what stands to the left of a row's first sample, and to the left above it.
+// Neighbours come from registers: loads beside the others would cross lines of the cache, and take twice the time.
+template <int kPredictor, size_t kLanes = kVectorLanes>
+HWY_INLINE void subtractPrediction(const Zel16s* src, const Zel16s* above, Zel16s* dst, int width, Zel16s before,
+                                   int x = 0) {
+  constexpr hn::CappedTag<Zel16s, kLanes> d;
+  constexpr int n = static_cast<int>(kLanes);
+  auto last =
+      termsOf<kPredictor>(hn::Set(d, x ? load16(src + x - 1) : before), hn::Set(d, x ? load16(above + x - 1) : before));
+  HWY_UNROLL(4)
+  for (; x + n <= width; x += n) {
+    const auto own = hn::LoadU(d, src + x), up = hn::LoadU(d, above + x);
+    const auto here = termsOf<kPredictor>(own, up);
+    const decltype(last) left = {movedBehind(d, last.first, here.first), movedBehind(d, last.second, here.second)};
+    hn::StoreU(difference<kPredictor>(own, up, here, left), d, dst + x);
+    last = here;
+  }
+  if constexpr (kLanes > 1) subtractPrediction<kPredictor, kLanes / 2>(src, above, dst, width, before, x);
 }
 
 // As forVectors, from x on, but with every element computed once: for rows that are replaced.
-template <size_t kLanes = HWY_LANES(Zel16s), class Body>
+template <size_t kLanes = kVectorLanes, class Body>
 HWY_INLINE void forVectorsOnce(int x, int width, Body body) {
   constexpr hn::CappedTag<Zel16s, kLanes> d;
   constexpr int n = static_cast<int>(kLanes);
@@ -48,88 +105,85 @@ HWY_INLINE void forVectorsOnce(int x, int width, Body body) {
   if constexpr (kLanes > 1) forVectorsOnce<kLanes / 2>(x, width, body);
 }
 
-// The lanes in front of those of a vector: the last one of the vector before it, and all of its own but the last.
-template <class D, class V>
-HWY_INLINE V shiftedIn(D d, V v, V before) {
-  if constexpr (hn::MaxLanes(d) > 8) before = hn::ConcatLowerUpper(d, v, before);
-  return hn::CombineShiftRightBytes<14>(d, v, before);
-}
-
-// The samples behind the first. Neighbours to the left come from registers: loads beside the aligned ones would cross
-// lines of the cache, and take twice the time.
-template <int kPredictor>
-void subtractPrediction(const Zel16s* src, const Zel16s* above, Zel16s* dst, int width) {
-  constexpr hn::CappedTag<Zel16s, 16> d;
-  constexpr int n = static_cast<int>(hn::MaxLanes(d));
-  const auto row = [=](auto tag, int x) { return hn::LoadU(tag, (kPredictor == 1 ? src : above) + x); };
-  auto lastOwn = hn::Set(d, load16(src)), lastUp = hn::Set(d, load16(kPredictor == 1 ? src : above));
+// dst[x] = dst[x - 1] + summands(d, x). Sums of a vector do not wait for those in front of it: what hangs together from
+// vector to vector is one addition.
+template <class Summands>
+HWY_INLINE void addUp(Zel16s* dst, int width, Summands summands) {
+  constexpr hn::CappedTag<Zel16s, kVectorLanes> d;
+  constexpr int n = static_cast<int>(kVectorLanes);
+  const hn::Repartition<Zel8u, decltype(d)> bytes;
+  const auto lastOfBlock = hn::BitCast(bytes, hn::Set(d, 0x0F0E));
   int x = 1;
-  HWY_UNROLL(4)
+  auto sumBefore = hn::Set(d, load16(dst));
   for (; x + n <= width; x += n) {
-    const auto own = hn::LoadU(d, src + x), up = row(d, x);
-    const auto left = shiftedIn(d, own, lastOwn), corner = shiftedIn(d, up, lastUp);
-    hn::StoreU(hn::Sub(own, predict<kPredictor>(left, up, corner)), d, dst + x);
-    lastOwn = own;
-    lastUp = up;
-  }
-  forVectorsOnce<n / 2>(x, width, [=](auto tag, int i) {
-    const auto predicted = predict<kPredictor>(hn::LoadU(tag, src + i - 1), row(tag, i), row(tag, i - 1));
-    hn::StoreU(hn::Sub(hn::LoadU(tag, src + i), predicted), tag, dst + i);
-  });
-}
-
-// dst[x] = dst[x - 1] + terms(d, x)
-template <class Terms>
-HWY_INLINE void addUp(Zel16s* dst, int width, Terms terms) {
-  const auto run = [=](auto d, int x) __attribute__((always_inline)) {
-    constexpr size_t kLanes = hn::MaxLanes(d);
-    auto last = hn::Set(d, load16(dst + x - 1));
-    for (; x + static_cast<int>(kLanes) <= width; x += static_cast<int>(kLanes)) {
-      auto sum = terms(d, x);
-      if constexpr (kLanes == 8) {
-        sum = hn::Add(sum, hn::ShiftLeftLanes<1>(d, sum));
-        sum = hn::Add(sum, hn::ShiftLeftLanes<2>(d, sum));
-        sum = hn::Add(sum, hn::ShiftLeftLanes<4>(d, sum));
-      }
-      sum = hn::Add(sum, last);
-      hn::StoreU(sum, d, dst + x);
-      last = hn::Broadcast<kLanes - 1>(sum);
+    auto sums = summands(d, x);
+    sums = hn::Add(sums, hn::ShiftLeftLanes<1>(d, sums));
+    sums = hn::Add(sums, hn::ShiftLeftLanes<2>(d, sums));
+    sums = hn::Add(sums, hn::ShiftLeftLanes<4>(d, sums));
+    auto whole = hn::BitCast(d, hn::TableLookupBytes(hn::BitCast(bytes, sums), lastOfBlock));
+    if constexpr (n == 16) {
+      sums = hn::Add(sums, hn::ConcatLowerLower(d, whole, hn::Zero(d)));
+      whole = hn::Add(whole, hn::ConcatLowerUpper(d, whole, whole));
     }
-    return x;
-  };
-  run(hn::FixedTag<Zel16s, 1>(), run(hn::FixedTag<Zel16s, 8>(), 1));
+    hn::StoreU(hn::Add(sums, sumBefore), d, dst + x);
+    sumBefore = hn::Add(sumBefore, whole);
+  }
+  for (; x < width; ++x) store16(load16(dst + x - 1) + hn::GetLane(summands(hn::FixedTag<Zel16s, 1>(), x)), dst + x);
 }
 
-// dst[x] = half of dst[x - 1] + twice(x), rounded down
+// dst[x] = half of dst[x - 1] + twice(x), rounded down and cut to 16 bits. The sample is the upper half of a word, and
+// what rounding drops stays in the lower half: it never makes up a whole one, as floor((floor(v) + k) / 2) =
+// floor((v + k) / 2) for whole k. So a sample costs the chain a shift and an addition.
 template <class Twice>
 HWY_INLINE void halveUp(Zel16s* dst, int width, Twice twice) {
-  int left = load16(dst);
+  Zel32u left = static_cast<Zel32u>(load16(dst)) << 16;
+  HWY_UNROLL(4)
   for (int x = 1; x < width; ++x) {
-    left = static_cast<Zel16s>((left + twice(x)) >> 1);
-    store16(left, dst + x);
+    left = static_cast<Zel32u>(static_cast<Zel32s>(left) >> 1) + (static_cast<Zel32u>(twice(x)) << 15);
+    store16(static_cast<int>(left >> 16), dst + x);
   }
 }
 
+// The samples behind the first.
 template <int kPredictor>
 void addPrediction(const Zel16s* src, const Zel16s* above, Zel16s* dst, int width) {
   if constexpr (kPredictor == 6) {
-    halveUp(dst, width, [=](int x) { return 2 * (load16(src + x) + load16(above + x)) - load16(above + x - 1); });
+    halveUp(dst, width, [=, corner = load16(above)](int x) mutable {
+      const Zel16s up = load16(above + x);
+      return 2 * (load16(src + x) + up) - std::exchange(corner, up);
+    });
   } else if constexpr (kPredictor == 7) {
     halveUp(dst, width, [=](int x) { return 2 * load16(src + x) + load16(above + x); });
   } else {
-    // The prediction is a sum of which the left sample is one term, or none.
-    const auto terms = [=](auto d, int x) __attribute__((always_inline)) {
-      const auto none = hn::Zero(d);
-      const auto up = kPredictor == 1 ? none : hn::LoadU(d, above + x);
-      const auto corner = kPredictor == 1 ? none : hn::LoadU(d, above + x - 1);
-      return hn::Add(hn::LoadU(d, src + x), predict<kPredictor>(none, up, corner));
+    // All but the left sample, which the prediction adds, or has no part of.
+    const auto summands = [=](auto d, int x) __attribute__((always_inline)) {
+      const auto own = hn::LoadU(d, src + x);
+      if constexpr (kPredictor == 1) return own;
+      if constexpr (kPredictor == 2) return hn::Add(own, hn::LoadU(d, above + x));
+      const auto corner = hn::LoadU(d, above + x - 1);
+      if constexpr (kPredictor == 3) return hn::Add(own, corner);
+      const auto up = hn::LoadU(d, above + x);
+      if constexpr (kPredictor == 4) return hn::Sub(hn::Add(own, up), corner);
+      return hn::Sub(hn::Add(own, raised(up)), roundedHalf(raised(up), raised(corner)));
     };
     if constexpr (kPredictor == 2 || kPredictor == 3) {
-      forVectorsOnce(1, width, [=](auto d, int x) { hn::StoreU(terms(d, x), d, dst + x); });
+      forVectorsOnce(1, width, [=](auto d, int x) { hn::StoreU(summands(d, x), d, dst + x); });
     } else {
-      addUp(dst, width, terms);
+      addUp(dst, width, summands);
     }
   }
+}
+
+// Rows behind the first. The sample above their first one stands in for all its neighbours: every predictor foretells
+// it.
+template <int kPredictor>
+void subtractRow(const Zel16s* src, const Zel16s* above, Zel16s* dst, int width) {
+  subtractPrediction<kPredictor>(src, above, dst, width, load16(above));
+}
+template <int kPredictor>
+void addRow(const Zel16s* src, const Zel16s* above, Zel16s* dst, int width) {
+  store16(load16(src) + load16(above), dst);
+  addPrediction<kPredictor>(src, above, dst, width);
 }
 
 using RowFunction = void(const Zel16s* src, const Zel16s* above, Zel16s* dst, int width);
@@ -137,7 +191,7 @@ struct RowFunctions {
   RowFunction *subtract[kPredictors], *add[kPredictors];
 };
 constexpr RowFunctions kRowFunctions = []<int... i>(std::integer_sequence<int, i...>) {
-  return RowFunctions{{subtractPrediction<i + 1>...}, {addPrediction<i + 1>...}};
+  return RowFunctions{{subtractRow<i + 1>...}, {addRow<i + 1>...}};
 }
 (std::make_integer_sequence<int, kPredictors>());
 
@@ -151,7 +205,7 @@ ZelStatus checkFirstRow(const Zel16s* pSrc, const Zel16s* pDst, Zel32s width, Ze
 }
 
 // The middle of the range of samples; a point transform beyond the precision counts modulo 32.
-int middle(Zel32s P, Zel32s Pt) {
+Zel16s middle(Zel32s P, Zel32s Pt) {
   const Zel32u shift = static_cast<Zel32u>(P) - static_cast<Zel32u>(Pt) - 1;
   return static_cast<Zel16s>(1u << (shift & 31));
 }
@@ -163,15 +217,14 @@ using namespace zelj;
 
 ZelStatus ownDiffPredFirstRow_JPEG_16s_C1(const Zel16s* pSrc, Zel16s* pDst, Zel32s width, Zel32s P, Zel32s Pt) {
   if (ZelStatus bad = checkFirstRow(pSrc, pDst, width, P, Pt)) return bad;
-  store16(load16(pSrc) - middle(P, Pt), pDst);
-  subtractPrediction<1>(pSrc, nullptr, pDst, width);
+  subtractPrediction<1>(pSrc, pSrc, pDst, width, middle(P, Pt)); // nothing above, which it does not look at
   return zelStatusOk;
 }
 
 ZelStatus ownReconstructPredFirstRow_JPEG_16s_C1(const Zel16s* pSrc, Zel16s* pDst, Zel32s width, Zel32s P, Zel32s Pt) {
   if (ZelStatus bad = checkFirstRow(pSrc, pDst, width, P, Pt)) return bad;
   store16(load16(pSrc) + middle(P, Pt), pDst);
-  addPrediction<1>(pSrc, nullptr, pDst, width);
+  addPrediction<1>(pSrc, pSrc, pDst, width);
   return zelStatusOk;
 }
 
@@ -180,7 +233,6 @@ ZelStatus ownDiffPredRow_JPEG_16s_C1(const Zel16s* pSrc, const Zel16s* pPrevRow,
   if (ZelStatus bad = checkRow(present(pSrc, pPrevRow, pDst), width, predictor >= 1 && predictor <= kPredictors)) {
     return bad;
   }
-  store16(load16(pSrc) - load16(pPrevRow), pDst);
   kRowFunctions.subtract[predictor - 1](pSrc, pPrevRow, pDst, width);
   return zelStatusOk;
 }
@@ -190,7 +242,6 @@ ZelStatus ownReconstructPredRow_JPEG_16s_C1(const Zel16s* pSrc, const Zel16s* pP
   if (ZelStatus bad = checkRow(present(pSrc, pPrevRow, pDst), width, predictor >= 1 && predictor <= kPredictors)) {
     return bad;
   }
-  store16(load16(pSrc) + load16(pPrevRow), pDst);
   kRowFunctions.add[predictor - 1](pSrc, pPrevRow, pDst, width);
   return zelStatusOk;
 }
