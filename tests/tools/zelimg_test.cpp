@@ -165,6 +165,8 @@ TEST_F(Zelimg, RecodesAndReadsTheFirstScans) {
   EXPECT_EQ(zelimg("recode a.jpg b.jpg --orient --sampling 422", &said), 0);
   EXPECT_NE(said.find("--orient has no effect"), std::string::npos);
   EXPECT_NE(said.find("--sampling has no effect"), std::string::npos);
+  EXPECT_EQ(zelimg("in.ppm b.jpg --lossless --quality 80", &said), 0);
+  EXPECT_NE(said.find("--quality has no effect"), std::string::npos);
 }
 
 TEST_F(Zelimg, MetadataGoAlongUnlessStripped) {

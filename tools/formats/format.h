@@ -6,6 +6,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "common/convert.h"
@@ -53,6 +54,9 @@ class Format {
   virtual const char* title() const = 0;
   virtual std::vector<const char*> extensions() const = 0; // with their dots; the first one is the usual
   virtual std::vector<Option> options() { return {}; }
+
+  // Options of writing that mean nothing beside the others that were given.
+  virtual std::vector<std::string_view> idleOptions() const { return {}; }
 
   // Whether data that begin like this are a file of the format.
   virtual bool matches(ByteSpan head) const = 0;

@@ -118,6 +118,11 @@ class Jpeg : public Format {
     };
   }
 
+  std::vector<std::string_view> idleOptions() const override {
+    if (encode_.lossless) return {"--quality", "--sampling", "--road", "--progressive", "--scans"};
+    return {"--predictor", "--point-transform"};
+  }
+
   bool matches(ByteSpan head) const override {
     return head.size() >= 3 && head[0] == 0xFF && head[1] == 0xD8 && head[2] == 0xFF;
   }

@@ -137,9 +137,9 @@ Error naming(const std::string& name, const std::function<Error()>& work) {
   return error;
 }
 
-void warnOfUnused(const Arguments& arguments, std::initializer_list<std::string_view> useless) {
+void warnOfUnused(const Arguments& arguments, const std::vector<std::string_view>& idle) {
   for (const Given& given : arguments.options) {
-    if (given.used && std::find(useless.begin(), useless.end(), given.name) == useless.end()) continue;
+    if (given.used && std::find(idle.begin(), idle.end(), given.name) == idle.end()) continue;
     std::fprintf(stderr, "zelimg: warning: %s has no effect here\n", given.name.c_str());
   }
 }
@@ -158,7 +158,9 @@ int convert(const std::string& from, const std::string& to, Arguments& arguments
   Opened opened;
   if (Error error = naming(fromName, [&] { return open(from, formats, opened); })) return report(kFileFailed, error);
   if (Error error = giveOptions(arguments, *opened.format, Use::reading)) return report(kBadCommand, error);
-  warnOfUnused(arguments, {"--diff"});
+  std::vector<std::string_view> idle = target->idleOptions();
+  idle.push_back("--diff");
+  warnOfUnused(arguments, idle);
 
   std::unique_ptr<RowReader> reader;
   const auto openReader = [&] { return opened.format->open(opened.source, arguments.settings, reader); };

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <functional>
-#include <initializer_list>
 #include <string_view>
 
 #include "zelimg/arguments.h"
@@ -29,7 +28,7 @@ int info(const std::string& name, bool named, Arguments& arguments, const Format
 Error naming(const std::string& name, const std::function<Error()>& work);
 
 // Warns of the options that no format has taken, and of those of the program that mean nothing for what it does.
-void warnOfUnused(const Arguments& arguments, std::initializer_list<std::string_view> useless);
+void warnOfUnused(const Arguments& arguments, const std::vector<std::string_view>& idle);
 
 // Reports an error and returns the code.
 int report(int code, const Error& error);
