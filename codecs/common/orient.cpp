@@ -104,6 +104,12 @@ int orientationOf(const Metadata& metadata) {
   return value >= 1 && value <= 8 ? value : 1;
 }
 
+Bytes exifOfOrientation(int orientation) {
+  Bytes exif = {'M', 'M', 0, 42, 0, 0, 0, 8, 0, 1, 1, 0x12, 0, 3, 0, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0, 0};
+  exif[19] = static_cast<uint8_t>(orientation);
+  return exif;
+}
+
 std::unique_ptr<RowReader> oriented(std::unique_ptr<RowReader> reader) {
   const int orientation = orientationOf(reader->picture().metadata);
   if (orientation == 1) return reader;

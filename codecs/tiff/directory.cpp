@@ -35,7 +35,17 @@ uint32_t Directory::get(const uint8_t* p, int size) const {
   return value;
 }
 
-Error Directory::read(img::ByteSource& source) {
+Error Directory::measure(img::ByteSource& source, uint32_t position, uint32_t& entries, uint32_t& next) const {
+  Bytes bytes;
+  if (Error error = readAt(source, position, 2, bytes)) return fail("the directory lies outside the file");
+  entries = get(bytes.data(), 2);
+  if (Error error = readAt(source, uint64_t{position} + 2 + 12 * entries, 4, bytes))
+    return fail("the directory is cut off");
+  next = get(bytes.data(), 4);
+  return {};
+}
+
+Error Directory::read(img::ByteSource& source, int page) {
   if (Error error = source.keepForSeeking()) return error;
   Bytes bytes;
   if (Error error = readAt(source, 0, 8, bytes)) return fail("not a TIFF file");
@@ -43,17 +53,28 @@ Error Directory::read(img::ByteSource& source) {
   if (bytes[0] != bytes[1] || (bytes[0] != 'M' && bytes[0] != 'I')) return fail("not a TIFF file");
   if (get(&bytes[2], 2) == 43) return fail("a BigTIFF file: not supported");
   if (get(&bytes[2], 2) != 42) return fail("not a TIFF file");
-  const uint64_t position = get(&bytes[4], 4);
-  if (Error error = readAt(source, position, 2, bytes)) return fail("the directory lies outside the file");
-  const uint32_t count = get(bytes.data(), 2);
-  if (Error error = readAt(source, position + 2, 12 * count + 4, bytes)) return fail("the directory is cut off");
+  next_ = get(&bytes[4], 4);
+  uint32_t position = 0, count = 0;
+  for (int i = 1; i <= page; ++i) {
+    if (i > 1 && !hasNext()) return fail("there is no page %d: the file has %d", page, i - 1);
+    position = next_;
+    if (Error error = measure(source, position, count, next_)) return error;
+  }
+  if (Error error = readAt(source, uint64_t{position} + 2, 12 * count, bytes)) return error;
   for (uint32_t i = 0; i < count; ++i) {
     const uint8_t* p = &bytes[12 * i];
     Entry entry{static_cast<uint16_t>(get(p + 2, 2)), get(p + 4, 4), {p[8], p[9], p[10], p[11]}};
     entries_.emplace(static_cast<uint16_t>(get(p, 2)), entry);
   }
-  hasNext_ = get(&bytes[12 * count], 4) != 0;
   return {};
+}
+
+int Directory::countFollowing(img::ByteSource& source) const {
+  int count = 0;
+  uint32_t entries = 0;
+  // Pages may follow each other in a circle.
+  for (uint32_t next = next_; next != 0 && count < kMaxPages && !measure(source, next, entries, next);) ++count;
+  return count;
 }
 
 Error Directory::values(img::ByteSource& source, const Entry& entry, uint64_t limit, Bytes& raw) const {

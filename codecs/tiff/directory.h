@@ -11,11 +11,13 @@ namespace tiff {
 
 class Directory {
  public:
-  // The first directory of a file.
-  Error read(img::ByteSource& source);
+  // The directory of a page, from 1 on.
+  Error read(img::ByteSource& source, int page);
 
   bool bigEndian() const { return bigEndian_; }
-  bool hasNext() const { return hasNext_; } // another picture follows
+  bool hasNext() const { return next_ != 0; } // another page follows
+  // How many pages follow, as far as their directories lie in the file.
+  int countFollowing(img::ByteSource& source) const;
 
   bool has(Tag tag) const { return entries_.count(tag) != 0; }
 
@@ -35,9 +37,12 @@ class Directory {
   };
 
   uint32_t get(const uint8_t* p, int size) const;
+  // How many entries the directory at a place has, and where the next one is.
+  Error measure(img::ByteSource& source, uint32_t position, uint32_t& entries, uint32_t& next) const;
   Error values(img::ByteSource& source, const Entry& entry, uint64_t limit, Bytes& raw) const;
 
-  bool bigEndian_ = false, hasNext_ = false;
+  bool bigEndian_ = false;
+  uint32_t next_ = 0;
   std::map<uint16_t, Entry> entries_;
 };
 

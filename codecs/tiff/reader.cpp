@@ -3,6 +3,7 @@
 #include <bit>
 #include <cstring>
 
+#include "common/orient.h"
 #include "tiff/directory.h"
 #include "tiff/strips.h"
 
@@ -18,7 +19,7 @@ class Reader : public img::RowReader {
   Reader(img::ByteSource& source, const DecodeOptions& options) : source_(source), options_(options) {}
 
   Error open() {
-    if (Error error = directory_.read(source_)) return error;
+    if (Error error = directory_.read(source_, std::max(options_.page, 1))) return error;
     if (Error error = readShape()) return error;
     if (Error error = openStrips()) return error;
     return readMetadata();
@@ -104,8 +105,9 @@ class Reader : public img::RowReader {
     picture_.alpha = samples > inks && extra_ != kUnspecified;
     if (samples > inks && !picture_.alpha) remarks_.push_back("a channel of unknown meaning is left out");
     if (orientation > 1 && orientation <= 8)
-      remarks_.push_back("the picture is stored turned or mirrored, and stays so");
-    if (directory_.hasNext()) remarks_.push_back("the file holds more pictures: this is the first");
+      picture_.metadata.exif = img::exifOfOrientation(static_cast<int>(orientation));
+    if (options_.page == 0 && directory_.hasNext())
+      remarks_.push_back("the file holds more pages, of which this is the first (see --page)");
 
     samplesOfPlane_ = planar == 1 ? samples : 1;
     swaps_ = bits_ == 16 && scheme_ != kPackBitsPlanes && directory_.bigEndian() != kBigEndianMachine;
@@ -284,6 +286,13 @@ Error openReader(img::ByteSource& source, const DecodeOptions& options, std::uni
   auto own = std::make_unique<Reader>(source, options);
   if (Error error = own->open()) return error;
   reader = std::move(own);
+  return {};
+}
+
+Error countPages(img::ByteSource& source, int& pages) {
+  Directory first;
+  if (Error error = first.read(source, 1)) return error;
+  pages = 1 + first.countFollowing(source);
   return {};
 }
 

@@ -28,11 +28,19 @@ struct EncodeOptions {
 struct DecodeOptions {
   int64_t maxPixels = img::kDefaultMaxPixels;
   bool keepGoing = false; // what is lost of damaged data is left empty
+  int page = 0;           // from 1 on; 0 is the first, with a remark if there are others
 };
 
-// Rows of the first picture of a file, and files of one picture: grey or R, G, B with or without alpha, 8 or 16 bits.
+// More are not counted.
+constexpr int kMaxPages = 65535;
+
+// Rows of a picture of a file, and files of one picture: grey or R, G, B with or without alpha, 8 or 16 bits. An
+// orientation goes along as EXIF.
 Error openReader(img::ByteSource& source, const DecodeOptions& options, std::unique_ptr<img::RowReader>& reader);
 Error openWriter(img::ByteSink& sink, const img::Picture& picture, const EncodeOptions& options,
                  std::unique_ptr<img::RowWriter>& writer);
+
+// How many pictures a file has.
+Error countPages(img::ByteSource& source, int& pages);
 
 } // namespace tiff

@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstring>
 
+#include "common/orient.h"
 #include "tiff/tags.h"
 #include "tiff/tiff.h"
 #include "zelj.h"
@@ -180,6 +181,8 @@ class Writer : public img::RowWriter {
     d.addShort(kCompression, static_cast<uint16_t>(!packs() ? kNone : inPlanes() ? kPackBitsPlanes : kPackBits));
     d.addShort(kPhotometric, picture_.colour == img::Colour::grey ? kBlackIsZero : kRgb);
     d.add(kStripOffsets, kLong, offsets_);
+    if (const int orientation = img::orientationOf(picture_.metadata); orientation != 1)
+      d.addShort(kOrientation, static_cast<uint16_t>(orientation));
     d.addShort(kSamplesPerPixel, channels);
     d.addLong(kRowsPerStrip, static_cast<uint32_t>(rowsPerStrip_));
     d.add(kStripByteCounts, kLong, counts_);

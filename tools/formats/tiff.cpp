@@ -14,6 +14,8 @@ class Tiff : public Format {
 
   std::vector<Option> options() override {
     return {
+        {Use::reading, "--page", "N", "1 to 65535", "the picture of page N, if there are several; 1",
+         [this](const std::string& v) { return takeNumber(v, 1, tiff::kMaxPages, page_); }},
         {Use::writing, "--compression", "C", "none or packbits", "none or packbits; packbits",
          [this](const std::string& v) {
            const std::optional<int> found = choice(v, {"none", "packbits"});
@@ -32,7 +34,16 @@ class Tiff : public Format {
   }
 
   Error open(img::ByteSource& source, const Settings& settings, std::unique_ptr<RowReader>& reader) override {
-    return tiff::openReader(source, {settings.maxPixels, settings.keepGoing}, reader);
+    return tiff::openReader(source, {settings.maxPixels, settings.keepGoing, page_}, reader);
+  }
+
+  Error describe(img::ByteSource& source, const Settings& settings, std::string& text) override {
+    int pages = 0;
+    if (Error error = tiff::countPages(source, pages)) return error;
+    if (Error error = source.seek(0)) return error;
+    if (Error error = Format::describe(source, settings, text)) return error;
+    if (pages > 1) text += img::format("pages: %d\n", pages);
+    return {};
   }
 
   Picture nearest(const Picture& picture, const std::string&) const override {
@@ -49,6 +60,7 @@ class Tiff : public Format {
 
  private:
   tiff::EncodeOptions encode_;
+  int page_ = 0;
 };
 
 } // namespace

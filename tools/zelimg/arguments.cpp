@@ -63,7 +63,7 @@ std::vector<Option> ownOptions(Arguments& a) {
        [&a](const std::string&) { return a.settings.keepGoing = true; }},
       {both, "--background", "C", "white, black or six hexadecimal digits", "what lies behind alpha; white",
        [&a](const std::string& v) { return a.backgroundGiven = takeColour(v, a.background); }},
-      {both, "--orient", nullptr, "", "turns and mirrors the picture as its EXIF says",
+      {both, "--orient", nullptr, "", "turns and mirrors the picture as its file says",
        [&a](const std::string&) { return a.orient = true; }},
       {both, "--strip", nullptr, "", "leaves colour profile, EXIF and density out",
        [&a](const std::string&) { return a.strip = true; }},

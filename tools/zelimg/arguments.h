@@ -30,7 +30,7 @@ struct Arguments {
   std::string format; // of the output, empty: by its name
   img::Background background;
   bool backgroundGiven = false;
-  bool orient = false; // turns pictures as their EXIF says
+  bool orient = false; // turns pictures as their files say
   bool strip = false;  // leaves metadata out
   std::string diff;   // where the picture of differences goes
 };

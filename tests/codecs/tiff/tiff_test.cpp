@@ -1,6 +1,7 @@
 // TIFF beside the programs of libtiff, exactly and both ways; kinds of files that only reading knows; hostile files.
 #include "tiff/tiff.h"
 
+#include "common/orient.h"
 #include "support/images.h"
 #include "support/random.h"
 
@@ -132,6 +133,23 @@ TEST_F(TiffInterop, Zelimg) {
   }
 }
 
+TEST_F(TiffInterop, Pages) {
+  folder_.writeImage("a.tif", img::renderScene(20, 10));
+  folder_.writeImage("b.tif", img::renderScene(31, 17));
+  ASSERT_EQ(folder_.run("tiffcp a.tif b.tif both.tif"), 0);
+  std::string said;
+  ASSERT_EQ(folder_.run("cat both.tif | " ZELIMG " - out.tif --page 2", &said), 0);
+  EXPECT_EQ(said, "");
+  EXPECT_EQ(folder_.read("out.tif"), folder_.read("b.tif"));
+  ASSERT_EQ(folder_.run(ZELIMG " both.tif out.tif", &said), 0);
+  EXPECT_NE(said.find("both.tif: the file holds more pages"), std::string::npos);
+  EXPECT_EQ(folder_.read("out.tif"), folder_.read("a.tif"));
+  EXPECT_EQ(folder_.run(ZELIMG " both.tif out.tif --page 3", &said), 1);
+  EXPECT_NE(said.find("there is no page 3: the file has 2"), std::string::npos);
+  ASSERT_EQ(folder_.run(ZELIMG " info both.tif"), 0);
+  EXPECT_NE(folder_.text("printed").find("pages: 2\n"), std::string::npos);
+}
+
 // A file made by hand, tag by tag.
 struct HandMade {
   bool bigEndian = false;
@@ -223,6 +241,28 @@ TEST(Tiff, KindsThatAreReadOnly) {
     planes.fields.push_back({338, 3, {2}});
     EXPECT_EQ(samplesOf(planes), (Bytes{1, 11, 2, 12, 3, 13, 4, 14, 5, 15, 6, 16}));
   }
+}
+
+TEST(Tiff, AnOrientationGoesAlong) {
+  HandMade file = handMade(3, 2, 8, 1, {1, 2, 3, 4, 5, 6});
+  file.fields.push_back({274, 3, {6}});
+  Image image, back;
+  ASSERT_EQ(readFrom(file.make(), image).message, "");
+  ASSERT_EQ(readFrom(writtenAs(image), back).message, "");
+  EXPECT_EQ(back.bytes, image.bytes);
+  const auto turned = img::oriented(std::make_unique<img::ImageReader>(back));
+  ASSERT_EQ(img::readAll(*turned, image).message, "");
+  EXPECT_EQ(image.width, 2);
+  EXPECT_EQ(image.bytes, (Bytes{4, 1, 5, 2, 6, 3}));
+}
+
+TEST(Tiff, PagesInACircleEnd) {
+  Bytes file = handMade(3, 2, 8, 1, {1, 2, 3, 4, 5, 6}).make();
+  std::copy_n(file.begin() + 4, 4, file.end() - 4); // the next directory is this one
+  img::ByteSource source{img::ByteSpan(file)};
+  int pages = 0;
+  ASSERT_EQ(tiff::countPages(source, pages).message, "");
+  EXPECT_GT(pages, tiff::kMaxPages);
 }
 
 // A damaged strip is empty from the damage on, and the next one is whole. What a file lacks at its end is empty.
