@@ -11,26 +11,43 @@ constexpr size_t kChunk = size_t{1} << 17;
 
 } // namespace
 
-Error ByteSource::fillFromInput(size_t count) {
-  // The bytes that are still to be read go to the front, and the rest of the buffer is filled.
+// The bytes that are still to be read go to the front of a buffer of this size at least.
+void ByteSource::moveToFront(size_t size) {
   const size_t kept = visible_.size();
-  size_t size = kept;
-  if (buffer_.size() < count) {
-    AlignedArray<uint8_t> larger(std::max(count + (size_t{1} << 14), kChunk));
+  if (buffer_.size() < size) {
+    AlignedArray<uint8_t> larger(size);
     if (kept > 0) std::memcpy(larger.data(), visible_.data(), kept);
     buffer_ = std::move(larger);
   } else if (kept > 0) {
     std::memmove(buffer_.data(), visible_.data(), kept);
   }
+  visible_ = {buffer_.data(), kept};
+}
+
+Error ByteSource::fillFromInput(size_t count) {
+  const auto room = [&] { return static_cast<size_t>(buffer_.data() + buffer_.size() - visible_.data()); };
+  if (!visible_.data() || room() < std::max(count, visible_.size() + kChunk)) {
+    moveToFront(buffer_.size() < count ? std::max(count + (size_t{1} << 14), kChunk) : 0);
+  }
+  size_t size = visible_.size();
+  uint8_t* const bytes = buffer_.data() + (visible_.data() - buffer_.data());
   Error error;
   while (size < count && !ended_ && !error) {
     size_t got = 0;
-    error = input_->read(buffer_.data() + size, buffer_.size() - size, got);
+    error = input_->read(bytes + size, std::min(std::max(count - size, kChunk), room() - size), got);
     size += got;
     ended_ = !error && got == 0;
   }
-  visible_ = {buffer_.data(), size};
+  visible_ = {bytes, size};
   return error;
+}
+
+void ByteSource::reserve(size_t count) {
+  if (ended_) return;
+  if (const std::optional<uint64_t> all = size()) {
+    count = static_cast<size_t>(std::min<uint64_t>(count, *all > position_ ? *all - position_ : 0));
+  }
+  moveToFront(std::max(count, visible_.size()) + kChunk);
 }
 
 Error ByteSource::read(uint8_t* bytes, size_t count, size_t& got) {

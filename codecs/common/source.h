@@ -39,6 +39,9 @@ class ByteSource {
   // Makes `count` bytes visible at least; fewer only where the bytes end.
   Error fill(size_t count) { return visible_.size() >= count || ended_ ? Error{} : fillFromInput(count); }
 
+  // Makes room for this many bytes from the position on: filled up to them, the window stays where it is.
+  void reserve(size_t count);
+
   // Whether no byte follows the visible ones.
   bool ended() const { return ended_; }
 
@@ -66,6 +69,7 @@ class ByteSource {
   Error seek(uint64_t position);
 
  private:
+  void moveToFront(size_t size);
   Error fillFromInput(size_t count);
 
   Input* input_ = nullptr;

@@ -1,5 +1,6 @@
 #include "common/workers.h"
 
+#include <algorithm>
 #include <atomic>
 #include <exception>
 #include <mutex>
@@ -131,6 +132,7 @@ class Runner {
 } // namespace
 
 void run(const Pipeline& pipeline, int threads) {
+  threads = static_cast<int>(std::min<int64_t>(threads, pipeline.items));
   Runner runner(pipeline, threads);
   std::vector<std::thread> others;
   try {

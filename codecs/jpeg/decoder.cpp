@@ -15,6 +15,7 @@
 #include "jpeg/planes.h"
 #include "jpeg/road_reader.h"
 #include "jpeg/samples.h"
+#include "jpeg/scan_ahead.h"
 #include "jpeg/scan_reader.h"
 
 namespace jpeg {
@@ -100,88 +101,9 @@ class Reader : public DamageReader {
 
   bool pushes() const override { return options_.threads > 1; }
 
-  // Rows of MCUs are read and written one after the other; what lies between goes side by side. Where the
-  // restart intervals are known they are read side by side too.
   Error push(img::RowWriter& writer, const img::Progress& progress) override {
     if (Error error = begin(true)) return error;
-    const int mcuRows = divideUp(picture_.height, rowsOfMcuRow_), reach = looksAround_ ? 1 : 0;
-    const bool byIntervals = !intervals_.empty();
-    // How many of the rows of MCUs that a row of output needs are still to come.
-    std::vector<std::atomic<int>> awaited(static_cast<size_t>(mcuRows));
-    for (int row = 0; row < mcuRows; ++row) {
-      awaited[static_cast<size_t>(row)] = 1 + (reach && row > 0) + (reach && row + 1 < mcuRows);
-    }
-    const size_t rowBytes = picture_.rowBytes();
-    std::vector<AlignedArray<uint8_t>> pixels;
-    for (int i = 0; i < mcuRowsInFlight(); ++i) pixels.emplace_back(rowBytes * static_cast<size_t>(rowsOfMcuRow_));
-    const auto rowsOf = [&](int row) {
-      return Rows{pixels[static_cast<size_t>(row) % pixels.size()].data(), static_cast<ptrdiff_t>(rowBytes),
-                  std::min(rowsOfMcuRow_, picture_.height - row * rowsOfMcuRow_)};
-    };
-    // A row has been transformed: rows of output may have become possible.
-    const auto rowDone = [&](int row, Scratch& scratch) {
-      for (int out = std::max(row - reach, 0); out <= std::min(row + reach, mcuRows - 1); ++out) {
-        if (awaited[static_cast<size_t>(out)].fetch_sub(1, std::memory_order_acq_rel) != 1) continue;
-        const Rows rows = rowsOf(out);
-        for (int i = 0; i < rows.count; ++i) {
-          putOutRow(out * rowsOfMcuRow_ + i, rows.template row<Sample>(i), scratch);
-        }
-      }
-    };
-    std::mutex mutex;
-    Error error;
-    const auto failed = [&](const Error& bad) {
-      const std::lock_guard lock(mutex);
-      if (bad && !error) error = bad;
-      return bool(bad);
-    };
-    img::Pipeline pipeline;
-    pipeline.items = divideUp(mcuRows, rowsOfGroup_);
-    pipeline.beginsEarly = !byIntervals;
-    std::vector<AlignedArray<Block>> blocks(static_cast<size_t>(options_.threads * img::Pipeline::kSlotsOfThread));
-    if (!byIntervals && oneScan_ && !coefficients_) {
-      const size_t count = tables_.scan.mcu.size() * static_cast<size_t>(tables_.scan.mcusWide);
-      for (AlignedArray<Block>& row : blocks) row = AlignedArray<Block>(count);
-    }
-    const auto blocksOf = [&](int slot) { return blocks[static_cast<size_t>(slot)].data(); };
-    pipeline.begin = [&](int64_t, int slot) {
-      return byIntervals || !oneScan_ || coefficients_ ||
-             !failed(scanReader_->read(tables_.scan.mcusWide, blocksOf(slot)));
-    };
-    pipeline.work = [&](int64_t item, int slot) {
-      Scratch& scratch = scratch_[static_cast<size_t>(slot / img::Pipeline::kSlotsOfThread)];
-      const int begin = static_cast<int>(item) * rowsOfGroup_;
-      if (!byIntervals) {
-        if (coefficients_)
-          transformCoefficients(begin);
-        else if (oneScan_)
-          transformRun({0, begin, tables_.scan.mcusWide}, blocksOf(slot));
-        rowDone(begin, scratch);
-        return true;
-      }
-      std::unique_ptr<img::ByteSource> source;
-      std::unique_ptr<ScanReader> reader;
-      if (failed(openAt(begin, source, reader))) return false;
-      for (int row = begin; row < std::min(begin + rowsOfGroup_, mcuRows); ++row) {
-        if (failed(decodeMcuRow(row, *reader, scratch))) return false;
-        rowDone(row, scratch);
-      }
-      return true;
-    };
-    // When all rows up to one are done, so is the output of the row that does not need the next.
-    int written = 0;
-    pipeline.end = [&](int64_t item, int) {
-      const int done = static_cast<int>(std::min<int64_t>((item + 1) * rowsOfGroup_, mcuRows));
-      const int possible = done == mcuRows ? mcuRows : done - reach;
-      for (; written < possible; ++written) {
-        const Rows rows = rowsOf(written);
-        if (failed(writer.write(asConst(rows)))) return false;
-        if (progress) progress(written * rowsOfMcuRow_ + rows.count);
-      }
-      return true;
-    };
-    run(pipeline, options_.threads);
-    return error;
+    return scanReader_ ? pushInPieces(writer, progress) : pushByRows(writer, progress);
   }
 
   // Behind the last scan nothing but the end of the image, and perhaps segments of no use, should follow.
@@ -216,6 +138,141 @@ class Reader : public DamageReader {
     AlignedArray<Block> blocks;
   };
 
+  // Restart intervals, or coefficients that are all there: rows of MCUs go side by side and are written one after the
+  // other.
+  Error pushByRows(img::RowWriter& writer, const img::Progress& progress) {
+    const int mcuRows = divideUp(picture_.height, rowsOfMcuRow_), reach = looksAround_ ? 1 : 0;
+    const bool byIntervals = !intervals_.empty();
+    // How many of the rows of MCUs that a row of output needs are still to come.
+    std::vector<std::atomic<int>> awaited(static_cast<size_t>(mcuRows));
+    for (int row = 0; row < mcuRows; ++row) {
+      awaited[static_cast<size_t>(row)] = 1 + (reach && row > 0) + (reach && row + 1 < mcuRows);
+    }
+    const size_t rowBytes = picture_.rowBytes();
+    std::vector<AlignedArray<uint8_t>> pixels;
+    for (int i = 0; i < mcuRowsInFlight(); ++i) pixels.emplace_back(rowBytes * static_cast<size_t>(rowsOfMcuRow_));
+    const auto rowsOf = [&](int row) {
+      return Rows{pixels[static_cast<size_t>(row) % pixels.size()].data(), static_cast<ptrdiff_t>(rowBytes),
+                  std::min(rowsOfMcuRow_, picture_.height - row * rowsOfMcuRow_)};
+    };
+    // A row has been transformed: rows of output may have become possible.
+    const auto rowDone = [&](int row, Scratch& scratch) {
+      for (int out = std::max(row - reach, 0); out <= std::min(row + reach, mcuRows - 1); ++out) {
+        if (awaited[static_cast<size_t>(out)].fetch_sub(1, std::memory_order_acq_rel) != 1) continue;
+        const Rows rows = rowsOf(out);
+        for (int i = 0; i < rows.count; ++i) {
+          putOutRow(out * rowsOfMcuRow_ + i, rows.template row<Sample>(i), scratch);
+        }
+      }
+    };
+    std::mutex mutex;
+    Error error;
+    const auto failed = [&](const Error& bad) {
+      const std::lock_guard lock(mutex);
+      if (bad && !error) error = bad;
+      return bool(bad);
+    };
+    img::Pipeline pipeline;
+    pipeline.items = divideUp(mcuRows, rowsOfGroup_);
+    pipeline.begin = [](int64_t, int) { return true; };
+    pipeline.work = [&](int64_t item, int slot) {
+      Scratch& scratch = scratch_[static_cast<size_t>(slot / img::Pipeline::kSlotsOfThread)];
+      const int begin = static_cast<int>(item) * rowsOfGroup_;
+      if (!byIntervals) {
+        if (coefficients_) transformCoefficients(begin);
+        rowDone(begin, scratch);
+        return true;
+      }
+      std::unique_ptr<img::ByteSource> source;
+      std::unique_ptr<ScanReader> reader;
+      if (failed(openAt(begin, source, reader))) return false;
+      for (int row = begin; row < std::min(begin + rowsOfGroup_, mcuRows); ++row) {
+        if (failed(decodeMcuRow(row, *reader, scratch))) return false;
+        rowDone(row, scratch);
+      }
+      return true;
+    };
+    // When all rows up to one are done, so is the output of the row that does not need the next.
+    int written = 0;
+    pipeline.end = [&](int64_t item, int) {
+      const int done = static_cast<int>(std::min<int64_t>((item + 1) * rowsOfGroup_, mcuRows));
+      const int possible = done == mcuRows ? mcuRows : done - reach;
+      for (; written < possible; ++written) {
+        const Rows rows = rowsOf(written);
+        if (failed(writer.write(asConst(rows)))) return false;
+        if (progress) progress(written * rowsOfMcuRow_ + rows.count);
+      }
+      return true;
+    };
+    run(pipeline, options_.threads);
+    return error;
+  }
+
+  // A scan whose restart intervals, if it has any, are of no help: pieces of it are decoded side by side as far as that
+  // goes, and one after the other from there on. What is made of them goes in their order on one thread at a time,
+  // while others decode.
+  Error pushInPieces(img::RowWriter& writer, const img::Progress& progress) {
+    const Scan& scan = tables_.scan;
+    const int reach = looksAround_ ? 1 : 0;
+    const size_t rowBytes = picture_.rowBytes();
+    std::vector<AlignedArray<uint8_t>> pixels; // by thread
+    for (int i = 0; i < options_.threads; ++i) pixels.emplace_back(rowBytes * static_cast<size_t>(rowsOfMcuRow_));
+    int written = 0; // rows of MCUs
+    Error error, readError;
+    const auto write = [&](int done, int thread) {
+      for (; written < (done == scan.mcusHigh ? done : done - reach); ++written) {
+        const int y = written * rowsOfMcuRow_;
+        const Rows rows{pixels[static_cast<size_t>(thread)].data(), static_cast<ptrdiff_t>(rowBytes),
+                        std::min(rowsOfMcuRow_, picture_.height - y)};
+        for (int i = 0; i < rows.count; ++i) {
+          putOutRow(y + i, rows.template row<Sample>(i), scratch_[static_cast<size_t>(thread)]);
+        }
+        if ((error = writer.write(asConst(rows)))) return false;
+        if (progress) progress(y + rows.count);
+      }
+      return true;
+    };
+    const auto take = [&](int64_t mcu, int64_t count, const Block* blocks, int thread) {
+      for (const int64_t end = mcu + count; mcu < end;) {
+        const int x = static_cast<int>(mcu % scan.mcusWide), y = static_cast<int>(mcu / scan.mcusWide);
+        const Run run{x, y, static_cast<int>(std::min(end - mcu, int64_t{scan.mcusWide - x}))};
+        transformRun(run, blocks);
+        if (x + run.count == scan.mcusWide && !write(y + 1, thread)) return false;
+        blocks += static_cast<size_t>(run.count) * scan.mcu.size();
+        mcu += run.count;
+      }
+      return true;
+    };
+    int64_t first = 0;
+    if (!header_.restartInterval) {
+      ScanAhead ahead(source_, scan, tables_.huffman, options_.threads);
+      readError = ahead.run(take);
+      if (error || readError) return error ? error : readError;
+      first = ahead.mcu();
+      scanReader_->resume(first, ahead.place());
+    }
+    const int mcusOfPiece = jpeg::mcusOfPiece(scan);
+    const auto countOf = [&](int64_t item) {
+      return static_cast<int>(std::min<int64_t>(mcusOfPiece, scan.mcuCount() - first - item * mcusOfPiece));
+    };
+    std::vector<AlignedArray<Block>> pieces(static_cast<size_t>(options_.threads * img::Pipeline::kSlotsOfThread));
+    img::Pipeline pipeline;
+    pipeline.items = (scan.mcuCount() - first + mcusOfPiece - 1) / mcusOfPiece;
+    pipeline.beginsEarly = true;
+    pipeline.begin = [&](int64_t item, int slot) {
+      AlignedArray<Block>& piece = pieces[static_cast<size_t>(slot)];
+      if (piece.size() == 0) piece = AlignedArray<Block>(static_cast<size_t>(mcusOfPiece) * scan.mcu.size());
+      return !(readError = scanReader_->read(countOf(item), piece.data()));
+    };
+    pipeline.work = [](int64_t, int) { return true; };
+    pipeline.end = [&](int64_t item, int slot) {
+      return take(first + item * mcusOfPiece, countOf(item), pieces[static_cast<size_t>(slot)].data(),
+                  slot / img::Pipeline::kSlotsOfThread);
+    };
+    run(pipeline, options_.threads);
+    return error ? error : readError;
+  }
+
   // How many rows of MCUs are worked on at a time, with their neighbours.
   int mcuRowsInFlight() const { return options_.threads * img::Pipeline::kSlotsOfThread * rowsOfGroup_ + 4; }
 
@@ -235,7 +292,7 @@ class Reader : public DamageReader {
     if (sideBySide && header_.restartInterval) {
       if (Error error = findParallelIntervals()) return error;
     }
-    makePlanes(sideBySide);
+    makePlanes(!scanReader_);
     return {};
   }
 

@@ -39,14 +39,20 @@ bool findIntervals(ByteSpan data, int64_t count, std::vector<Interval>& interval
   return false;
 }
 
+std::vector<BlockCoder> codersOf(const Scan& scan, const TablesOfScan& tables) {
+  std::vector<BlockCoder> coders;
+  for (const ScanBlock& b : scan.mcu) coders.push_back({b.component, tables.dc[b.component], tables.ac[b.component]});
+  return coders;
+}
+
 ScanReader::ScanReader(img::ByteSource& source, const Scan& scan, const TablesOfScan& tables, int restartInterval,
                        Damage& damage)
     : source_(source),
       scan_(scan),
       interval_(restartInterval),
       damage_(damage),
+      coders_(codersOf(scan, tables)),
       mcusLeft_(restartInterval ? restartInterval : scan.mcuCount()) {
-  for (const ScanBlock& b : scan.mcu) coders_.push_back({b.component, tables.dc[b.component], tables.ac[b.component]});
   ZeliDecodeHuffmanState* state = nullptr;
   if (zeliDecodeHuffmanStateInitAlloc_JPEG_8u(&state) != zelStatusOk) throw std::bad_alloc();
   state_.reset(state);
@@ -110,16 +116,24 @@ Error ScanReader::skipTo(int64_t mcu) {
   return {};
 }
 
+void ScanReader::resume(int64_t mcu, const Place& place) {
+  mcu_ = mcu;
+  mcusLeft_ = scan_.mcuCount() - mcu;
+  position_ = place.position;
+  std::copy_n(place.lastDc, 4, lastDc_);
+  std::memcpy(state_.get(), place.state, sizeof place.state);
+}
+
 void ScanReader::readBlocks(int count, Block* block) {
   const ByteSpan visible = source_.visible();
   const Zel8u* const bytes = visible.data();
   const auto length = static_cast<Zel32s>(std::min<size_t>(visible.size(), INT32_MAX));
   ZeliDecodeHuffmanState* const state = state_.get();
-  const Coder* const coders = coders_.data();
+  const BlockCoder* const coders = coders_.data();
   const size_t blocksOfMcu = coders_.size();
   for (Block* const end = block + static_cast<size_t>(count) * blocksOfMcu; block != end;) {
     for (size_t i = 0; i < blocksOfMcu; ++i, ++block) {
-      const Coder& coder = coders[i];
+      const BlockCoder& coder = coders[i];
       __builtin_prefetch(block + 3, 1);
       __builtin_prefetch(block[3].coefficients + 32, 1);
       ZelStatus status = zelStatusJpegBufferEnd;

@@ -1,6 +1,8 @@
 // The entropy-coded data of one scan: blocks in coding order, restart markers, and how to go on behind damage.
 #pragma once
 
+#include <cstring>
+
 #include "jpeg/damage.h"
 #include "jpeg/frame.h"
 #include "jpeg/huffman.h"
@@ -12,6 +14,35 @@ namespace jpeg {
 struct TablesOfScan {
   const ZeliDecodeHuffmanSpec* dc[4];
   const ZeliDecodeHuffmanSpec* ac[4];
+};
+
+// A block of an MCU: its component and the tables of that.
+struct BlockCoder {
+  int component;
+  const ZeliDecodeHuffmanSpec *dc, *ac;
+};
+
+// In the order of coding.
+std::vector<BlockCoder> codersOf(const Scan& scan, const TablesOfScan& tables);
+
+// Where a decoder stands between two MCUs of one segment, and all that it needs to go on from there.
+struct Place {
+  Zel32s position = 0; // of the next byte
+  Zel16s lastDc[4] = {};
+  alignas(8) Zel8u state[24] = {}; // plain data, whoever knows what they mean
+
+  ZeliDecodeHuffmanState* get() { return reinterpret_cast<ZeliDecodeHuffmanState*>(state); }
+
+  // Makes it the beginning of a segment.
+  void begin() {
+    *this = {};
+    zeliDecodeHuffmanStateInit_JPEG_8u(get());
+  }
+
+  // Whether all that follows is the same, but for the DC terms.
+  bool isAt(const Place& other) const {
+    return position == other.position && std::memcmp(state, other.state, sizeof state) == 0;
+  }
 };
 
 // The bytes of one restart interval in memory.
@@ -39,15 +70,13 @@ class ScanReader {
   // Begins with this MCU instead of the first: the source stands at the restart interval that holds it.
   Error skipTo(int64_t mcu);
 
+  // Goes on before this MCU, at a place in the visible bytes of the source. There are no restart intervals.
+  void resume(int64_t mcu, const Place& place);
+
   // Behind the last MCU: moves the source to the marker that ends the scan.
   Error finish();
 
  private:
-  struct Coder {
-    int component;
-    const ZeliDecodeHuffmanSpec *dc, *ac;
-  };
-
   void readBlocks(int count, Block* block);
   void begin();
   void noteDamage();
@@ -61,7 +90,7 @@ class ScanReader {
   const Scan& scan_;
   const int interval_;
   Damage& damage_;
-  std::vector<Coder> coders_; // of the blocks of an MCU
+  const std::vector<BlockCoder> coders_; // of the blocks of an MCU
   DecodeState state_;
   Zel32s position_ = 0, marker_ = 0; // position_: in the visible bytes
   Zel16s lastDc_[4] = {};
