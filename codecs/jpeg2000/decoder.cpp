@@ -358,10 +358,12 @@ class Reader : public img::RowReader {
   };
 
   Error makeJobs(Tile& tile, std::vector<Job>& jobs) const {
-    // Each component's wavelet comes when the next one's blocks are well under way, so that nobody waits for it.
-    size_t due = 0;
-    const auto join = [&](size_t component) { jobs.push_back({{}, component, false}); };
-    for (size_t i = 0; i < tile.components.size(); ++i) {
+    // A component's wavelet comes when blocks of a later one are well under way, so that nobody waits for it; those of
+    // the last components come at the end, one for each thread.
+    size_t due = 0, joined = 0;
+    const auto join = [&] { jobs.push_back({{}, joined++, false}); };
+    const size_t count = tile.components.size(), atEnd = std::min(static_cast<size_t>(options_.threads), count);
+    for (size_t i = 0; i < count; ++i) {
       TileComponent& c = tile.components[i];
       const int wanted = c.coding.levels - options_.reduce;
       const Rect& rect = c.resolutions[static_cast<size_t>(wanted)].rect;
@@ -376,15 +378,15 @@ class Reader : public img::RowReader {
             const Band& band = resolution.bands[b];
             if (band.bitPlanes > 31) return fail("more bit planes than are supported");
             for (const CodeBlock& block : precinct.bands[b].blocks) {
-              if (i > 0 && jobs.size() == due) join(i - 1);
+              if (joined < i && joined + atEnd < count && jobs.size() == due) join();
               jobs.push_back({{&c, &band, &block, fractionBits(codestream_.components[i].bits)}, i, true});
             }
           }
         }
       }
-      if (i > 0 && jobs.size() <= due) join(i - 1);
+      if (joined < i && joined + atEnd < count && jobs.size() <= due) join();
     }
-    join(tile.components.size() - 1);
+    while (joined < count) join();
     return {};
   }
 
