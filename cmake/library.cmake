@@ -58,10 +58,11 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL GNU)
   # Unrolled loops hand vectors on without copies.
   set_property(SOURCE ${PROJECT_SOURCE_DIR}/src/jpeg/huffman/predictors.cpp APPEND
                PROPERTY COMPILE_OPTIONS -frename-registers)
-  # And here values that a loop could hold in registers are cheaper to make anew than to keep in memory.
+  # And here values that a loop could hold in registers are cheaper to make anew than to keep in memory, and what a branch
+  # tests is not to be computed again behind it.
   set_property(SOURCE ${PROJECT_SOURCE_DIR}/src/jpeg/huffman/block_decoder.cpp
                       ${PROJECT_SOURCE_DIR}/src/jpeg/huffman/direct_decoder.cpp
-               APPEND PROPERTY COMPILE_OPTIONS $<$<CONFIG:Release>:-O2> -fno-move-loop-invariants)
+               APPEND PROPERTY COMPILE_OPTIONS $<$<CONFIG:Release>:-O2> -fno-move-loop-invariants -fno-tree-sink)
 endif()
 
 # Where in a cache line the decoders of JPEG XR begin made a difference of a third.

@@ -20,6 +20,7 @@ HWY_INLINE Zel64u bitsOfMask(D d, M mask) {
 HWY_INLINE int findByte64(Zel8u value, const Zel8u* p) {
   constexpr hn::CappedTag<Zel8u, 64> d;
   Zel64u found = 0;
+  HWY_UNROLL(4)
   for (size_t i = 0; i < 64; i += hn::MaxLanes(d)) {
     found |= bitsOfMask(d, hn::Eq(hn::LoadU(d, p + i), hn::Set(d, value))) << i;
   }

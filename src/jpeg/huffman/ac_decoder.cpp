@@ -81,7 +81,7 @@ HWY_INLINE void correct(Zel16s* coefficient, int shift, Zel64u bit) {
 // or behind the band.
 ZelStatus readCorrections(const BitSource& source, Band band, Zel16s* block, int zeros, int* k) {
   for (; *k <= band.last; ++*k) {
-    Zel16s* coefficient = block + kDecoderOrder[static_cast<size_t>(*k)];
+    Zel16s* coefficient = block + kDecoderTables.order[static_cast<size_t>(*k)];
     if (load16(coefficient) == 0) {
       if (zeros-- == 0) break;
       continue;

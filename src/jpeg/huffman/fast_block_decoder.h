@@ -12,7 +12,8 @@ namespace zelj {
 template <class Ahead>
 [[gnu::noinline]] const Zel8u* prepare(Zel16s* block, const Zel8u* at, Ahead ahead) {
   const hn::CappedTag<Zel16s, 64> d;
-  for (size_t i = 0; i < 64; i += hn::Lanes(d)) hn::StoreU(hn::Zero(d), d, block + i);
+  HWY_UNROLL(8) // no loop, nor what the compiler takes for one that clears memory
+  for (size_t i = 0; i < 64; i += hn::MaxLanes(d)) hn::StoreU(hn::Zero(d), d, block + i);
   return ahead.clearUntil(at);
 }
 
@@ -25,57 +26,64 @@ HWY_INLINE bool readBlockFast(const BitSource& source, const ZeliDecodeHuffmanSp
   const Zel8u* const from = source.bytes + *source.position;
   Reader reader(source, from, prepare(block, from, Ahead(source)));
   if (!reader.refill(source)) return false;
-  Zel32u entry = reader.lookup(dcTable);
-  if (!entry) [[unlikely]] {
-    entry = reader.lookupLong(dcTable);
-    if (!entry) return false;
+  Code code = reader.lookup(dcTable);
+  if (!code.length) [[unlikely]] {
+    code = reader.lookupLong(dcTable);
+    if (!code.length) return false;
   }
-  const auto dc = static_cast<Zel16s>(*lastDC + reader.takeAny(entry, entry & 15));
-  store16(dc, block);
+  store16(load16(lastDC) + reader.takeAny(code, kDecoderTables), block);
 
-  // A look-up takes 8 bits, a symbol of the table 23. A refill is commonly enough for four: a look at the bits guards
-  // them. It works while the symbol behind it is being looked up by the bits at hand.
+  // A look-up takes 8 bits, a symbol of the table 23: a refill is enough for two, and commonly for three. It works
+  // while the symbol behind it is being looked up by the bits at hand.
   constexpr int kGuarded = Reader::kFastSymbol + 8;
+  const DecoderTables* const tables = opaque(&kDecoderTables);
   ptrdiff_t k = 1 - 64;                                           // the position less 64
   const auto coefficient = [&]() __attribute__((always_inline)) { // false: the block is full
-    k += opaque<Zel32u>(static_cast<Zel8u>(entry)) >> 4;
-    store16(reader.take(entry, entry & 15), block + kDecoderOrder[static_cast<size_t>(k + 64)]);
+    k += static_cast<ptrdiff_t>(code.symbol >> 4);
+    store16(reader.take(code, *tables), block + tables->order[k + 64]);
+    code = reader.lookup(acTable);
     return ++k < 0;
   };
-  const auto endsBlock = [&] { return (entry & 15) == 0 && (entry & 0xF0) != 0xF0; };
-  entry = reader.lookup(acTable);
+  code = reader.lookup(acTable);
   for (;;) {
-    HWY_UNROLL(4)
-    for (int i = 0; i < 4; ++i) {
-      if (!(entry & 15)) [[unlikely]]
-        goto other;
-      if (reader.bits < kGuarded) [[unlikely]] {
-        if (!reader.refill(source)) return false;
-      }
-      if (!coefficient()) goto full;
-      entry = reader.lookup(acTable);
+    if (!code.category()) [[unlikely]]
+      goto other;
+    if (reader.bits < kGuarded) [[unlikely]] {
+      if (!reader.refill(source)) return false;
     }
+    if (!coefficient()) [[unlikely]]
+      goto full;
+    if (!code.category()) [[unlikely]]
+      goto other;
     if (!reader.refill(source)) return false;
+    if (!coefficient()) [[unlikely]]
+      goto full;
+    if (!code.category()) [[unlikely]]
+      goto other;
+    if (!coefficient()) [[unlikely]]
+      goto full;
     continue;
   other: // no coefficient, or a longer code
-    if (entry && endsBlock()) [[likely]] {
-      reader.takeAny(entry, 0);
+    code = reader.lookup(acTable);
+    if (code.length && code.symbol != 0xF0) [[likely]] {
+      reader.takeCode({0, code.length});
       break;
     }
     if (!reader.refill(source)) return false;
-    if (!entry) {
-      entry = reader.lookupLong(acTable);
-      if (!entry) return false;
+    if (!code.length) {
+      code = reader.lookupLong(acTable);
+      if (!code.length) return false;
     }
-    if (entry & 15) {
-      if (!coefficient()) goto full;
+    if (code.category()) {
+      if (!coefficient()) [[unlikely]]
+        goto full;
     } else {
-      reader.takeAny(entry, 0);
-      if (endsBlock()) break;
+      reader.takeCode({0, code.length});
+      if (code.symbol != 0xF0) break;
       k += 16;
       if (k >= 0) break;
+      code = reader.lookup(acTable);
     }
-    entry = reader.lookup(acTable);
     continue;
   full:
     if (k > 0) return false;
@@ -83,7 +91,7 @@ HWY_INLINE bool readBlockFast(const BitSource& source, const ZeliDecodeHuffmanSp
   }
   reader.finish(source);
   source.state->lastPosition = static_cast<Zel32s>(k + 64);
-  *lastDC = dc;
+  *lastDC = load16(block);
   return true;
 }
 

@@ -3,19 +3,19 @@
 #pragma once
 
 #include <algorithm>
-#include <array>
 #include <cstdint>
 
 #include "jpeg/huffman/big_endian.h"
 #include "jpeg/huffman/bit_reader.h"
+#include "jpeg/huffman/block_decoder.h"
+#include "jpeg/huffman/opaque.h"
 #include "simd/byte_masks.h"
 #include "simd/simd.h"
 
 namespace zelj {
 
-// Symbols are handled as in the look-up table: code length << 16 | symbol, 0 for none.
-
-// The symbol that begins the 16 bits, of a code of 9 to 16 bits.
+// The symbol that begins the 16 bits, of a code of 9 to 16 bits, as in the look-up table: code length << 16 | symbol, 0
+// for none.
 [[gnu::noinline]] inline Zel32u lookupLongCode(const ZeliDecodeHuffmanSpec& spec, Zel32u next16) {
   const hn::FixedTag<Zel16u, 8> d;
   // The next 9 to 16 bits beside the largest codes of these lengths. A length without codes has kNoCode, and fits none.
@@ -72,12 +72,11 @@ struct UnboundedAhead {
   }
 };
 
-// What is added to additional bits that stand for a negative value.
-constexpr auto kOffsets = [] {
-  std::array<Zel32s, 16> offsets{};
-  for (size_t category = 0; category < 16; ++category) offsets[category] = 1 - (1 << category);
-  return offsets;
-}();
+// A code with its length, 0 for none.
+struct Code {
+  Zel64u symbol, length;
+  Zel64u category() const { return symbol & 15; }
+};
 
 template <class Ahead>
 struct FastReader {
@@ -97,7 +96,7 @@ struct FastReader {
 
   // To be called with the place of the source, and what clearUntil() says of it.
   HWY_INLINE FastReader(const BitSource& source, const Zel8u* from, const Zel8u* clearUntil)
-      : bits(source.state->validBits), stuffed(false), at(from), next0xFF(clearUntil) {
+      : bits(static_cast<Zel32u>(source.state->validBits)), stuffed(false), at(from), next0xFF(clearUntil) {
     accumulator = source.state->accumulator << 1 << (63 - bits); // no single shift moves 0 bits to the top
   }
 
@@ -120,21 +119,38 @@ struct FastReader {
     return true;
   }
 
-  HWY_INLINE Zel32u lookup(const ZeliDecodeHuffmanSpec& spec) const { return spec.fastLookup[accumulator >> 56]; }
-  HWY_INLINE Zel32u lookupLong(const ZeliDecodeHuffmanSpec& spec) const {
-    return lookupLongCode(spec, static_cast<Zel32u>(accumulator >> 48));
+  // Symbol and length are loaded each by itself, the length at once to where the accumulator's shift waits for it. (An
+  // index of its own for each, or an address for both would be computed in front of them.)
+  HWY_INLINE Code lookup(const ZeliDecodeHuffmanSpec& spec) const {
+    constexpr bool kLittle = std::endian::native == std::endian::little;
+    const auto* const entries = reinterpret_cast<const Zel8u*>(spec.fastLookup);
+    const Zel64u i = accumulator >> 56, j = opaque(i);
+    return {opaque<Zel64u>(entries[4 * i + (kLittle ? 0 : 3)]), entries[4 * j + (kLittle ? 2 : 1)]};
+  }
+  HWY_INLINE Code lookupLong(const ZeliDecodeHuffmanSpec& spec) const {
+    const Zel32u entry = lookupLongCode(spec, static_cast<Zel32u>(accumulator >> 48));
+    return {entry & 255, entry >> 16};
   }
 
-  // Takes a code and `category` additional bits, 1 to 15, and returns the value that these stand for.
-  HWY_INLINE int take(Zel32u entry, Zel32u category) {
-    const Zel64u rest = takeCode(entry, category);
-    return valueOf(rest, rest >> (-category & 63), category);
+  // Takes a code and its additional bits, 1 to 15, and returns the value that these stand for.
+  HWY_INLINE int take(Code code, const DecoderTables& tables) {
+    const Zel64u rest = takeCode(code);
+    return valueOf(rest, rest >> (-code.category() & 63), tables.offsets[code.category()]);
   }
 
   // The same for 0 to 15 bits.
-  HWY_INLINE int takeAny(Zel32u entry, Zel32u category) {
-    const Zel64u rest = takeCode(entry, category);
-    return valueOf(rest, rest >> 1 >> (63 - category), category);
+  HWY_INLINE int takeAny(Code code, const DecoderTables& tables) {
+    const Zel64u rest = takeCode(code);
+    return valueOf(rest, rest >> 1 >> (63 - code.category()), tables.offsets[code.category()]);
+  }
+
+  // Takes a code and its additional bits; these are the first bits of the result.
+  HWY_INLINE Zel64u takeCode(Code code) {
+    const Zel64u rest = accumulator << code.length;
+    accumulator = rest << code.category();
+    bits -= static_cast<Zel64s>(code.length);
+    bits -= static_cast<Zel64s>(code.category());
+    return rest;
   }
 
   // Hands four bytes back if there are as many, and writes position and accumulator. (The first refill took four.)
@@ -147,20 +163,11 @@ struct FastReader {
   }
 
  private:
-  // Takes a code and additional bits; these are the first bits of the result.
-  HWY_INLINE Zel64u takeCode(Zel32u entry, Zel32u category) {
-    const Zel32u length = entry >> 16;
-    const Zel64u rest = accumulator << length;
-    accumulator = rest << category;
-    bits -= length + category;
-    return rest;
-  }
-
   // Negative values begin with a 0, and all ones are taken off the magnitude then. (Without a branch: signs cannot be
   // predicted.)
-  HWY_INLINE static int valueOf(Zel64u rest, Zel64u magnitude, Zel32u category) {
+  HWY_INLINE static int valueOf(Zel64u rest, Zel64u magnitude, Zel32s offset) {
     const auto positive = static_cast<Zel32s>(static_cast<Zel64s>(rest) >> 63);
-    return static_cast<Zel32s>(magnitude) + (kOffsets[category] & ~positive);
+    return static_cast<Zel32s>(magnitude) + (offset & ~positive);
   }
 
   struct Refilled {
