@@ -665,7 +665,8 @@ ZELJ_API ZelStatus zeliDecodeHuffmanOne_JPEG_1u16s_C1(const Zel8u* pSrc, Zel32s 
  *
  *  Checks of the decoders: pSrc null (-8), srcLenBytes below 1 (-6), the other pointers but those named last null (-8),
  *  Ss, Se, Al as above (-5), the table and pState null (-8). While decoding: -62 at the end of the source, -63 when
- * bits are missing before a marker or no code fits; a call of an AC scan that itself meets the marker answers -62.
+ * bits are missing before a marker or no code fits; in AC scans -62 for the bits behind a code, too, where the very
+ *  read of them meets the marker.
  *  @{ */
 
 /** Appends the DC term without its `Al` lowest bits, as the difference from `*pLastDC`, which is kept without them,
@@ -757,15 +758,15 @@ ZELJ_API ZelStatus zeliEncodeHuffmanRawTableInit_JPEG_8u(const Zel32s* pStatisti
  *  precision. Checks: pointers null (-8), width below 1 (-6), P outside 2..16 or Pt below 0 (-5). */
 ZELJ_API ZelStatus zeliDiffPredFirstRow_JPEG_16s_C1(const Zel16s* pSrc, Zel16s* pDst, Zel32s width, Zel32s P,
                                                     Zel32s Pt);
-/** The inverse of zeliDiffPredFirstRow_JPEG_16s_C1. */
+/** The inverse of zeliDiffPredFirstRow_JPEG_16s_C1, also in place. */
 ZELJ_API ZelStatus zeliReconstructPredFirstRow_JPEG_16s_C1(const Zel16s* pSrc, Zel16s* pDst, Zel32s width, Zel32s P,
                                                            Zel32s Pt);
 /** Differences of any other row, with one of the predictors 1 to 7 of T.81 Table H.1; the first sample's from the one
- *  above. Samples count as signed where a prediction halves. Checks: pointers null (-8), width below 1 (-6), predictor
- *  outside 1..7 (-5). */
+ *  above. Samples count as signed where a prediction halves. In place with predictors 2 and 3 alone. Checks: pointers
+ *  null (-8), width below 1 (-6), predictor outside 1..7 (-5). */
 ZELJ_API ZelStatus zeliDiffPredRow_JPEG_16s_C1(const Zel16s* pSrc, const Zel16s* pPrevRow, Zel16s* pDst, Zel32s width,
                                                Zel32s predictor);
-/** The inverse of zeliDiffPredRow_JPEG_16s_C1: pPrevRow is the row of samples above. */
+/** The inverse of zeliDiffPredRow_JPEG_16s_C1, also in place: pPrevRow is the row of samples above. */
 ZELJ_API ZelStatus zeliReconstructPredRow_JPEG_16s_C1(const Zel16s* pSrc, const Zel16s* pPrevRow, Zel16s* pDst,
                                                       Zel32s width, Zel32s predictor);
 /** Appends rows of differences of up to four planes (of more the first four), the planes' samples in turn, each by its

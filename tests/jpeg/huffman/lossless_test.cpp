@@ -2,6 +2,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstring>
+#include <tuple>
 
 #include "model.h"
 #include "states.h"
@@ -67,6 +69,9 @@ TEST(Lossless, PredictorsAndTheirInverses) {
       ASSERT_EQ(
           zeliReconstructPredRow_JPEG_16s_C1(difference.data(), above.data(), difference.data(), width, predictor), 0);
       ASSERT_TRUE(equals(difference, [&](int x, int y) { return samples.get(x, y); })) << "predictor " << predictor;
+      if (predictor != 2 && predictor != 3) continue; // which do not look at the sample to the left
+      ASSERT_EQ(zeliDiffPredRow_JPEG_16s_C1(back.data(), above.data(), back.data(), width, predictor), zelStatusOk);
+      ASSERT_TRUE(equals(back, want)) << "predictor " << predictor;
     }
   }
 }
@@ -158,6 +163,19 @@ ZelStatus decode(Rows& rows, const std::vector<Zel8u>& bytes, Zel32s* marker, in
   ZelStatus status = zeliDecodeHuffmanRow_JPEG_1u16s_C1P4(source.data(), static_cast<Zel32s>(bytes.size()), &position,
                                                           to, rows.width, rows.planes, marker, tables, state.get());
   EXPECT_LE(state.validBits(), 32);
+  if (status != zelStatusOk) {
+    // All is left as by one value after the other.
+    DecoderState one;
+    Zel32s at = 0, met = 0;
+    Zel16s value;
+    ZelStatus last = zelStatusOk;
+    for (size_t c = 0; last == zelStatusOk; c = (c + 1) % rows.samples.size()) {
+      last = zeliDecodeHuffmanOne_JPEG_1u16s_C1(source.data(), static_cast<Zel32s>(bytes.size()), &at, &value, &met,
+                                                rows.tables[c].decoder(), one.get());
+    }
+    EXPECT_EQ(std::tie(status, position, *marker), std::tie(last, at, met));
+    EXPECT_EQ(std::memcmp(state.bytes, one.bytes, 12), 0);
+  }
   if (state.validBits() < 0) status = zelStatusJpegCoefficientRange; // of bits that a marker withheld
   *right = 0;
   for (int x = 0; x < rows.width; ++x) {
@@ -239,6 +257,25 @@ TEST(Lossless, RowCoderStatuses) {
               reading[s])
         << s;
   }
+  // Categories of 17 and more, too, stand for -32768, without further bits; of a DC term's symbol four bits count.
+  Table beyond({1}, {0x23}); // 0
+  Zel8u zeros[60] = {};
+  Zel16s row[40], lastDc = 0;
+  Zel16s* only[4] = {row, nullptr, nullptr, nullptr};
+  const ZeliDecodeHuffmanSpec* specs[4] = {beyond.decoder(), nullptr, nullptr, nullptr};
+  for (const int length : {60, 8}) { // with and without room to read ahead
+    DecoderState state;
+    position = 0;
+    EXPECT_EQ(zeliDecodeHuffmanRow_JPEG_1u16s_C1P4(zeros, length, &position, only, 40, 1, &marker, specs, state.get()),
+              zelStatusOk);
+    EXPECT_EQ(std::count(row, row + 40, -32768), 40);
+  }
+  zeros[0] = 0x70;
+  DecoderState dc;
+  EXPECT_EQ(zeliDecodeHuffman8x8_DCFirst_JPEG_1u16s_C1(zeros, 60, &(position = 0), row, &lastDc, &marker, 0,
+                                                       beyond.decoder(), dc.get()),
+            zelStatusOk);
+  EXPECT_EQ(lastDc, 7);
   // Samples in front of one without a code are written.
   position = 0;
   samples[1] = 5;

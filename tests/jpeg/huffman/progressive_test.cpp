@@ -172,6 +172,7 @@ std::vector<Zel32u> countedBy(const std::vector<Block>& blocks, Scan s) {
     }
     EXPECT_EQ(status, zelStatusOk);
   }
+  EXPECT_EQ(std::memcmp(state.bytes, EncoderState().bytes, sizeof state.bytes), 0);
   return counts;
 }
 
@@ -296,26 +297,70 @@ TEST(HuffmanProgressive, EndsAtEveryCutAndMarker) {
   }
 }
 
-TEST(HuffmanProgressive, MarkerPending) {
-  // One correction bit for each of 63 coefficients, and a marker behind the block.
-  Table table({0, 0, 0, 0, 0, 0, 0, 3}, {0x00, 0x01, 0xF0});
-  std::vector<Block> blocks(2);
-  for (Block& block : blocks) block.fill(2);
-  std::vector<Zel8u> bytes = bytesOf(table.codes[0] + std::string(63, '1') + table.codes[0] + std::string(57, '1'));
-  bytes.insert(bytes.end(), {0xFF, 0xD9});
-  DecoderState state;
-  Zel32s position = 0, marker = 0;
-  const auto next = [&](Block& block) {
-    return zeliDecodeHuffman8x8_ACRefine_JPEG_1u16s_C1(bytes.data(), static_cast<Zel32s>(bytes.size()), &position,
-                                                       block.data(), &marker, 1, 63, 0, table.decoder(), state.get());
-  };
-  EXPECT_GE(next(blocks[0]), zelStatusOk);
-  Block three;
-  three.fill(3);
-  three[0] = 2;
-  EXPECT_EQ(blocks[0], three);
-  EXPECT_LT(next(blocks[1]), zelStatusOk) << "6 of 63 bits are missing";
-  EXPECT_EQ(marker, 0xD9);
+// By hand, up to a marker; FF FF is one, too.
+TEST(HuffmanProgressive, AtAMarker) {
+  Table table({0, 3, 1}, {0x00, 0x02, 0x0F, 0xE0}); // 00, 01, 10, 110
+  for (const Zel8u marker : {Zel8u{0xD9}, Zel8u{0xFF}}) {
+    Zel8u bytes[] = {0x7C, 0xFF, marker};
+    DecoderState state;
+    Block block{};
+    Zel32s position = 0, met = 0;
+    const auto read = [&](auto* decoder) {
+      return decoder(bytes, 3, &position, block.data(), &met, 1, 63, 0, table.decoder(), state.get());
+    };
+    // 01 1 1 1 1 00: behind corrections of three, of which one has its bit, a new coefficient, of whatever size.
+    block[1] = 2;
+    block[8] = 3;
+    block[16] = -2;
+    EXPECT_EQ(read(zeliDecodeHuffman8x8_ACRefine_JPEG_1u16s_C1), zelStatusJpegMarkerPending);
+    EXPECT_EQ(block, (Block{0, 3, 0, 0, 0, 0, 0, 0, 3, 1, 0, 0, 0, 0, 0, 0, -3}));
+    EXPECT_EQ(position, 3);
+    EXPECT_EQ(met, marker);
+    EXPECT_EQ(read(zeliDecodeHuffman8x8_ACRefine_JPEG_1u16s_C1), zelStatusJpegCoefficientRange);
+    // 01 00 00: a first scan has no such note.
+    bytes[0] = 0x40;
+    position = met = 0;
+    EXPECT_EQ(read(zeliDecodeHuffman8x8_ACFirst_JPEG_1u16s_C1), zelStatusOk);
+    EXPECT_EQ(block[1], -3);
+    // Bits that a read lacks which meets the marker itself, of a coefficient and of a run of blocks.
+    for (const int held : {0x80, 0xC0}) {
+      state.hold(static_cast<Zel64u>(held), 8);
+      position = 1;
+      met = 0;
+      EXPECT_EQ(read(zeliDecodeHuffman8x8_ACFirst_JPEG_1u16s_C1), zelStatusJpegBufferEnd);
+      EXPECT_EQ(met, marker);
+      EXPECT_EQ(state.eobRun(), held == 0xC0 ? 1 << 14 : 0);
+    }
+  }
+}
+
+// What a block wrote in front of a failure stays, and a flush makes the state new whatever fails in it.
+TEST(HuffmanProgressive, BehindAFailure) {
+  Table table({0, 1}, {0x01}); // 00; no code for the end of a band
+  for (const int room : {2, 1}) {
+    EncoderState state, fresh;
+    Block block{};
+    Zel8u bytes[2];
+    Zel32s position = 0;
+    const auto put = [&](int Se, int flush) {
+      return zeliEncodeHuffman8x8_ACFirst_JPEG_16s1u_C1(block.data(), bytes, room, &position, 1, Se, 0, table.encoder(),
+                                                        state.get(), flush);
+    };
+    block[1] = 1;
+    for (int i = 0; i < 3; ++i) EXPECT_EQ(put(1, 0), zelStatusOk); // 00 1
+    block[8] = 2;
+    EXPECT_EQ(put(2, 0), zelStatusJpegHuffmanTable); // 00 1 in front of what has no code
+    block.fill(0);
+    EXPECT_EQ(put(2, 0), zelStatusOk);
+    EXPECT_EQ(put(2, 1), zelStatusJpegHuffmanTable); // the run of one block
+    EXPECT_EQ(position, room);
+    EXPECT_EQ(bytes[0], 0b00100100);
+    if (room == 2) {
+      EXPECT_EQ(bytes[1], 0b10011111);
+    }
+    fresh.bytes[12] = 1; // the run stays
+    EXPECT_EQ(std::memcmp(state.bytes, fresh.bytes, sizeof fresh.bytes), 0);
+  }
 }
 
 TEST(HuffmanProgressive, RunsAndCorrectionsHaveLimits) {
@@ -353,6 +398,10 @@ TEST(HuffmanProgressive, RunsAndCorrectionsHaveLimits) {
   EXPECT_EQ(encode({large}, first, table, 100, &bytes), zelStatusJpegHuffmanTable);
   large[0] = 2048;
   EXPECT_EQ(encode({large}, {0, 0, 0, 0}, table, 100, &bytes), zelStatusJpegCoefficientRange);
+  Zel32u counts[256]{};
+  Zel16s lastDc = 0;
+  EXPECT_EQ(zeliGetHuffmanStatistics8x8_DCFirst_JPEG_16s_C1(large.data(), counts, &lastDc, 0),
+            zelStatusJpegCoefficientRange);
 }
 
 // A decoder in a run of blocks reads nothing.
