@@ -9,6 +9,7 @@
 
 #include <atomic>
 #include <cerrno>
+#include <cstring>
 #include <filesystem>
 #include <optional>
 
@@ -20,11 +21,27 @@ constexpr size_t kBufferSize = size_t{1} << 16;
 // The temporary file that a signal must remove: a program writes one file at a time.
 std::atomic<const char*> temporaryFile{nullptr};
 
+// Whether signals have to wait, and which one does.
+std::atomic<bool> signalsWait{false};
+std::atomic<int> waiting{0};
+
 extern "C" void removeTemporaryFile(int signal) {
+  if (signalsWait) {
+    waiting = signal;
+    return;
+  }
   if (const char* path = temporaryFile.load()) ::unlink(path);
   ::signal(signal, SIG_DFL);
   ::raise(signal);
 }
+
+struct SignalsWait {
+  SignalsWait() { signalsWait = true; }
+  ~SignalsWait() {
+    signalsWait = false;
+    if (waiting) removeTemporaryFile(waiting);
+  }
+};
 
 Error failure() {
   return {std::strerror(errno)};
@@ -165,15 +182,24 @@ Error FileOutput::patch(uint64_t position, ByteSpan bytes) {
   return {};
 }
 
+// The old file stays as it is until there is room for the new one. From there on signals wait.
 Error FileOutput::copyOver() {
+  struct stat fresh {
+  }, old{};
+  if (::fstat(file_, &fresh) != 0 || ::fstat(target_, &old) != 0) return failure();
   if (::lseek(file_, 0, SEEK_SET) < 0) return failure();
   Bytes part(kBufferSize);
-  if (::ftruncate(target_, 0) != 0) return failure();
+  if (const int bad = ::posix_fallocate(target_, 0, fresh.st_size); bad == ENOSPC || bad == EFBIG) {
+    if (::ftruncate(target_, old.st_size) != 0) return failure();
+    return {std::strerror(bad)};
+  }
+  const SignalsWait wait;
   for (ssize_t got; (got = ::read(file_, part.data(), part.size())) != 0;) {
     if (got < 0 && errno != EINTR) return failure();
     if (got < 0) continue;
     if (Error error = writeAll(target_, ByteSpan(part).first(static_cast<size_t>(got)))) return error;
   }
+  if (::ftruncate(target_, fresh.st_size) != 0) return failure();
   const int target = target_;
   target_ = -1;
   return ::close(target) == 0 ? Error{} : failure();
