@@ -160,7 +160,7 @@ TEST_F(Zelimg, RecodesAndReadsTheFirstScans) {
   ASSERT_EQ(zelimg("p.jpg coarse.ppm --scans-read 1"), 0);
   EXPECT_NE(folder_.read("coarse.ppm"), folder_.read("a.ppm"));
   std::string said;
-  EXPECT_EQ(zelimg("recode in.ppm b.ppm", &said), 1);
+  EXPECT_EQ(zelimg("recode in.ppm b.jpg", &said), 1);
   EXPECT_NE(said.find("cannot be recoded"), std::string::npos);
   EXPECT_EQ(zelimg("recode a.jpg b.jpg --orient --sampling 422", &said), 0);
   EXPECT_NE(said.find("--orient has no effect"), std::string::npos);

@@ -79,9 +79,8 @@ class Format {
 
   // Makes another file of the same format without decoding to samples. `damage` gets a message if data were damaged and
   // settings.keepGoing made a file of them nevertheless.
-  virtual Error recode(img::ByteSource&, img::ByteSink&, const Settings&, std::string& /*damage*/) {
-    return fail("%s files cannot be recoded", title());
-  }
+  virtual bool recodes() const { return false; }
+  virtual Error recode(img::ByteSource&, img::ByteSink&, const Settings&, std::string& /*damage*/) { return {}; }
 };
 
 using Formats = std::vector<std::unique_ptr<Format>>;

@@ -163,6 +163,7 @@ class Jpeg : public Format {
     return jpeg::openWriter(sink, picture, encode_, writer);
   }
 
+  bool recodes() const override { return true; }
   Error recode(img::ByteSource& source, img::ByteSink& sink, const Settings& settings, std::string& damage) override {
     recode_.maxPixels = settings.maxPixels;
     recode_.keepGoing = settings.keepGoing;

@@ -227,6 +227,9 @@ int recode(const std::string& from, const std::string& to, Arguments& arguments,
   const std::string fromName = shown(from, "standard input"), toName = shown(to, "standard output");
   Opened opened;
   if (Error error = naming(fromName, [&] { return open(from, formats, opened); })) return report(kFileFailed, error);
+  if (!opened.format->recodes()) {
+    return report(kFileFailed, fail("%s: %s files cannot be recoded", fromName.c_str(), opened.format->title()));
+  }
   if (Error error = giveOptions(arguments, *opened.format, Use::recoding)) return report(kBadCommand, error);
   const Format* named = formatOfExtension(formats, formats::extensionOf(to));
   if (named && named != opened.format) {
