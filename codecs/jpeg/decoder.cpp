@@ -138,11 +138,20 @@ class Reader : public DamageReader {
     AlignedArray<Block> blocks;
   };
 
+  // Rows of MCUs that one thread decodes.
+  struct Group {
+    int begin = 0, end = 0;
+    // Where there are restart intervals: those of the rows, where the first of them begins, and the bytes from there to
+    // the end of the last one at least.
+    IntervalFinder::Found found = IntervalFinder::Found::notWhole;
+    size_t data = 0;
+    ByteSpan bytes;
+  };
+
   // Restart intervals, or coefficients that are all there: rows of MCUs go side by side and are written one after the
   // other.
   Error pushByRows(img::RowWriter& writer, const img::Progress& progress) {
     const int mcuRows = divideUp(picture_.height, rowsOfMcuRow_), reach = looksAround_ ? 1 : 0;
-    const bool byIntervals = !intervals_.empty();
     // How many of the rows of MCUs that a row of output needs are still to come.
     std::vector<std::atomic<int>> awaited(static_cast<size_t>(mcuRows));
     for (int row = 0; row < mcuRows; ++row) {
@@ -172,40 +181,70 @@ class Reader : public DamageReader {
       if (bad && !error) error = bad;
       return bool(bad);
     };
-    img::Pipeline pipeline;
-    pipeline.items = divideUp(mcuRows, rowsOfGroup_);
-    pipeline.begin = [](int64_t, int) { return true; };
-    pipeline.work = [&](int64_t item, int slot) {
-      Scratch& scratch = scratch_[static_cast<size_t>(slot / img::Pipeline::kSlotsOfThread)];
-      const int begin = static_cast<int>(item) * rowsOfGroup_;
-      if (!byIntervals) {
-        if (coefficients_) transformCoefficients(begin);
-        rowDone(begin, scratch);
-        return true;
-      }
-      std::unique_ptr<img::ByteSource> source;
-      std::unique_ptr<ScanReader> reader;
-      if (failed(openAt(begin, source, reader))) return false;
-      for (int row = begin; row < std::min(begin + rowsOfGroup_, mcuRows); ++row) {
-        if (failed(decodeMcuRow(row, *reader, scratch))) return false;
-        rowDone(row, scratch);
-      }
-      return true;
-    };
     // When all rows up to one are done, so is the output of the row that does not need the next.
     int written = 0;
-    pipeline.end = [&](int64_t item, int) {
-      const int done = static_cast<int>(std::min<int64_t>((item + 1) * rowsOfGroup_, mcuRows));
-      const int possible = done == mcuRows ? mcuRows : done - reach;
-      for (; written < possible; ++written) {
+    const auto write = [&](int done) {
+      for (const int possible = done == mcuRows ? mcuRows : done - reach; written < possible; ++written) {
         const Rows rows = rowsOf(written);
         if (failed(writer.write(asConst(rows)))) return false;
         if (progress) progress(written * rowsOfMcuRow_ + rows.count);
       }
       return true;
     };
-    run(pipeline, options_.threads);
-    return error;
+    constexpr size_t kWindow = size_t{1} << 22;
+    using Found = IntervalFinder::Found;
+    int firstRow = 0;
+    Group rest; // the first group whose intervals are not known
+    std::vector<Group> groups(static_cast<size_t>(options_.threads * img::Pipeline::kSlotsOfThread));
+    img::Pipeline pipeline;
+    pipeline.begin = [&](int64_t item, int slot) {
+      Group& group = groups[static_cast<size_t>(slot)];
+      group.begin = firstRow + static_cast<int>(item) * rowsOfGroup_;
+      group.end = std::min(group.begin + rowsOfGroup_, mcuRows);
+      group.found = Found::notWhole;
+      if (!finder_ || rest.end > 0) return true;
+      if (failed(findGroup(group))) return false;
+      if (group.found != Found::whole) rest = group;
+      return true;
+    };
+    pipeline.work = [&](int64_t, int slot) {
+      const Group& group = groups[static_cast<size_t>(slot)];
+      const auto thread = static_cast<size_t>(slot / img::Pipeline::kSlotsOfThread);
+      if (finder_ && group.found != Found::whole) return true;
+      std::unique_ptr<img::ByteSource> source;
+      std::unique_ptr<ScanReader> reader;
+      if (finder_ && failed(openAt(group, source, reader))) return false;
+      for (int row = group.begin; row < group.end; ++row) {
+        if (coefficients_) transformCoefficients(row);
+        if (reader && failed(decodeMcuRow(row, *reader, scratch_[thread]))) return false;
+        rowDone(row, scratch_[thread]);
+      }
+      return true;
+    };
+    pipeline.end = [&](int64_t, int slot) {
+      const Group& group = groups[static_cast<size_t>(slot)];
+      return (finder_ && group.found != Found::whole) || write(group.end);
+    };
+    for (size_t window = kWindow;;) {
+      pipeline.items = divideUp(mcuRows - firstRow, rowsOfGroup_);
+      if (finder_) finder_->begin(int64_t{firstRow} * tables_.scan.mcusWide / header_.restartInterval, window);
+      rest = {};
+      run(pipeline, options_.threads);
+      if (error || !finder_) return error;
+      source_.skip(rest.end > 0 ? rest.data : finder_->end());
+      if (rest.end == 0) return {};
+      if (rest.found != Found::noMemory) break;
+      window = rest.begin > firstRow ? kWindow : 2 * window;
+      firstRow = rest.begin;
+    }
+    scanReader_ = readerOf(source_);
+    if (Error bad = scanReader_->skipTo(int64_t{rest.begin} * tables_.scan.mcusWide)) return bad;
+    for (int row = rest.begin; row < mcuRows; ++row) {
+      if (Error bad = decodeMcuRow(row, *scanReader_, scratch_[0])) return bad;
+      rowDone(row, scratch_[0]);
+      if (!write(row + 1)) return error;
+    }
+    return {};
   }
 
   // A scan whose restart intervals, if it has any, are of no help: pieces of it are decoded side by side as far as that
@@ -274,7 +313,7 @@ class Reader : public DamageReader {
   }
 
   // How many rows of MCUs are worked on at a time, with their neighbours.
-  int mcuRowsInFlight() const { return options_.threads * img::Pipeline::kSlotsOfThread * rowsOfGroup_ + 4; }
+  int mcuRowsInFlight() const { return options_.threads * img::Pipeline::kSlotsOfThread * rowsOfGroup_ + 2; }
 
   Error begin(bool sideBySide) {
     if (progressive_) {
@@ -287,11 +326,8 @@ class Reader : public DamageReader {
       return decodeScans();
     }
     if (Error error = prepareScan(firstScan_)) return error;
-    scanReader_ =
-        std::make_unique<ScanReader>(source_, tables_.scan, tables_.huffman, header_.restartInterval, damage_);
-    if (sideBySide && header_.restartInterval) {
-      if (Error error = findParallelIntervals()) return error;
-    }
+    scanReader_ = readerOf(source_);
+    if (sideBySide && header_.restartInterval) findParallelIntervals();
     makePlanes(!scanReader_);
     return {};
   }
@@ -475,9 +511,8 @@ class Reader : public DamageReader {
     }
   }
 
-  // Looks whether rows of MCUs can be read side by side: all restart intervals are there, in their order, and rows
-  // begin with one or not far behind.
-  Error findParallelIntervals() {
+  // Looks whether rows of MCUs can be read side by side: they begin with restart intervals or not far behind.
+  void findParallelIntervals() {
     const int64_t interval = header_.restartInterval;
     const int wide = tables_.scan.mcusWide;
     if (interval % wide == 0 && interval / wide <= kLongestInterval)
@@ -485,27 +520,33 @@ class Reader : public DamageReader {
     else if (wide % interval == 0 || interval * 4 <= wide)
       rowsOfGroup_ = 1;
     else
-      return {};
-    if (Error error = source_.loadAll()) return error;
-    const int64_t count = (tables_.scan.mcuCount() + interval - 1) / interval;
-    if (!findIntervals(source_.visible(), count, intervals_)) {
-      intervals_.clear();
-      rowsOfGroup_ = 1;
-      return {};
-    }
-    data_ = source_.visible();
-    source_.skip(intervals_.back().end);
+      return;
+    finder_.emplace(source_, (tables_.scan.mcuCount() + interval - 1) / interval);
     scanReader_.reset();
+  }
+
+  // Looks for the restart intervals of a group, the last of which may be that of the next group, too.
+  Error findGroup(Group& group) {
+    const int64_t wide = tables_.scan.mcusWide, interval = header_.restartInterval;
+    const int64_t first = group.begin * wide / interval, last = (group.end * wide - 1) / interval;
+    for (int64_t i = first; i <= last; ++i) {
+      if (Error error = finder_->find(i, group.found)) return error;
+      if (i == first) group.data = finder_->begin();
+      if (group.found != IntervalFinder::Found::whole) return {};
+    }
+    group.bytes = source_.visible().subspan(group.data);
     return {};
   }
 
-  // A reader that stands at the first MCU of a row.
-  Error openAt(int mcuRow, std::unique_ptr<img::ByteSource>& source, std::unique_ptr<ScanReader>& reader) {
-    const int64_t mcu = int64_t{mcuRow} * tables_.scan.mcusWide, interval = header_.restartInterval;
-    const auto first = static_cast<size_t>(mcu / interval);
-    source = std::make_unique<img::ByteSource>(data_.subspan(intervals_[first].begin));
-    reader = std::make_unique<ScanReader>(*source, tables_.scan, tables_.huffman, header_.restartInterval, damage_);
-    return reader->skipTo(mcu);
+  std::unique_ptr<ScanReader> readerOf(img::ByteSource& source) {
+    return std::make_unique<ScanReader>(source, tables_.scan, tables_.huffman, header_.restartInterval, damage_);
+  }
+
+  // A reader that stands at the first MCU of a group.
+  Error openAt(const Group& group, std::unique_ptr<img::ByteSource>& source, std::unique_ptr<ScanReader>& reader) {
+    source = std::make_unique<img::ByteSource>(group.bytes);
+    reader = readerOf(*source);
+    return reader->skipTo(int64_t{group.begin} * tables_.scan.mcusWide);
   }
 
   img::ByteSource& source_;
@@ -523,9 +564,8 @@ class Reader : public DamageReader {
   std::vector<Scratch> scratch_; // by thread
   ScanTables tables_;
   std::unique_ptr<ScanReader> scanReader_;
-  ByteSpan data_; // of the scan, where `intervals_` lie
-  std::vector<Interval> intervals_;
-  int rowsOfGroup_ = 1; // rows of MCUs that are decoded by one thread
+  std::optional<IntervalFinder> finder_; // where restart intervals are decoded side by side
+  int rowsOfGroup_ = 1;                  // rows of MCUs that are decoded by one thread
 };
 
 } // namespace

@@ -20,23 +20,34 @@ constexpr size_t kLookAhead = size_t{1} << 20;
 
 } // namespace
 
-bool findIntervals(ByteSpan data, int64_t count, std::vector<Interval>& intervals) {
-  intervals.clear();
-  size_t begin = 0;
-  for (size_t position = 0; position + 1 < data.size();) {
-    const void* found = std::memchr(data.data() + position, 0xFF, data.size() - position - 1);
-    if (!found) return false;
-    const auto at = static_cast<size_t>(static_cast<const uint8_t*>(found) - data.data());
-    const int code = data[at + 1];
-    position = at + (code == 0xFF ? 1 : 2);
+void IntervalFinder::begin(int64_t interval, size_t most) {
+  source_.reserve(most);
+  most_ = most;
+  interval_ = interval - 1;
+  next_ = 0;
+}
+
+Error IntervalFinder::find(int64_t interval, Found& found) {
+  found = Found::whole;
+  if (interval == interval_) return {};
+  begin_ = next_;
+  interval_ = interval;
+  for (size_t position = begin_;;) {
+    found = Found::noMemory;
+    if (position + 2 > most_ && !source_.ended()) return {};
+    if (Error error = source_.fill(position + 2)) return error;
+    found = Found::notWhole;
+    const ByteSpan bytes = source_.visible();
+    if (bytes.size() < position + 2) return {};
+    const void* at = std::memchr(bytes.data() + position, 0xFF, bytes.size() - position - 1);
+    end_ = at ? static_cast<size_t>(static_cast<const uint8_t*>(at) - bytes.data()) : bytes.size() - 1;
+    const int code = at ? bytes[end_ + 1] : 0;
+    next_ = position = end_ + (!at ? 0 : code == 0xFF ? 1 : 2);
     if (code == 0 || code == 0xFF) continue;
-    intervals.push_back({begin, at});
-    begin = position;
-    if (!isRestart(code)) return static_cast<int64_t>(intervals.size()) == count;
-    if (code != kRst0 + static_cast<int>((intervals.size() - 1) % 8)) return false;
-    if (static_cast<int64_t>(intervals.size()) == count) return false;
+    const bool expected = interval + 1 < count_ ? code == kRst0 + static_cast<int>(interval % 8) : !isRestart(code);
+    if (expected) found = Found::whole;
+    return {};
   }
-  return false;
 }
 
 std::vector<BlockCoder> codersOf(const Scan& scan, const TablesOfScan& tables) {

@@ -45,14 +45,31 @@ struct Place {
   }
 };
 
-// The bytes of one restart interval in memory.
-struct Interval {
-  size_t begin = 0, end = 0;
-};
+// Finds the restart intervals of a scan one after the other, before anybody has decoded them.
+class IntervalFinder {
+ public:
+  IntervalFinder(img::ByteSource& source, int64_t count) : source_(source), count_(count) {}
 
-// Finds all restart intervals of a scan whose data are visible. False if they are not `count` in their order: then one
-// must go through them from the beginning to know which is which.
-bool findIntervals(ByteSpan data, int64_t count, std::vector<Interval>& intervals);
+  // The source stands at the beginning of this interval. From now on its bytes stay where they are, and no more than
+  // about `most` of them come into memory.
+  void begin(int64_t interval, size_t most);
+
+  enum class Found { whole, notWhole, noMemory };
+
+  // Finds both ends of the interval, which is the last one found or the next. It is not whole if the marker behind it
+  // is not the one that should be there: one must go through the intervals from here on to know which is which.
+  Error find(int64_t interval, Found& found);
+
+  // Of the interval, in the visible bytes.
+  size_t begin() const { return begin_; }
+  size_t end() const { return end_; }
+
+ private:
+  img::ByteSource& source_;
+  const int64_t count_;
+  int64_t interval_ = -1;
+  size_t most_ = 0, begin_ = 0, end_ = 0, next_ = 0;
+};
 
 // Reads the MCUs of a scan in their order. A block whose data are lost repeats the DC term of the one before.
 //
