@@ -25,17 +25,20 @@ HWY_INLINE bool readBlockFast(const BitSource& source, const ZeliDecodeHuffmanSp
   if (!Reader::canStart(source)) return false;
   const Zel8u* const from = source.bytes + *source.position;
   Reader reader(source, from, prepare(block, from, Ahead(source)));
-  if (!reader.refill(source)) return false;
+  // A refill works while the symbol behind it is being looked up by the bits at hand.
+  if (reader.bits < Reader::kLookup) [[unlikely]] {
+    if (!reader.refill(source)) return false;
+  }
   Code code = reader.lookup(dcTable);
+  if (!reader.refill(source)) return false;
   if (!code.length) [[unlikely]] {
     code = reader.lookupLong(dcTable);
     if (!code.length) return false;
   }
   store16(load16(lastDC) + reader.takeAny(code, kDecoderTables), block);
 
-  // A look-up takes 8 bits, a symbol of the table 23: a refill is enough for two, and commonly for three. It works
-  // while the symbol behind it is being looked up by the bits at hand.
-  constexpr int kGuarded = Reader::kFastSymbol + 8;
+  // A refill is enough for two symbols of the table, with the look-up behind them, and commonly for three.
+  constexpr int kGuarded = Reader::kFastSymbol + Reader::kLookup;
   const DecoderTables* const tables = opaque(&kDecoderTables);
   ptrdiff_t k = 1 - 64;                                           // the position less 64
   const auto coefficient = [&]() __attribute__((always_inline)) { // false: the block is full

@@ -80,9 +80,9 @@ struct Code {
 
 template <class Ahead>
 struct FastReader {
-  // What refill() makes available at least, and what a symbol and its additional bits need at most: one found in the
-  // look-up table, or any.
-  static constexpr int kRefilled = 56, kFastSymbol = 8 + 15, kSymbol = 16 + 15;
+  // What refill() makes available at least, what a look-up takes, and what a symbol found by it needs at most with its
+  // additional bits.
+  static constexpr int kRefilled = 56, kLookup = 8, kFastSymbol = kLookup + 15;
 
   Zel64u accumulator;    // left-aligned
   Zel64s bits;           // unread bits in it, up to 63
@@ -153,9 +153,10 @@ struct FastReader {
     return rest;
   }
 
-  // Hands four bytes back if there are as many, and writes position and accumulator. (The first refill took four.)
+  // Hands whole bytes back, so that 24 to 31 bits stay if there are as many, and writes position and accumulator. (The
+  // call began with no more bits than that: what it hands back it has taken.)
   HWY_INLINE void finish(const BitSource& source) {
-    const Zel64s left = bits & 31, back = (bits & 32) >> 3;
+    const Zel64s back = std::max<Zel64s>((bits >> 3) - 3, 0), left = bits - 8 * back;
     source.state->accumulator = accumulator >> (-left & 63);
     source.state->validBits = static_cast<Zel32s>(left);
     at = stuffed ? backOver0xFF(at, back, source.bytes + *source.position) : at - back;
