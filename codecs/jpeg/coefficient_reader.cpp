@@ -11,9 +11,6 @@
 namespace jpeg {
 namespace {
 
-// Nobody needs as many scans; a short file of them could keep a decoder busy for hours.
-constexpr int kMostScans = 500;
-
 // Which bits of a coefficient have come: the lowest one, or none.
 constexpr int kNothing = 16;
 

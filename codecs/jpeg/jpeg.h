@@ -23,6 +23,9 @@ enum class Upsampling { triangle, plain };
 // Where the library has nothing for an MCU of such a shape or layout, it is by planes.
 enum class Road { runs, planes, mcu };
 
+// Nobody needs as many scans; a short file of them could keep a decoder busy for hours.
+constexpr int kMostScans = 500;
+
 // A scan of components: coefficients Ss to Se in zig-zag order, from bit Ah (0: all that are above) down to bit Al.
 struct ScanSpec {
   std::vector<int> components;

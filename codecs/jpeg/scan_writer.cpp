@@ -255,6 +255,7 @@ Error checkScript(const std::vector<ScanSpec>& script, const Frame& frame) {
   constexpr int kNothing = 16;
   const bool sequential = isSequential(script);
   const size_t count = frame.components.size();
+  if (script.size() > size_t{kMostScans}) return fail("a file holds %d scans at most", kMostScans);
   std::vector<std::vector<int>> lowest(count, std::vector<int>(64, kNothing));
   for (size_t n = 0; n < script.size(); ++n) {
     const ScanSpec& s = script[n];

@@ -275,13 +275,15 @@ TEST(Progressive, BadScriptsAreNamed) {
       {"0,1,2: 0-0,0,1; 0,1,2: 0-0,2,0;", "bad bits"},
       {"0,1,2: 0-0,0,2; 0,1,2: 0-0,1,0;", "does not go on"},
   };
+  jpeg::EncodeOptions options;
+  Bytes file;
   for (const auto& c : cases) {
-    jpeg::EncodeOptions options;
     jpeg::Error error = jpeg::parseScript(c.script, options.script);
-    Bytes file;
     if (!error) error = jpeg::encode(scene, options, file);
     EXPECT_NE(error.message.find(c.message), std::string::npos) << c.script << ": " << error.message;
   }
+  options.script.resize(jpeg::kMostScans + 1); // our own decoder would refuse the file
+  EXPECT_NE(jpeg::encode(scene, options, file).message.find("500 scans at most"), std::string::npos);
 }
 
 } // namespace
