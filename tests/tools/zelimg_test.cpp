@@ -1,4 +1,6 @@
 // The program zelimg as its users see it: files by extension, exit codes, messages.
+#include <cstring>
+
 #include "support/images.h"
 #include "support/png.h"
 
@@ -32,6 +34,17 @@ TEST_F(Zelimg, LosslessFormatsKeepEverySample) {
   folder_.write("beyond.pgm", Bytes(beyond.begin(), beyond.end()));
   ASSERT_EQ(zelimg("beyond.pgm white.png"), 0);
   EXPECT_EQ(folder_.readImage("white.png").bytes, Bytes({0xFF, 0xFF}));
+  const std::pair<const char*, Bytes> others[] = {
+      {"P1 # black and white\n3 2\n101 # a row\n0 1\n0", {0, 255, 0, 255, 0, 255}},
+      {"P4\n3 2\n\xA0\x40", {0, 255, 0, 255, 0, 255}},
+      {"P2 2 2 15\n0\n15 7 99", {0, 255, 119, 255}},
+      {"P3 1 1 255 1 2\n3", {1, 2, 3}},
+  };
+  for (const auto& [text, samples] : others) {
+    folder_.write("other.pnm", Bytes(text, text + std::strlen(text)));
+    ASSERT_EQ(zelimg("other.pnm other.png"), 0) << text;
+    EXPECT_EQ(folder_.readImage("other.png").bytes, samples) << text;
+  }
   EXPECT_EQ(zelimg("in.ppm grey.pgm"), 0); // the luminance of colours, three equal channels of grey
   EXPECT_EQ(folder_.readImage("grey.pgm").channels(), 1);
   EXPECT_EQ(zelimg("grey.pgm colour.ppm"), 0);

@@ -1,5 +1,6 @@
-// Binary PGM and PPM files (P5 and P6). A maximum of 2^n - 1 is that of n bits; with another one, up to 255 the samples
-// become 8 bits, up to 4095 12 bits, above that 16 bits.
+// PGM and PPM files, binary (P5 and P6) and, for reading, as text (P2 and P3); for reading also PBM files (P4 and P1).
+// A maximum of 2^n - 1 is that of n bits; with another one, up to 255 the samples become 8 bits, up to 4095 12 bits,
+// above that 16 bits. Black and white become 8 bits.
 #include <algorithm>
 #include <bit>
 #include <cctype>
@@ -45,34 +46,40 @@ class PnmReader : public RowReader {
     for (size_t length = formats::kHeadBytes; length <= kMaxHeader; length *= 2) {
       if (Error error = source_.fill(length)) return error;
       head = source_.visible().first(std::min(source_.visible().size(), length));
-      if (head.size() < 2 || head[0] != 'P' || (head[1] != '5' && head[1] != '6')) {
-        return fail("not a binary PGM or PPM file");
-      }
+      if (head.size() < 2 || head[0] != 'P' || head[1] < '1' || head[1] > '6') return fail("not a PNM file");
+      kind_ = head[1] - '0';
       position = 2;
       width = nextNumber(head, position);
       height = nextNumber(head, position);
-      maximum = nextNumber(head, position);
+      maximum = isBilevel() ? 1 : nextNumber(head, position);
       if (position < head.size() || head.size() < length) break;
     }
-    if (width < 0 || height < 0 || maximum < 1 || maximum > 65535) return fail("bad header of a PGM or PPM file");
+    if (width < 0 || height < 0 || maximum < 1 || maximum > 65535) return fail("bad header of a PNM file");
     if (Error error = img::checkSize(width, height, maxPixels)) return error;
-    position = std::min(position + 1, head.size()); // one white space ends the header
-    source_.skip(position);
+    source_.skip(std::min(position + (isText() ? 0 : 1), head.size())); // one white space ends a binary header
     maximum_ = static_cast<unsigned>(maximum);
     picture_.width = static_cast<int>(width);
     picture_.height = static_cast<int>(height);
-    picture_.colour = head[1] == '5' ? Colour::grey : Colour::rgb;
-    picture_.bits = std::has_single_bit(maximum_ + 1) ? std::countr_one(maximum_)
-                    : maximum > 4095                  ? 16
-                    : maximum > 255                   ? 12
-                                                      : 8;
+    picture_.colour = kind_ % 3 == 0 ? Colour::rgb : Colour::grey;
+    picture_.bits = isBilevel()                         ? 8
+                    : std::has_single_bit(maximum_ + 1) ? std::countr_one(maximum_)
+                    : maximum > 4095                    ? 16
+                    : maximum > 255                     ? 12
+                                                        : 8;
     const std::optional<uint64_t> size = source_.size();
-    const uint64_t needed = picture_.rowBytes() * static_cast<uint64_t>(height);
+    const size_t rowBytes = isText() ? picture_.rowSamples() * (isBilevel() ? 1 : 2) - 1 : fileRowBytes();
+    const uint64_t needed = rowBytes * static_cast<uint64_t>(height);
     if (size && *size - source_.position() < needed) return fail("the file ends before its last sample");
     return {};
   }
 
   Error read(const img::Rows& rows) override {
+    if (isText() || isBilevel()) {
+      for (int y = 0; y < rows.count; ++y) {
+        if (Error error = isText() ? readText(rows.row<uint8_t>(y)) : readBits(rows.row<uint8_t>(y))) return error;
+      }
+      return {};
+    }
     const size_t rowBytes = picture_.rowBytes();
     const bool inOnePiece = rows.step == static_cast<ptrdiff_t>(rowBytes);
     const int runs = inOnePiece ? 1 : rows.count;
@@ -92,6 +99,59 @@ class PnmReader : public RowReader {
   }
 
  private:
+  bool isText() const { return kind_ <= 3; }
+  bool isBilevel() const { return kind_ == 1 || kind_ == 4; }
+  size_t fileRowBytes() const { return isBilevel() ? (picture_.rowSamples() + 7) / 8 : picture_.rowBytes(); }
+
+  // Bits from the top of each byte; 1 is black.
+  Error readBits(uint8_t* row) {
+    bits_.resize(fileRowBytes());
+    size_t got = 0;
+    if (Error error = source_.read(bits_.data(), bits_.size(), got)) return error;
+    if (got < bits_.size()) return fail("the file ends before its last sample");
+    for (size_t x = 0; x < picture_.rowSamples(); ++x) row[x] = bits_[x / 8] << x % 8 & 0x80 ? 0 : 255;
+    return {};
+  }
+
+  Error readText(uint8_t* row) {
+    const auto same = [](auto v) { return v; };
+    for (size_t i = 0; i < picture_.rowSamples(); ++i) {
+      constexpr size_t kLongest = 32; // of a number with the space in front of it
+      if (Error error = skipSpace()) return error;
+      if (Error error = source_.fill(kLongest)) return error;
+      // Bits need no space between them.
+      const size_t visible = source_.visible().size();
+      const ByteSpan text = source_.visible().first(std::min(visible, isBilevel() ? size_t{1} : kLongest));
+      size_t length = 0;
+      const int64_t value = nextNumber(text, length);
+      if (value < 0) return fail(text.empty() ? "the file ends before its last sample" : "a sample is not a number");
+      source_.skip(length);
+      const auto sample = static_cast<uint16_t>(std::min<int64_t>(value, 65535));
+      if (isBilevel()) {
+        row[i] = sample ? 0 : 255;
+      } else if (picture_.bits <= 8) {
+        row[i] = static_cast<uint8_t>(std::min<int64_t>(sample, 255));
+        rescale(row + i, 1, same);
+      } else {
+        auto* samples = reinterpret_cast<uint16_t*>(row);
+        samples[i] = sample;
+        rescale(samples + i, 1, same);
+      }
+    }
+    return {};
+  }
+
+  Error skipSpace() {
+    for (bool comment = false;;) {
+      if (Error error = source_.fill(1)) return error;
+      const ByteSpan visible = source_.visible();
+      if (visible.empty()) return {};
+      comment = visible[0] == '#' || (comment && visible[0] != '\n');
+      if (!comment && !std::isspace(visible[0])) return {};
+      source_.skip(1);
+    }
+  }
+
   template <class Sample, class F>
   void rescale(Sample* samples, size_t count, F fromFile) const {
     const unsigned full = static_cast<unsigned>(picture_.maxValue()), maximum = maximum_;
@@ -106,7 +166,9 @@ class PnmReader : public RowReader {
   }
 
   img::ByteSource& source_;
+  int kind_ = 6; // the digit that a file begins with
   unsigned maximum_ = 255;
+  Bytes bits_;
 };
 
 class PnmWriter : public RowWriter {
@@ -152,7 +214,7 @@ class Pnm : public Format {
   std::vector<const char*> extensions() const override { return {".ppm", ".pgm", ".pnm"}; }
 
   bool matches(ByteSpan head) const override {
-    return head.size() > 2 && head[0] == 'P' && (head[1] == '5' || head[1] == '6') &&
+    return head.size() > 2 && head[0] == 'P' && head[1] >= '1' && head[1] <= '6' &&
            (std::isspace(head[2]) || head[2] == '#');
   }
 
