@@ -104,6 +104,11 @@ TEST_F(Files, StandardInputAndOutputAndFolders) {
   ASSERT_EQ(
       folder_.run(std::string("sh -c 'cat in.ppm | ") + ZELIMG + " - - --format=png | " + ZELIMG + " - back.ppm'"), 0);
   EXPECT_EQ(folder_.read("back.ppm"), folder_.read("in.ppm"));
+  for (const char* pipe : {"/dev/stdout", "/dev/fd/3"}) { // which have names of no file
+    const std::string command = std::string(ZELIMG) + " in.ppm " + pipe + " --format ppm 3>&1 | cat > back.ppm";
+    ASSERT_EQ(folder_.run("sh -c '" + command + "'"), 0);
+    EXPECT_EQ(folder_.read("back.ppm"), folder_.read("in.ppm")) << pipe;
+  }
   std::string said;
   EXPECT_EQ(zelimg("in.ppm -", &said), 2);
   EXPECT_NE(said.find("needs --format"), std::string::npos);

@@ -99,18 +99,19 @@ bool FileOutput::isStandardOutput() const {
 
 Error FileOutput::open(const std::string& path) {
   buffer_.reserve(kBufferSize);
-  if (path == "-") {
+  if (path == "-" || path == "/dev/stdout") {
     file_ = STDOUT_FILENO;
     return {};
   }
-  path_ = followed(path);
   struct stat old {};
-  const bool exists = ::stat(path_.c_str(), &old) == 0;
+  const bool exists = ::stat(path.c_str(), &old) == 0;
+  if (!exists && errno == ELOOP) return failure();
   if (exists && S_ISDIR(old.st_mode)) return fail("this is a folder");
-  if (exists && !S_ISREG(old.st_mode)) {
-    file_ = ::open(path_.c_str(), O_WRONLY | O_CLOEXEC);
+  if (exists && !S_ISREG(old.st_mode)) { // the name of a pipe of the shell leads to nothing that has a name
+    file_ = ::open(path.c_str(), O_WRONLY | O_CLOEXEC);
     return file_ < 0 ? failure() : Error{};
   }
+  path_ = followed(path);
   if (exists) {
     target_ = ::open(path_.c_str(), O_WRONLY | O_CLOEXEC);
     if (target_ < 0) return failure();
