@@ -86,7 +86,7 @@ HWY_INLINE void subtractPrediction(const Zel16s* src, const Zel16s* above, Zel16
   auto last =
       termsOf<kPredictor>(hn::Set(d, x ? load16(src + x - 1) : before), hn::Set(d, x ? load16(above + x - 1) : before));
   HWY_UNROLL(4)
-  for (; x + n <= width; x += n) {
+  for (; x <= width - n; x += n) {
     const auto own = hn::LoadU(d, src + x), up = hn::LoadU(d, above + x);
     const auto here = termsOf<kPredictor>(own, up);
     const decltype(last) left = {movedBehind(d, last.first, here.first), movedBehind(d, last.second, here.second)};
@@ -97,12 +97,12 @@ HWY_INLINE void subtractPrediction(const Zel16s* src, const Zel16s* above, Zel16
 }
 
 // As forVectors, from x on, but with every element computed once: for rows that are replaced.
-template <size_t kLanes = kVectorLanes, class Body>
+template <class T, size_t kLanes = HWY_MIN(kVectorLanes, HWY_LANES(T)), class Body>
 HWY_INLINE void forVectorsOnce(int x, int width, Body body) {
-  constexpr hn::CappedTag<Zel16s, kLanes> d;
+  constexpr hn::CappedTag<T, kLanes> d;
   constexpr int n = static_cast<int>(kLanes);
-  for (; x + n <= width; x += n) body(d, x);
-  if constexpr (kLanes > 1) forVectorsOnce<kLanes / 2>(x, width, body);
+  for (; x <= width - n; x += n) body(d, x);
+  if constexpr (kLanes > 1) forVectorsOnce<T, kLanes / 2>(x, width, body);
 }
 
 // dst[x] = dst[x - 1] + summands(d, x). Sums of a vector do not wait for those in front of it: what hangs together from
@@ -115,7 +115,7 @@ HWY_INLINE void addUp(Zel16s* dst, int width, Summands summands) {
   const auto lastOfBlock = hn::BitCast(bytes, hn::Set(d, 0x0F0E));
   int x = 1;
   auto sumBefore = hn::Set(d, load16(dst));
-  for (; x + n <= width; x += n) {
+  for (; x <= width - n; x += n) {
     auto sums = summands(d, x);
     sums = hn::Add(sums, hn::ShiftLeftLanes<1>(d, sums));
     sums = hn::Add(sums, hn::ShiftLeftLanes<2>(d, sums));
@@ -131,29 +131,95 @@ HWY_INLINE void addUp(Zel16s* dst, int width, Summands summands) {
   for (; x < width; ++x) store16(load16(dst + x - 1) + hn::GetLane(summands(hn::FixedTag<Zel16s, 1>(), x)), dst + x);
 }
 
-// dst[x] = half of dst[x - 1] + twice(x), rounded down and cut to 16 bits. The sample is the upper half of a word, and
-// what rounding drops stays in the lower half: it never makes up a whole one, as floor((floor(v) + k) / 2) =
-// floor((v + k) / 2) for whole k. So a sample costs the chain a shift and an addition.
+// Chains of samples, each half of the last one and a given number of 19 bits, rounded down and cut to 16 bits.
+
+// The sample is the upper half of a word, and what rounding drops stays in the lower half, where it never makes up a
+// whole one: floor((floor(v) + k) / 2) = floor((v + k) / 2) for whole k. So the chain is a shift and an addition for
+// each sample. Returns the last.
+HWY_INLINE int halveOneByOne(int left, const Zel32s* numbers, int count, Zel16s* dst) {
+  auto word = static_cast<Zel32u>(left) << 16;
+  for (int i = 0; i < count; ++i) {
+    word = static_cast<Zel32u>(static_cast<Zel32s>(word) >> 1) + (static_cast<Zel32u>(numbers[i]) << 15);
+    store16(static_cast<int>(word >> 16), dst + i);
+  }
+  return static_cast<Zel32s>(word) >> 16;
+}
+
+// By fours, of which the chain is as long as of one: with no sample cut, the i-th one behind `left` is
+// floor((left + C) / 2^i), where C is the sum of 2^(j - 1) times the j-th number up to i. False: a sample may need more
+// than 16 bits.
+constexpr int kHalved = 64; // samples at a time
+HWY_INLINE bool halveByFours(int* left, const Zel32s* numbers, Zel16s* dst) {
+  constexpr hn::CappedTag<Zel32s, 8> d;
+  alignas(32) Zel32s sums[kHalved]; // 2^(4 - i) * C
+  Zel32s before[kHalved / 4];       // the sample in front of each four
+  HWY_UNROLL(1)
+  for (size_t x = 0; x < kHalved; x += hn::MaxLanes(d)) {
+    auto sum = hn::ShiftLeft<3>(hn::Load(d, numbers + x));
+    sum = hn::Add(sum, hn::ShiftRight<1>(hn::ShiftLeftLanes<1>(d, sum)));
+    sum = hn::Add(sum, hn::ShiftRight<2>(hn::ShiftLeftLanes<2>(d, sum)));
+    hn::Store(sum, d, sums + x);
+  }
+  int last = *left;
+  HWY_UNROLL(4)
+  for (size_t x = 0; x < kHalved; x += 4) {
+    before[x / 4] = last;
+    last = (last + sums[x + 3]) >> 4;
+  }
+  constexpr hn::FixedTag<Zel32s, 4> d4;
+  constexpr hn::FixedTag<Zel16s, 8> d16;
+  alignas(16) static constexpr Zel32s kScales[] = {8, 4, 2, 1};
+  const auto scales = hn::Load(d4, kScales);
+  const auto four = [&](size_t x) __attribute__((always_inline)) {
+    const auto whole = hn::Mul(hn::Set(d4, before[x / 4]), scales);
+    return hn::ShiftRight<4>(hn::Add(hn::Load(d4, sums + x), whole));
+  };
+  auto least = hn::Zero(d16), most = least;
+  HWY_UNROLL(1)
+  for (size_t x = 0; x < kHalved; x += 8) {
+    const auto samples = hn::ReorderDemote2To(d16, four(x), four(x + 4)); // with saturation
+    least = hn::Min(least, samples);
+    most = hn::Max(most, samples);
+    hn::StoreU(samples, d16, dst + x);
+  }
+  const auto atEnd = hn::Or(hn::Eq(least, hn::Set(d16, -32768)), hn::Eq(most, hn::Set(d16, 32767)));
+  if (!hn::AllFalse(d16, atEnd)) return false;
+  *left = last;
+  return true;
+}
+
+// dst[x] = half of dst[x - 1] + twice(d, x)
 template <class Twice>
 HWY_INLINE void halveUp(Zel16s* dst, int width, Twice twice) {
-  Zel32u left = static_cast<Zel32u>(load16(dst)) << 16;
-  HWY_UNROLL(4)
-  for (int x = 1; x < width; ++x) {
-    left = static_cast<Zel32u>(static_cast<Zel32s>(left) >> 1) + (static_cast<Zel32u>(twice(x)) << 15);
-    store16(static_cast<int>(left >> 16), dst + x);
+  alignas(32) Zel32s numbers[kHalved];
+  int left = load16(dst);
+  for (int x = 1, count; x < width; x += count) {
+    count = HWY_MIN(width - x, kHalved);
+    forVectorsOnce<Zel32s>(0, count, [&](auto d, int i) { hn::StoreU(twice(d, x + i), d, numbers + i); });
+    if (count < kHalved || !halveByFours(&left, numbers, dst + x)) left = halveOneByOne(left, numbers, count, dst + x);
   }
+}
+
+template <class D>
+HWY_INLINE hn::VFromD<D> loadWide(D d, const Zel16s* p) {
+  return hn::PromoteTo(d, hn::LoadU(hn::Rebind<Zel16s, D>(), p));
 }
 
 // The samples behind the first.
 template <int kPredictor>
 void addPrediction(const Zel16s* src, const Zel16s* above, Zel16s* dst, int width) {
   if constexpr (kPredictor == 6) {
-    halveUp(dst, width, [=, corner = load16(above)](int x) mutable {
-      const Zel16s up = load16(above + x);
-      return 2 * (load16(src + x) + up) - std::exchange(corner, up);
-    });
+    halveUp(
+        dst, width, [=](auto d, int x) __attribute__((always_inline)) {
+          const auto sum = hn::Add(loadWide(d, src + x), loadWide(d, above + x));
+          return hn::Sub(hn::Add(sum, sum), loadWide(d, above + x - 1));
+        });
   } else if constexpr (kPredictor == 7) {
-    halveUp(dst, width, [=](int x) { return 2 * load16(src + x) + load16(above + x); });
+    halveUp(
+        dst, width, [=](auto d, int x) __attribute__((always_inline)) {
+          const auto own = loadWide(d, src + x);
+          return hn::Add(hn::Add(own, own), loadWide(d, above + x));
+        });
   } else {
     // All but the left sample, which the prediction adds, or has no part of.
     const auto summands = [=](auto d, int x) __attribute__((always_inline)) {
@@ -167,7 +233,7 @@ void addPrediction(const Zel16s* src, const Zel16s* above, Zel16s* dst, int widt
       return hn::Sub(hn::Add(own, raised(up)), roundedHalf(raised(up), raised(corner)));
     };
     if constexpr (kPredictor == 2 || kPredictor == 3) {
-      forVectorsOnce(1, width, [=](auto d, int x) { hn::StoreU(summands(d, x), d, dst + x); });
+      forVectorsOnce<Zel16s>(1, width, [=](auto d, int x) { hn::StoreU(summands(d, x), d, dst + x); });
     } else {
       addUp(dst, width, summands);
     }
