@@ -13,7 +13,7 @@ struct Component {
   int id = 0;
   int h = 1, v = 1; // sampling factors
   int quantTable = 0;
-  bool isChroma = false; // coded with the Huffman tables of chrominance
+  bool isChroma = false;              // coded with the Huffman tables of chrominance
   int width = 0, height = 0;          // in samples
   int blocksWide = 0, blocksHigh = 0; // that hold samples; an interleaved scan codes more, to fill its MCUs
 };

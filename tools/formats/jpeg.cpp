@@ -104,8 +104,7 @@ class Jpeg : public Format {
            if (found) decode_.scale = 1 << *found;
            return found.has_value();
          }},
-        {Use::reading, "--scans-read", "N", "1 to 500",
-         "the picture that the first N scans of a progressive file make",
+        {Use::reading, "--scans-read", "N", "1 to 500", "the picture that the first N scans of a progressive file make",
          [this](const std::string& v) { return takeNumber(v, 1, jpeg::kMostScans, decode_.scansRead); }},
         {Use::reading, "--road", "R", "planes or mcu", "makes pixels by planes, or MCU by MCU; as is fastest",
          [this](const std::string& v) { return takeRoad(v, decode_.road); }},

@@ -32,7 +32,7 @@ struct Arguments {
   bool backgroundGiven = false;
   bool orient = false; // turns pictures as their files say
   bool strip = false;  // leaves metadata out
-  std::string diff;   // where the picture of differences goes
+  std::string diff;    // where the picture of differences goes
 };
 
 // Options of the program itself, as they stand in its help.

@@ -102,7 +102,8 @@ int run(const std::vector<std::string>& words) {
   if (!names.empty() && (names[0] == "recode" || names[0] == "compare")) {
     const bool recodes = names[0] == "recode";
     if (names.size() != 3) {
-      return report(kBadCommand, recodes ? fail("recode needs an input and an output") : fail("compare needs two files"));
+      return report(kBadCommand,
+                    recodes ? fail("recode needs an input and an output") : fail("compare needs two files"));
     }
     return recodes ? recode(names[1], names[2], arguments, formats) : compare(names[1], names[2], arguments);
   }
