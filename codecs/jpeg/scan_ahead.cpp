@@ -26,7 +26,7 @@ constexpr Zel32s kBytesBehind = 16;
 } // namespace
 
 int mcusOfPiece(const Scan& scan) {
-  return 2048 / static_cast<int>(scan.mcu.size());
+  return 4096 / static_cast<int>(scan.mcu.size());
 }
 
 ScanAhead::ScanAhead(img::ByteSource& source, const Scan& scan, const TablesOfScan& tables, int threads)
@@ -41,7 +41,7 @@ ScanAhead::ScanAhead(img::ByteSource& source, const Scan& scan, const TablesOfSc
   const std::optional<uint64_t> all = source.size();
   const int64_t bytes = all ? static_cast<int64_t>(*all - source.position())
                             : kBytesOfBlock * mcuCount_ * static_cast<int64_t>(scan.mcu.size());
-  bytesOfPiece_ = static_cast<Zel32s>(std::clamp<int64_t>(bytes * mcusOfPiece_ / mcuCount_, 1024, 1 << 16));
+  bytesOfPiece_ = static_cast<Zel32s>(std::clamp<int64_t>(bytes * mcusOfPiece_ / mcuCount_, 1024, 1 << 17));
 }
 
 // The bytes of a piece and what its decoder may need behind them.

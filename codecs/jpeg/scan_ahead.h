@@ -13,8 +13,8 @@
 
 namespace jpeg {
 
-// How many MCUs are decoded at a time: their coefficients should stay in the second-level cache until they are
-// transformed.
+// How many MCUs are decoded at a time: a few rows, since the planes of a row that two threads work on go from cache to
+// cache; but their coefficients should not go far from it until they are transformed.
 int mcusOfPiece(const Scan& scan);
 
 class ScanAhead {
