@@ -152,11 +152,9 @@ class Reader : public DamageReader {
   // other.
   Error pushByRows(img::RowWriter& writer, const img::Progress& progress) {
     const int mcuRows = divideUp(picture_.height, rowsOfMcuRow_), reach = looksAround_ ? 1 : 0;
-    // How many of the rows of MCUs that a row of output needs are still to come.
+    // Of the rows of MCUs above and below each edge, how many are still to come.
     std::vector<std::atomic<int>> awaited(static_cast<size_t>(mcuRows));
-    for (int row = 0; row < mcuRows; ++row) {
-      awaited[static_cast<size_t>(row)] = 1 + (reach && row > 0) + (reach && row + 1 < mcuRows);
-    }
+    for (std::atomic<int>& count : awaited) count = 2;
     const size_t rowBytes = picture_.rowBytes();
     std::vector<AlignedArray<uint8_t>> pixels;
     for (int i = 0; i < mcuRowsInFlight(); ++i) pixels.emplace_back(rowBytes * static_cast<size_t>(rowsOfMcuRow_));
@@ -164,14 +162,21 @@ class Reader : public DamageReader {
       return Rows{pixels[static_cast<size_t>(row) % pixels.size()].data(), static_cast<ptrdiff_t>(rowBytes),
                   std::min(rowsOfMcuRow_, picture_.height - row * rowsOfMcuRow_)};
     };
-    // A row has been transformed: rows of output may have become possible.
+    const auto putOut = [&](int y, int end, Scratch& scratch) {
+      for (; y < end; ++y) {
+        putOutRow(y, rowsOf(y / rowsOfMcuRow_).template row<Sample>(y % rowsOfMcuRow_), scratch);
+      }
+    };
+    // A row has been transformed: rows of output that need no other are made of it while it is in the cache, those at
+    // an edge when both sides of it are there.
     const auto rowDone = [&](int row, Scratch& scratch) {
-      for (int out = std::max(row - reach, 0); out <= std::min(row + reach, mcuRows - 1); ++out) {
-        if (awaited[static_cast<size_t>(out)].fetch_sub(1, std::memory_order_acq_rel) != 1) continue;
-        const Rows rows = rowsOf(out);
-        for (int i = 0; i < rows.count; ++i) {
-          putOutRow(out * rowsOfMcuRow_ + i, rows.template row<Sample>(i), scratch);
-        }
+      const int begin = row * rowsOfMcuRow_, end = std::min(begin + rowsOfMcuRow_, picture_.height);
+      putOut(row > 0 ? begin + reach : begin, row + 1 < mcuRows ? end - reach : end, scratch);
+      for (int edge = row - 1; edge <= row && reach; ++edge) {
+        if (edge < 0 || edge + 1 == mcuRows) continue;
+        if (awaited[static_cast<size_t>(edge)].fetch_sub(1, std::memory_order_acq_rel) != 1) continue;
+        const int below = (edge + 1) * rowsOfMcuRow_;
+        putOut(below - 1, below + 1, scratch);
       }
     };
     std::mutex mutex;
@@ -181,13 +186,15 @@ class Reader : public DamageReader {
       if (bad && !error) error = bad;
       return bool(bad);
     };
-    // When all rows up to one are done, so is the output of the row that does not need the next.
+    // Writes what the first rows of MCUs allow, `done` of them. The last row of that may need the next.
     int written = 0;
     const auto write = [&](int done) {
-      for (const int possible = done == mcuRows ? mcuRows : done - reach; written < possible; ++written) {
-        const Rows rows = rowsOf(written);
-        if (failed(writer.write(asConst(rows)))) return false;
-        if (progress) progress(written * rowsOfMcuRow_ + rows.count);
+      const int end = done == mcuRows ? picture_.height : done * rowsOfMcuRow_ - reach;
+      while (written < end) {
+        const int first = written % rowsOfMcuRow_, count = std::min(end - written, rowsOfMcuRow_ - first);
+        if (failed(writer.write(asConst(rowsOf(written / rowsOfMcuRow_).part(first, count))))) return false;
+        written += count;
+        if (progress) progress(written);
       }
       return true;
     };
@@ -255,20 +262,19 @@ class Reader : public DamageReader {
     const int reach = looksAround_ ? 1 : 0;
     const size_t rowBytes = picture_.rowBytes();
     std::vector<AlignedArray<uint8_t>> pixels; // by thread
-    for (int i = 0; i < options_.threads; ++i) pixels.emplace_back(rowBytes * static_cast<size_t>(rowsOfMcuRow_));
-    int written = 0; // rows of MCUs
+    for (int i = 0; i < options_.threads; ++i) pixels.emplace_back(rowBytes * static_cast<size_t>(rowsOfMcuRow_ + 1));
+    int written = 0;
     Error error, readError;
+    // Puts out what the first rows of MCUs allow, `done` of them. The last row of that may need the next.
     const auto write = [&](int done, int thread) {
-      for (; written < (done == scan.mcusHigh ? done : done - reach); ++written) {
-        const int y = written * rowsOfMcuRow_;
-        const Rows rows{pixels[static_cast<size_t>(thread)].data(), static_cast<ptrdiff_t>(rowBytes),
-                        std::min(rowsOfMcuRow_, picture_.height - y)};
-        for (int i = 0; i < rows.count; ++i) {
-          putOutRow(y + i, rows.template row<Sample>(i), scratch_[static_cast<size_t>(thread)]);
-        }
-        if ((error = writer.write(asConst(rows)))) return false;
-        if (progress) progress(y + rows.count);
+      const int end = done == scan.mcusHigh ? picture_.height : done * rowsOfMcuRow_ - reach;
+      const Rows rows{pixels[static_cast<size_t>(thread)].data(), static_cast<ptrdiff_t>(rowBytes), end - written};
+      for (int i = 0; i < rows.count; ++i) {
+        putOutRow(written + i, rows.template row<Sample>(i), scratch_[static_cast<size_t>(thread)]);
       }
+      written = end;
+      if ((error = writer.write(asConst(rows)))) return false;
+      if (progress) progress(written);
       return true;
     };
     const auto take = [&](int64_t mcu, int64_t count, const Block* blocks, int thread) {
