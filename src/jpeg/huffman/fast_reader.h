@@ -90,8 +90,9 @@ struct FastReader {
   const Zel8u* at;       // the next byte
   const Zel8u* next0xFF; // or where memory begins that was not looked at
 
+  // No marker has been met, and no more than 31 bits are held.
   static bool canStart(const BitSource& source) {
-    return *source.marker == 0 && Ahead::canStart(source) && static_cast<Zel32u>(source.state->validBits) < 32;
+    return (*source.marker | (source.state->validBits & ~31)) == 0 && Ahead::canStart(source);
   }
 
   // To be called with the place of the source, and what clearUntil() says of it.
