@@ -33,6 +33,20 @@ HWY_INLINE V pickDwords(V v, V32 from) {
 #endif
 }
 
+// The first dwords of a and b, each twice, of 128 bits.
+template <class V>
+HWY_INLINE V firstDwords(V a, V b) {
+  const hn::Repartition<Zel32s, hn::DFromV<V> > d32;
+#if HWY_ARCH_X86
+  const hn::Repartition<float, decltype(d32)> df;
+  const auto bits = [=](V v) { return hn::BitCast(df, v).raw; };
+  return hn::BitCast(hn::DFromV<V>(), hn::Vec<decltype(df)>{_mm_shuffle_ps(bits(a), bits(b), 0)});
+#else
+  const auto twice = [=](V v) { return hn::Broadcast<0>(hn::BitCast(d32, v)); };
+  return hn::BitCast(hn::DFromV<V>(), hn::ConcatLowerLower(d32, twice(b), twice(a)));
+#endif
+}
+
 #if HWY_TARGET <= HWY_AVX3
 // Words of the 64 of a and b.
 template <class V, class V16>

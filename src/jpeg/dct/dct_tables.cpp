@@ -107,35 +107,50 @@ constexpr InverseTables::RowFactors inverseRows(bool lower) {
   return t;
 }
 
-constexpr void setPair(Zel16s (&to)[2 * 8], int dword, int first, int second) {
-  to[2 * dword] = static_cast<Zel16s>(first);
-  to[2 * dword + 1] = static_cast<Zel16s>(second);
-}
-
-constexpr InverseTables::ReducedFactors toFour() {
-  constexpr int rows[8] = {0, 2, 4, 6, 1, 3, 5, 7};
-  InverseTables::ReducedFactors t{};
-  for (int i = 0; i < 8; ++i) {
-    const FourFactors f = kFourSets[setOf(rows[i])];
-    const int pairs[6][2] = {{f.a, 0}, {f.b, -f.g}, {f.c, f.d}, {f.h, f.i}, {f.e, f.f}, {f.j, f.k}};
-    for (int pair = 0; pair < 6; ++pair) setPair(t.k[pair], i, pairs[pair][0], pairs[pair][1]);
-    t.rounding[i] = kReducedRounding[rows[i]];
+constexpr InverseTables::ToFour toFour() {
+  InverseTables::ToFour t{};
+  setIndex(t.columns[0], {0, 1, 4, 5, 0, 1, 4, 5, 2, 3, 6, 7, 2, 3, 6, 7});
+  setIndex(t.columns[1], {8, 9, 12, 13, 8, 9, 12, 13, 10, 11, 14, 15, 10, 11, 14, 15});
+  for (int row = 0; row < 8; ++row) {
+    const FourFactors f = kFourSets[setOf(row)];
+    const int k[2][8] = {{f.a, f.b, f.a, -f.b, f.c, f.d, f.e, f.f}, {0, -f.g, 0, f.g, f.h, f.i, f.j, f.k}};
+    for (int i = 0; i < 16; ++i) t.k[row / 2][i / 8][row % 2 * 8 + i % 8] = static_cast<Zel16s>(k[i / 8][i % 8]);
   }
+  constexpr int rows[2][4] = {{0, 6, 1, 7}, {2, 4, 3, 5}};
+  for (int i = 0; i < 16; ++i) t.rounding[i / 8][i % 8] = kReducedRounding[rows[i / 8][i % 8 / 2]];
+  constexpr Zel8u order[16] = {0, 1, 5, 4, 2, 3, 7, 6, 10, 11, 15, 14, 8, 9, 13, 12};
+  for (int i = 0; i < 16; ++i) t.rows[i] = order[i];
   return t;
 }
 
-constexpr InverseTables::ReducedFactors toTwo() {
-  constexpr int rows[8] = {0, 2, 4, 6, 1, 3, 5, 7};
+constexpr InverseTables::ToTwo toTwo() {
   constexpr int k[4][5] = {
       {16384, 14846, 5213, 3483, 2953}, {22725, 20592, 7231, 4832, 4096}, {}, {19266, 17457, 6130, 4096, 3472}};
-  constexpr int rounding[8] = {67072, 5802, 0, 3408, 0, 910, 0, 746};
-  InverseTables::ReducedFactors t{};
+  InverseTables::ToTwo t{};
+  const auto set = [&](InverseTables::ToTwo::RowPair& to, int first, int second) {
+    for (int dword = 0; dword < 4; ++dword) {
+      const int row = dword < 2 ? first : second, sign = dword % 2 ? -1 : 1;
+      const int(&f)[5] = k[setOf(row)];
+      const int pairs[3][2] = {{f[0], 0}, {sign * f[1], -sign * f[2]}, {sign * f[3], -sign * f[4]}};
+      for (int i = 0; i < 6; ++i) to.k[i / 2][2 * dword + i % 2] = static_cast<Zel16s>(pairs[i / 2][i % 2]);
+      to.rounding[dword] = kReducedRounding[row];
+    }
+  };
+  set(t.rows13, 1, 3);
+  set(t.rows75, 7, 5);
+  constexpr Zel8u oddColumns[16] = {2, 3, 6, 7, 2, 3, 6, 7, 10, 11, 14, 15, 10, 11, 14, 15};
+  for (int i = 0; i < 16; ++i) t.oddColumns[i] = oddColumns[i];
+  for (int i = 0; i < 2; ++i) {
+    const int sign = i ? -1 : 1,
+              row[8] = {k[0][0], sign * k[0][1], 0, -sign * k[0][2], 0, sign * k[0][3], 0, -sign * k[0][4]};
+    for (int j = 0; j < 8; ++j) t.row0[i][j] = static_cast<Zel16s>(row[j]);
+  }
+  for (Zel32s& n : t.rounding0) n = 67072;
   for (int i = 0; i < 8; ++i) {
-    const int(&f)[5] = k[setOf(rows[i])];
-    setPair(t.k[0], i, f[0], 0);
-    setPair(t.k[2], i, f[1], -f[2]);
-    setPair(t.k[3], i, f[3], -f[4]);
-    t.rounding[i] = rounding[rows[i]];
+    const bool outer = i / 2 % 2 == 0; // rows 7 and 1
+    t.tangents[i] = static_cast<Zel16s>(outer ? kTan1 : kTan3Less1);
+    t.whole[i] = static_cast<Zel16s>(outer ? 0 : -1);
+    t.complement[i] = static_cast<Zel16s>(i / 2 % 2 ? -1 : 0);
   }
   return t;
 }
@@ -150,7 +165,6 @@ constexpr InverseTables inverseTables() {
       t.columns[i][byte] = static_cast<Zel8u>(2 * pairs[i][byte / 2 % 2] + byte % 2);
     }
   }
-  setIndex(t.columnPairs, {0, 1, 8, 9, 4, 5, 12, 13, 2, 3, 6, 7, 10, 11, 14, 15});
   setIndex(t.naturalBytes, {0, 1, 2, 3, 7, 6, 5, 4, 8, 9, 10, 11, 15, 14, 13, 12});
   setIndex(t.firstTwo, {0, 1, 2, 3, 128, 128, 128, 128, 128, 128, 128, 128, 128, 128, 128, 128});
   t.tangents = rowConstants<RowConstants4>({0, kTan1, kTan2, kTan3Less1});
@@ -160,10 +174,6 @@ constexpr InverseTables inverseTables() {
   t.emptyRow2 = rows2(kRounding[2] >> 11, 0);
   t.to4 = toFour();
   t.to2 = toTwo();
-  for (int i = 0; i < 8; ++i) {
-    t.halfTangents[i] = static_cast<Zel16s>(i < 4 ? kTan1 : kTan3Less1);
-    t.halfWhole[i] = static_cast<Zel16s>(i < 4 ? 0 : -1);
-  }
   return t;
 }
 

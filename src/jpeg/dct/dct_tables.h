@@ -31,21 +31,32 @@ struct InverseTables {
     alignas(64) Zel16s k[4][4 * 8];
     alignas(64) Zel32s rounding[4 * 4];
   } upper, lower;
-  alignas(64) Zel8u columns[4][64];  // pairs of columns, four times each
-  alignas(64) Zel8u columnPairs[64]; // columns 0 4 2 6 1 3 5 7
+  alignas(64) Zel8u columns[4][64]; // pairs of columns, four times each
   alignas(64) Zel8u naturalBytes[64], firstTwo[64];
   // Rows 0, 1, 2 and 3 times 1, tan(pi / 16), tan(2 pi / 16) and tan(3 pi / 16), as the high half of a product and,
   // where `whole` is set, the row itself.
   RowConstants4 tangents, whole;
   RowConstants2 cos4, tan1, emptyRow2;
-  // Row transforms to four and to two means. A dword belongs to a row, 0 2 4 6 in the first lane and 1 3 5 7 in the
-  // second: factors of columns 0 4, 2 6, then those of 1 3 and 5 7 for each sum of odd columns.
-  struct ReducedFactors {
-    alignas(32) Zel16s k[6][2 * 8];
-    alignas(32) Zel32s rounding[2 * 4];
-  } to4, to2;
-  // Halves of a lane times tan(pi / 16) and tan(3 pi / 16), as `tangents` and `whole` above.
-  alignas(16) Zel16s halfTangents[8], halfWhole[8];
+  // Row transform to four means, of rows 0 1, 2 3, 4 5 and 6 7: the columns 0 2 and 4 6 twice, then 1 3 and 5 7 twice,
+  // their factors, and what rows 0 6 1 7 and 2 4 3 5 add.
+  struct ToFour {
+    alignas(64) Zel8u columns[2][64];
+    alignas(32) Zel16s k[4][2][2 * 8];
+    alignas(32) Zel32s rounding[2][2 * 4];
+    alignas(16) Zel8u rows[16];
+  } to4;
+  // Row transform to two means, of rows 1 3 and of rows 7 5: factors of the columns 0, 1 3 and 5 7. That of row 0 takes
+  // the columns as they lie. Tangents are those of rows 7 5 1 3, the last two as `tangents` and `whole` above.
+  struct ToTwo {
+    struct RowPair {
+      alignas(16) Zel16s k[3][8];
+      alignas(16) Zel32s rounding[4];
+    } rows13, rows75;
+    alignas(16) Zel8u oddColumns[16];
+    alignas(16) Zel16s row0[2][8];
+    alignas(16) Zel32s rounding0[4];
+    alignas(16) Zel16s tangents[8], whole[8], complement[8];
+  } to2;
 };
 
 extern const ForwardTables kForward __attribute__((visibility("hidden")));

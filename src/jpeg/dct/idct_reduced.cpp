@@ -1,60 +1,22 @@
 // Inverse DCT straight to 4x4 or 2x2 samples, the means of groups of the full result: the row transforms leave out what
-// the means cancel.
+// the means cancel. Where several dwords of two columns are in a register, it holds rows in the order that names it.
 //
-// The row transform works on four rows at a time, transposed: a dword of a lane holds two columns of a row, so that
-// sums along a row are sums of vectors. Rows 0 2 4 6 are in first lanes and 1 3 5 7 in second ones, as they are loaded.
+// Calls for successive blocks overlap as far as the processor sees ahead, which is two or three blocks: both the number
+// of operations and the length of the chain count, so that some results are computed twice rather than moved.
 #include <cstring>
 
 #include "frame/checks.h"
 #include "frame/implementations.h"
 #include "jpeg/dct/idct_steps.h"
+#include "simd/dwords.h"
 
 namespace zelj {
 namespace {
 
-// Pairs of columns of four rows in each lane.
-struct ColumnPairs {
-  Rows2 c04, c26, c13, c57;
-};
-
-// Where each row has a register of its own, even rows that are not needed may be row 0 once more.
-HWY_INLINE ColumnPairs columnPairs(const Zel16s* src, const Zel16u* table, const int (&evenRows)[4]) {
-  const auto load = [&](int i) {
-    Rows2 x = dequantised<Rows2>(src + 16 * i, table + 16 * i);
-    if constexpr (Rows2::kVectors == 2) {
-      x.v[0] = dequantised<Rows2>(src + 8 * evenRows[i], table + 8 * evenRows[i]).v[0];
-    }
-    return bytesByIndex(x, kInverse.columnPairs);
-  };
-  constexpr auto lower = [](auto a, auto b) {
-    const hn::Repartition<Zel32s, hn::DFromV<decltype(a)>> d;
-    return hn::BitCast(hn::DFromV<decltype(a)>(), hn::InterleaveLower(d, hn::BitCast(d, a), hn::BitCast(d, b)));
-  };
-  constexpr auto upper = [](auto a, auto b) {
-    const hn::Repartition<Zel32s, hn::DFromV<decltype(a)>> d;
-    return hn::BitCast(hn::DFromV<decltype(a)>(), hn::InterleaveUpper(d, hn::BitCast(d, a), hn::BitCast(d, b)));
-  };
-  const Rows2 a = load(0), b = load(1), c = load(2), e = load(3);
-  const Rows2 lowerAb = each(lower, a, b), lowerCe = each(lower, c, e);
-  const Rows2 upperAb = each(upper, a, b), upperCe = each(upper, c, e);
-  return {each(firstHalves, lowerAb, lowerCe), each(secondHalves, lowerAb, lowerCe),
-          each(firstHalves, upperAb, upperCe), each(secondHalves, upperAb, upperCe)};
-}
-
-// What the row transform gives is packed by columns: 0 of four rows and 1 of four rows in one, 2 and 3 in the other.
-// Back to rows: half a lane holds the four columns of a row, the first two rows and then the other two.
-struct RowHalves {
-  Rows2 first, second;
-};
-HWY_INLINE RowHalves rowsOfColumns(Rows2 columns01, Rows2 columns23) {
-  constexpr auto lower = [](auto a, auto b) { return hn::InterleaveLower(a, b); };
-  constexpr auto upper = [](auto a, auto b) { return hn::InterleaveUpper(hn::DFromV<decltype(a)>(), a, b); };
-  const Rows2 c02 = each(lower, columns01, columns23), c13 = each(upper, columns01, columns23);
-  return {each(lower, c02, c13), each(upper, c02, c13)};
-}
-
 using Lane = hn::FixedTag<Zel16s, 8>;
 using LaneVector = hn::Vec<Lane>;
+using Lane32 = hn::FixedTag<Zel32s, 4>;
+using Sums = Rows<Zel32s, 2>;
 
 template <int kLane, class T>
 HWY_INLINE LaneVector laneOf(Rows<T, 2> x) {
@@ -67,85 +29,145 @@ HWY_INLINE LaneVector laneOf(Rows<T, 2> x) {
   }
 }
 
-HWY_INLINE LaneVector timesTangents13(LaneVector x) {
-  const Lane d;
-  return hn::Add(hn::MulHigh(x, hn::Load(d, kInverse.halfTangents)), hn::And(x, hn::Load(d, kInverse.halfWhole)));
+HWY_INLINE LaneVector load(const Zel16s (&k)[8]) {
+  return hn::Load(Lane(), k);
 }
 
-// b0 and U in both halves, T and V in the first one, of rows 1 | 3 and 5 | 7.
-struct OddPart {
-  LaneVector b0, t, u, v;
-};
-HWY_INLINE OddPart oddPart(LaneVector rows13, LaneVector rows57) {
-  const Lane d;
-  const LaneVector rows75 = halvesSwapped(rows57), tangents = timesTangents13(rows13);
-  const LaneVector pm = hn::SaturatedAdd(rows13, timesTangents13(rows75));
-  const LaneVector qn = hn::ConcatUpperLower(d, hn::SaturatedSub(rows75, tangents), hn::SaturatedSub(tangents, rows75));
-  const LaneVector mp = halvesSwapped(pm), nq = halvesSwapped(qn);
-  return {hn::SaturatedAdd(pm, mp), hn::SaturatedSub(pm, mp), hn::SaturatedAdd(qn, nq), hn::SaturatedSub(qn, nq)};
+// Dwords, which are two columns of a row.
+HWY_INLINE LaneVector oddEvenDwords(LaneVector odd, LaneVector even) {
+  return hn::BitCast(Lane(), hn::OddEven(hn::BitCast(Lane32(), odd), hn::BitCast(Lane32(), even)));
+}
+HWY_INLINE LaneVector evenDwordsTwice(LaneVector x) {
+  return hn::BitCast(Lane(), hn::DupEven(hn::BitCast(Lane32(), x)));
+}
+HWY_INLINE LaneVector oddDwordsFirst(LaneVector x) {
+  return hn::BitCast(Lane(), hn::ShiftRight<32>(hn::BitCast(hn::FixedTag<Zel64u, 2>(), x)));
+}
+template <int kDword>
+HWY_INLINE LaneVector everywhere(LaneVector x) {
+  return hn::BitCast(Lane(), hn::Broadcast<kDword>(hn::BitCast(Lane32(), x)));
 }
 
 HWY_INLINE LaneVector timesCos4(LaneVector x) {
   return hn::Add(hn::MulHigh(x, hn::Load(Lane(), kInverse.cos4.k)), x);
 }
 
-HWY_INLINE LaneVector joinedHalves(LaneVector a, LaneVector b) {
-  return firstHalves(a, b);
+// To 4x4.
+
+// S0 S1 S2 S3 of each of two rows.
+HWY_INLINE Sums rowSums(Rows2 x, const Zel16s (&k)[2][2 * 8]) {
+  return plus(products(bytesByIndex(x, kInverse.to4.columns[0]), k[0]),
+              products(bytesByIndex(x, kInverse.to4.columns[1]), k[1]));
 }
 
-// The samples of a + b, then those of a - b.
-template <int kShift>
-HWY_INLINE hn::Vec<Block8u> sumAndDifference(LaneVector a, LaneVector b) {
-  const auto bytes =
-      narrowSigned(hn::ShiftRight<kShift>(hn::SaturatedAdd(a, b)), hn::ShiftRight<kShift>(hn::SaturatedSub(a, b)));
-  return hn::Xor(hn::BitCast(Block8u(), bytes), hn::Set(Block8u(), 128));
+// Columns 0 1 of the one row, 0 1 of the other, 3 2 of the one and 3 2 of the other.
+HWY_INLINE Rows2 meansOfRows(Sums one, Sums other, const Zel32s (&rounding)[2 * 4]) {
+  const Sums even = plus(each(firstHalves, one, other), loadRows<Sums>(rounding)), odd = each(secondHalves, one, other);
+  return packedRows<12>(plus(even, odd), minus(even, odd));
+}
+
+// [A, A2] of rows 0 | 6 and rows 2 | whatever.
+HWY_INLINE LaneVector evenPart(LaneVector rows06, LaneVector rows2) {
+  const LaneVector rows26 = oddEvenDwords(rows06, rows2);
+  const LaneVector tangents = hn::MulHigh(rows26, hn::Load(Lane(), kInverse.tangents.k + 16));
+  const LaneVector e = evenDwordsTwice(hn::SaturatedAdd(hn::SaturatedAdd(rows26, oddDwordsFirst(tangents)),
+                                                        hn::SaturatedSub(tangents, oddDwordsFirst(rows26))));
+  const LaneVector row0 = evenDwordsTwice(rows06), y = hn::SaturatedAdd(row0, row0);
+  return oddEvenDwords(hn::SaturatedSub(y, e), hn::SaturatedAdd(y, e));
+}
+
+// [R0, R1] of rows 1 | 7 and rows 3 | 5.
+HWY_INLINE LaneVector oddPart(LaneVector rows17, LaneVector rows35) {
+  const Lane d;
+  const LaneVector t71 = neighbourDwords(hn::MulHigh(rows17, hn::Load(d, kInverse.tangents.k + 8)));
+  const LaneVector t53 = neighbourDwords(hn::Add(hn::MulHigh(rows35, hn::Load(d, kInverse.tangents.k + 24)), rows35));
+  const LaneVector pq = oddEvenDwords(hn::SaturatedSub(t71, rows17), hn::SaturatedAdd(t71, rows17));
+  const LaneVector mn = oddEvenDwords(hn::SaturatedSub(rows35, t53), hn::SaturatedAdd(rows35, t53));
+  const LaneVector b0u = hn::SaturatedAdd(pq, mn), tv = hn::SaturatedSub(pq, mn), vt = neighbourDwords(tv);
+  const LaneVector zw = oddEvenDwords(hn::SaturatedSub(vt, tv), hn::SaturatedAdd(tv, vt));
+  return hn::SaturatedAdd(timesCos4(zw), b0u);
 }
 
 HWY_INLINE void store4x4(const Zel16s* src, const Zel16u* table, Zel8u* dst, int step) {
-  const ColumnPairs x = columnPairs(src, table, {0, 2, 0, 6});
-  const auto& k = kInverse.to4.k;
-  const auto e = plus(products(x.c04, k[0]), loadRows<Rows<Zel32s, 2>>(kInverse.to4.rounding));
-  const auto f = products(x.c26, k[1]);
-  const auto s0 = plus(e, f), s1 = minus(e, f), s2 = plus(products(x.c13, k[2]), products(x.c57, k[3])),
-             s3 = plus(products(x.c13, k[4]), products(x.c57, k[5]));
-  const RowHalves rows =
-      rowsOfColumns(packedRows<12>(plus(s0, s2), plus(s1, s3)), packedRows<12>(minus(s1, s3), minus(s0, s2)));
+  const auto& k = kInverse.to4;
+  const auto sums = [&](int i) { return rowSums(dequantised<Rows2>(src + 16 * i, table + 16 * i), k.k[i]); };
+  const Sums rows01 = sums(0), rows23 = sums(1), rows67 = sums(3);
+  Sums rows45 = sums(2);
+  if constexpr (Sums::kVectors == 2) rows45.v[0] = rows23.v[0]; // row 4 isn't needed: let it not be computed
+  const Rows2 rows0617 = meansOfRows(rows01, rows67, k.rounding[0]);
+  const Rows2 rows2435 = meansOfRows(rows23, rows45, k.rounding[1]);
 
-  const Lane d;
-  const OddPart odd = oddPart(laneOf<1>(rows.first), laneOf<1>(rows.second));
-  const LaneVector z2w2 = timesCos4(joinedHalves(hn::SaturatedAdd(odd.t, odd.v), hn::SaturatedSub(odd.t, odd.v)));
-  const LaneVector r = hn::SaturatedAdd(z2w2, hn::ConcatUpperLower(d, odd.u, odd.b0));
+  const LaneVector a = evenPart(laneOf<0>(rows0617), laneOf<0>(rows2435));
+  const LaneVector r = oddPart(laneOf<1>(rows0617), laneOf<1>(rows2435));
+  const auto bytes = narrowSigned(hn::ShiftRight<6>(hn::SaturatedAdd(a, r)), hn::ShiftRight<6>(hn::SaturatedSub(a, r)));
+  const Block8u d8;
+  const auto samples = hn::TableLookupBytes(hn::Xor(hn::BitCast(d8, bytes), hn::Set(d8, 128)), hn::Load(d8, k.rows));
+  const auto halves = hn::BitCast(hn::FixedTag<Zel64u, 2>(), samples);
+  const auto storeTwo = [=](Zel64u rows, int y) {
+    std::memcpy(row(dst, step, y), &rows, 4);
+    rows >>= 32;
+    std::memcpy(row(dst, step, y + 1), &rows, 4);
+  };
+  storeTwo(hn::GetLane(halves), 0);
+  storeTwo(hn::ExtractLane(halves, 1), 2);
+}
 
-  const LaneVector rows02 = laneOf<0>(rows.first), rows46 = laneOf<0>(rows.second);
-  const LaneVector rows26 = secondHalves(rows02, rows46), row0 = firstHalves(rows02, rows02);
-  const LaneVector tangents = halvesSwapped(hn::MulHigh(rows26, hn::Set(d, kInverse.tangents.k[16])));
-  const LaneVector e01 =
-      hn::ConcatUpperLower(d, hn::SaturatedSub(tangents, rows26), hn::SaturatedAdd(tangents, rows26));
-  const LaneVector both = hn::SaturatedAdd(e01, halvesSwapped(e01)), y = hn::SaturatedAdd(row0, row0);
-  const LaneVector a = hn::ConcatUpperLower(d, hn::SaturatedSub(y, both), hn::SaturatedAdd(y, both));
+// To 2x2.
 
-  const auto out = hn::BitCast(hn::FixedTag<Zel32u, 4>(), sumAndDifference<6>(a, r)); // rows 0 1 3 2
-  const auto store = [=](Zel32u four, int line) { std::memcpy(row(dst, step, line), &four, 4); };
-  store(hn::GetLane(out), 0);
-  store(hn::ExtractLane(out, 1), 1);
-  store(hn::ExtractLane(out, 3), 2);
-  store(hn::ExtractLane(out, 2), 3);
+// Both means of two rows.
+HWY_INLINE hn::Vec<Lane32> meansOfTwoRows(LaneVector one, LaneVector other, const InverseTables::ToTwo::RowPair& k) {
+  const auto even = hn::Add(sumsOfProducts(firstDwords(one, other), load(k.k[0])), hn::Load(Lane32(), k.rounding));
+  const auto oddColumns = [](LaneVector x) {
+    const Block8u d8;
+    return hn::BitCast(Lane(), hn::TableLookupBytes(hn::BitCast(d8, x), hn::Load(d8, kInverse.to2.oddColumns)));
+  };
+  one = oddColumns(one);
+  other = oddColumns(other);
+  const auto odd = hn::Add(sumsOfProducts(firstHalves(one, other), load(k.k[1])),
+                           sumsOfProducts(secondHalves(one, other), load(k.k[2])));
+  return hn::ShiftRight<12>(hn::Add(even, odd));
+}
+
+// Four times row 0 and, in the odd dwords, its complement.
+HWY_INLINE LaneVector fourTimesRow0(LaneVector row0) {
+  const Lane32 d32;
+  const auto& k = kInverse.to2;
+  const auto first = sumsOfProducts(row0, load(k.row0[0])), second = sumsOfProducts(row0, load(k.row0[1]));
+  const auto halves = hn::Add(hn::InterleaveLower(d32, first, second), hn::InterleaveUpper(d32, first, second));
+  const auto sums = hn::Add(hn::Add(halves, hn::Load(d32, k.rounding0)), halvesSwapped(halves));
+  const auto means = hn::ShiftRight<12>(sums);
+  LaneVector y = hn::ReorderDemote2To(Lane(), means, means);
+  y = hn::SaturatedAdd(y, y);
+  return hn::Xor(hn::SaturatedAdd(y, y), load(k.complement));
 }
 
 HWY_INLINE void store2x2(const Zel16s* src, const Zel16u* table, Zel8u* dst, int step) {
-  const ColumnPairs x = columnPairs(src, table, {0, 0, 0, 0});
-  const auto& k = kInverse.to2.k;
-  const auto e = plus(products(x.c04, k[0]), loadRows<Rows<Zel32s, 2>>(kInverse.to2.rounding));
-  const auto o = plus(products(x.c13, k[2]), products(x.c57, k[3]));
-  const Rows2 columns = packedRows<12>(plus(e, o), minus(e, o));
-  const RowHalves rows = rowsOfColumns(columns, columns); // columns 0 1 0 1
+  const Lane d;
+  const auto& k = kInverse.to2;
+  const auto x = [=](int i) {
+    return hn::Mul(hn::LoadU(d, src + 8 * i), hn::BitCast(d, hn::LoadU(hn::RebindToUnsigned<Lane>(), table + 8 * i)));
+  };
+  const auto rows13 = meansOfTwoRows(x(1), x(3), k.rows13), rows75 = meansOfTwoRows(x(7), x(5), k.rows75);
+  const LaneVector rows1375 = hn::ReorderDemote2To(d, rows13, rows75);
+  const LaneVector rows7513 = hn::ReorderDemote2To(d, rows75, rows13);
+  const LaneVector y = fourTimesRow0(x(0));
 
-  const OddPart odd = oddPart(laneOf<1>(rows.first), laneOf<1>(rows.second));
-  const LaneVector w = timesCos4(odd.t), y2 = hn::SaturatedAdd(laneOf<0>(rows.first), laneOf<0>(rows.first));
-  const LaneVector s = hn::SaturatedAdd(hn::SaturatedAdd(odd.u, odd.b0), hn::SaturatedAdd(w, w));
-  const auto out = hn::BitCast(hn::FixedTag<Zel16u, 8>(), sumAndDifference<7>(hn::SaturatedAdd(y2, y2), s));
-  const Zel16u first = hn::GetLane(out), second = hn::ExtractLane(out, 4);
-  std::memcpy(dst, &first, 2);
+  const LaneVector tangents = hn::Add(hn::MulHigh(rows7513, load(k.tangents)), hn::And(rows7513, load(k.whole)));
+  const LaneVector pm = hn::SaturatedAdd(rows1375, tangents);
+  const LaneVector p = everywhere<0>(pm), m = everywhere<1>(pm);
+  const LaneVector q = everywhere<2>(hn::SaturatedSub(tangents, rows1375));
+  const LaneVector n = everywhere<3>(hn::SaturatedSub(rows1375, tangents));
+  const LaneVector w = timesCos4(hn::SaturatedSub(p, m));
+  const LaneVector s =
+      hn::SaturatedAdd(hn::SaturatedAdd(hn::SaturatedAdd(q, n), hn::SaturatedAdd(p, m)), hn::SaturatedAdd(w, w));
+
+  // y + S, and the complement of y - S, which is that of y, plus S: saturation and shift take one as they take the
+  // other.
+  const LaneVector results = hn::ShiftRight<7>(hn::SaturatedAdd(y, s));
+  const auto bytes = hn::BitCast(hn::FixedTag<Zel32u, 4>(), narrowSigned(results, results));
+  const Zel32u samples = hn::GetLane(bytes) ^ 0x7F7F8080;
+  std::memcpy(dst, &samples, 2);
+  const Zel32u second = samples >> 16;
   std::memcpy(row(dst, step, 1), &second, 2);
 }
 
