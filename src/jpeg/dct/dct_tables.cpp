@@ -116,10 +116,15 @@ constexpr InverseTables::ToFour toFour() {
     const int k[2][8] = {{f.a, f.b, f.a, -f.b, f.c, f.d, f.e, f.f}, {0, -f.g, 0, f.g, f.h, f.i, f.j, f.k}};
     for (int i = 0; i < 16; ++i) t.k[row / 2][i / 8][row % 2 * 8 + i % 8] = static_cast<Zel16s>(k[i / 8][i % 8]);
   }
-  constexpr int rows[2][4] = {{0, 6, 1, 7}, {2, 4, 3, 5}};
-  for (int i = 0; i < 16; ++i) t.rounding[i / 8][i % 8] = kReducedRounding[rows[i / 8][i % 8 / 2]];
-  constexpr Zel8u order[16] = {0, 1, 5, 4, 2, 3, 7, 6, 10, 11, 15, 14, 8, 9, 13, 12};
-  for (int i = 0; i < 16; ++i) t.rows[i] = order[i];
+  constexpr int rows[4][4] = {{0, 6, 1, 7}, {2, 4, 3, 5}, {2, 6, 1, 7}, {0, 0, 3, 5}};
+  for (int i = 0; i < 32; ++i) t.rounding[i / 16][i / 8 % 2][i % 8] = kReducedRounding[rows[i / 8][i % 8 / 2]];
+  // Columns 0 1 of row 0, those of row 2, its complement, 3 2 of both; then the same of row 3 and the complement of
+  // row 1.
+  constexpr Zel8u order[16] = {0, 1, 5, 4, 10, 11, 15, 14, 2, 3, 7, 6, 8, 9, 13, 12};
+  for (int i = 0; i < 16; ++i) {
+    t.levelShift[i] = i / 2 % 2 ? 127 : 128;
+    t.rows[i] = order[i];
+  }
   return t;
 }
 
@@ -150,7 +155,6 @@ constexpr InverseTables::ToTwo toTwo() {
     const bool outer = i / 2 % 2 == 0; // rows 7 and 1
     t.tangents[i] = static_cast<Zel16s>(outer ? kTan1 : kTan3Less1);
     t.whole[i] = static_cast<Zel16s>(outer ? 0 : -1);
-    t.complement[i] = static_cast<Zel16s>(i / 2 % 2 ? -1 : 0);
   }
   return t;
 }
@@ -174,6 +178,7 @@ constexpr InverseTables inverseTables() {
   t.emptyRow2 = rows2(kRounding[2] >> 11, 0);
   t.to4 = toFour();
   t.to2 = toTwo();
+  for (int i = 0; i < 8; ++i) t.complement[i] = static_cast<Zel16s>(i / 2 % 2 ? -1 : 0);
   return t;
 }
 

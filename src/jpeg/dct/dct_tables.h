@@ -38,12 +38,12 @@ struct InverseTables {
   RowConstants4 tangents, whole;
   RowConstants2 cos4, tan1, emptyRow2;
   // Row transform to four means, of rows 0 1, 2 3, 4 5 and 6 7: the columns 0 2 and 4 6 twice, then 1 3 and 5 7 twice,
-  // their factors, and what rows 0 6 1 7 and 2 4 3 5 add.
+  // their factors, and what rows 0 6 1 7 and 2 4 3 5, or else 2 6 1 7 and 0 0 3 5, add.
   struct ToFour {
     alignas(64) Zel8u columns[2][64];
     alignas(32) Zel16s k[4][2][2 * 8];
-    alignas(32) Zel32s rounding[2][2 * 4];
-    alignas(16) Zel8u rows[16];
+    alignas(32) Zel32s rounding[2][2][2 * 4];
+    alignas(16) Zel8u levelShift[16], rows[16];
   } to4;
   // Row transform to two means, of rows 1 3 and of rows 7 5: factors of the columns 0, 1 3 and 5 7. That of row 0 takes
   // the columns as they lie. Tangents are those of rows 7 5 1 3, the last two as `tangents` and `whole` above.
@@ -55,8 +55,9 @@ struct InverseTables {
     alignas(16) Zel8u oddColumns[16];
     alignas(16) Zel16s row0[2][8];
     alignas(16) Zel32s rounding0[4];
-    alignas(16) Zel16s tangents[8], whole[8], complement[8];
+    alignas(16) Zel16s tangents[8], whole[8];
   } to2;
+  alignas(16) Zel16s complement[8]; // of the odd dwords
 };
 
 extern const ForwardTables kForward __attribute__((visibility("hidden")));

@@ -4,6 +4,7 @@
 // Calls for successive blocks overlap as far as the processor sees ahead, which is two or three blocks: both the number
 // of operations and the length of the chain count, so that some results are computed twice rather than moved.
 #include <cstring>
+#include <utility>
 
 #include "frame/checks.h"
 #include "frame/implementations.h"
@@ -66,14 +67,12 @@ HWY_INLINE Rows2 meansOfRows(Sums one, Sums other, const Zel32s (&rounding)[2 * 
   return packedRows<12>(plus(even, odd), minus(even, odd));
 }
 
-// [A, A2] of rows 0 | 6 and rows 2 | whatever.
-HWY_INLINE LaneVector evenPart(LaneVector rows06, LaneVector rows2) {
-  const LaneVector rows26 = oddEvenDwords(rows06, rows2);
+// A and the complement of A2, of rows 2 | 6 and row 0 twice.
+HWY_INLINE LaneVector evenPart(LaneVector rows26, LaneVector rows00) {
   const LaneVector tangents = hn::MulHigh(rows26, hn::Load(Lane(), kInverse.tangents.k + 16));
   const LaneVector e = evenDwordsTwice(hn::SaturatedAdd(hn::SaturatedAdd(rows26, oddDwordsFirst(tangents)),
                                                         hn::SaturatedSub(tangents, oddDwordsFirst(rows26))));
-  const LaneVector row0 = evenDwordsTwice(rows06), y = hn::SaturatedAdd(row0, row0);
-  return oddEvenDwords(hn::SaturatedSub(y, e), hn::SaturatedAdd(y, e));
+  return hn::SaturatedAdd(hn::Xor(hn::SaturatedAdd(rows00, rows00), load(kInverse.complement)), e);
 }
 
 // [R0, R1] of rows 1 | 7 and rows 3 | 5.
@@ -91,17 +90,27 @@ HWY_INLINE LaneVector oddPart(LaneVector rows17, LaneVector rows35) {
 HWY_INLINE void store4x4(const Zel16s* src, const Zel16u* table, Zel8u* dst, int step) {
   const auto& k = kInverse.to4;
   const auto sums = [&](int i) { return rowSums(dequantised<Rows2>(src + 16 * i, table + 16 * i), k.k[i]); };
-  const Sums rows01 = sums(0), rows23 = sums(1), rows67 = sums(3);
-  Sums rows45 = sums(2);
-  if constexpr (Sums::kVectors == 2) rows45.v[0] = rows23.v[0]; // row 4 isn't needed: let it not be computed
-  const Rows2 rows0617 = meansOfRows(rows01, rows67, k.rounding[0]);
-  const Rows2 rows2435 = meansOfRows(rows23, rows45, k.rounding[1]);
+  Sums rows01 = sums(0), rows23 = sums(1), rows45 = sums(2), rows67 = sums(3);
+  constexpr bool kFree =
+      Sums::kVectors == 2; // a register for each row: even rows pair as they are needed, without row 4
+  if constexpr (kFree) {
+    rows45.v[0] = rows01.v[0];
+    std::swap(rows01.v[0], rows23.v[0]);
+  }
+  const Rows2 rows17 = meansOfRows(rows01, rows67, k.rounding[kFree][0]);
+  const Rows2 rows35 = meansOfRows(rows23, rows45, k.rounding[kFree][1]);
+  LaneVector rows26 = laneOf<0>(rows17), rows00 = laneOf<0>(rows35);
+  if constexpr (!kFree) { // rows 0 6 and 2 4
+    const LaneVector rows06 = rows26;
+    rows26 = oddEvenDwords(rows06, rows00);
+    rows00 = evenDwordsTwice(rows06);
+  }
 
-  const LaneVector a = evenPart(laneOf<0>(rows0617), laneOf<0>(rows2435));
-  const LaneVector r = oddPart(laneOf<1>(rows0617), laneOf<1>(rows2435));
+  const LaneVector a = evenPart(rows26, rows00), r = oddPart(laneOf<1>(rows17), laneOf<1>(rows35));
   const auto bytes = narrowSigned(hn::ShiftRight<6>(hn::SaturatedAdd(a, r)), hn::ShiftRight<6>(hn::SaturatedSub(a, r)));
   const Block8u d8;
-  const auto samples = hn::TableLookupBytes(hn::Xor(hn::BitCast(d8, bytes), hn::Set(d8, 128)), hn::Load(d8, k.rows));
+  const auto samples =
+      hn::TableLookupBytes(hn::Xor(hn::BitCast(d8, bytes), hn::Load(d8, k.levelShift)), hn::Load(d8, k.rows));
   const auto halves = hn::BitCast(hn::FixedTag<Zel64u, 2>(), samples);
   const auto storeTwo = [=](Zel64u rows, int y) {
     std::memcpy(row(dst, step, y), &rows, 4);
@@ -138,7 +147,7 @@ HWY_INLINE LaneVector fourTimesRow0(LaneVector row0) {
   const auto means = hn::ShiftRight<12>(sums);
   LaneVector y = hn::ReorderDemote2To(Lane(), means, means);
   y = hn::SaturatedAdd(y, y);
-  return hn::Xor(hn::SaturatedAdd(y, y), load(k.complement));
+  return hn::Xor(hn::SaturatedAdd(y, y), load(kInverse.complement));
 }
 
 HWY_INLINE void store2x2(const Zel16s* src, const Zel16u* table, Zel8u* dst, int step) {
