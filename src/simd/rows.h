@@ -223,4 +223,13 @@ HWY_INLINE V oddEven16(V odd, V even) {
   return hn::OddEven(odd, even);
 }
 
+// v times a sign, 1 or -1, in lanes of 16 bits.
+template <class V>
+HWY_INLINE V timesSign16(V v, V sign) {
+#if HWY_ARCH_X86
+  if constexpr (sizeof(v.raw) == 16) return V{_mm_sign_epi16(v.raw, sign.raw)};
+#endif
+  return hn::Mul(v, sign);
+}
+
 } // namespace zelj

@@ -178,6 +178,7 @@ constexpr InverseTables inverseTables() {
   t.emptyRow2 = rows2(kRounding[2] >> 11, 0);
   t.to4 = toFour();
   t.to2 = toTwo();
+  for (int i = 0; i < 8; ++i) t.to4.signs[i] = i / 2 % 2 ? -1 : 1;
   for (int i = 0; i < 8; ++i) t.complement[i] = static_cast<Zel16s>(i / 2 % 2 ? -1 : 0);
   return t;
 }

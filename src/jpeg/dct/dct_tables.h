@@ -43,6 +43,7 @@ struct InverseTables {
     alignas(64) Zel8u columns[2][64];
     alignas(32) Zel16s k[4][2][2 * 8];
     alignas(32) Zel32s rounding[2][2][2 * 4];
+    alignas(16) Zel16s signs[8];
     alignas(16) Zel8u levelShift[16], rows[16];
   } to4;
   // Row transform to two means, of rows 1 3 and of rows 7 5: factors of the columns 0, 1 3 and 5 7. That of row 0 takes

@@ -81,7 +81,7 @@ HWY_INLINE LaneVector oddPart(LaneVector rows17, LaneVector rows35) {
   const LaneVector t71 = neighbourDwords(hn::MulHigh(rows17, hn::Load(d, kInverse.tangents.k + 8)));
   const LaneVector t53 = neighbourDwords(hn::Add(hn::MulHigh(rows35, hn::Load(d, kInverse.tangents.k + 24)), rows35));
   const LaneVector pq = oddEvenDwords(hn::SaturatedSub(t71, rows17), hn::SaturatedAdd(t71, rows17));
-  const LaneVector mn = oddEvenDwords(hn::SaturatedSub(rows35, t53), hn::SaturatedAdd(rows35, t53));
+  const LaneVector mn = hn::SaturatedAdd(rows35, timesSign16(t53, load(kInverse.to4.signs)));
   const LaneVector b0u = hn::SaturatedAdd(pq, mn), tv = hn::SaturatedSub(pq, mn), vt = neighbourDwords(tv);
   const LaneVector zw = oddEvenDwords(hn::SaturatedSub(vt, tv), hn::SaturatedAdd(tv, vt));
   return hn::SaturatedAdd(timesCos4(zw), b0u);
