@@ -154,7 +154,7 @@ constexpr InverseTables::ToTwo toTwo() {
   for (int i = 0; i < 8; ++i) {
     const bool outer = i / 2 % 2 == 0; // rows 7 and 1
     t.tangents[i] = static_cast<Zel16s>(outer ? kTan1 : kTan3Less1);
-    t.whole[i] = static_cast<Zel16s>(outer ? 0 : -1);
+    t.one[i] = i / 2 == 2;
   }
   return t;
 }

@@ -161,20 +161,17 @@ HWY_INLINE void store2x2(const Zel16s* src, const Zel16u* table, Zel8u* dst, int
   const LaneVector rows7513 = hn::ReorderDemote2To(d, rows75, rows13);
   const LaneVector y = fourTimesRow0(x(0));
 
-  const LaneVector tangents = hn::Add(hn::MulHigh(rows7513, load(k.tangents)), hn::And(rows7513, load(k.whole)));
-  const LaneVector pm = hn::SaturatedAdd(rows1375, tangents);
-  const LaneVector p = everywhere<0>(pm), m = everywhere<1>(pm);
-  const LaneVector q = everywhere<2>(hn::SaturatedSub(tangents, rows1375));
-  const LaneVector n = everywhere<3>(hn::SaturatedSub(rows1375, tangents));
-  const LaneVector w = timesCos4(hn::SaturatedSub(p, m));
-  const LaneVector s =
-      hn::SaturatedAdd(hn::SaturatedAdd(hn::SaturatedAdd(q, n), hn::SaturatedAdd(p, m)), hn::SaturatedAdd(w, w));
+  // Not x, the complement, is -x - 1, also where either saturates: a - b is not (not a + b), and not (a + b) is not a - b.
+  // With 1 more than tan(pi / 16) of row 1, one difference of all rows gives N and not Q, and so on to not S.
+  const LaneVector tangents = hn::Add(hn::MulHigh(rows7513, load(k.tangents)), oddEvenDwords(rows7513, load(k.one)));
+  const LaneVector pm = hn::SaturatedAdd(rows1375, tangents), qn = hn::SaturatedSub(rows1375, tangents);
+  const LaneVector p = everywhere<0>(pm), m = everywhere<1>(pm), w = timesCos4(hn::SaturatedSub(p, m));
+  const LaneVector u = hn::SaturatedSub(everywhere<2>(qn), everywhere<3>(qn));
+  const LaneVector s = hn::SaturatedSub(hn::SaturatedSub(u, hn::SaturatedAdd(p, m)), hn::SaturatedAdd(w, w));
 
-  // y + S, and the complement of y - S, which is that of y, plus S: saturation and shift take one as they take the
-  // other.
-  const LaneVector results = hn::ShiftRight<7>(hn::SaturatedAdd(y, s));
+  const LaneVector results = hn::ShiftRight<7>(hn::SaturatedSub(s, y)); // not (y + S), y - S
   const auto bytes = hn::BitCast(hn::FixedTag<Zel32u, 4>(), narrowSigned(results, results));
-  const Zel32u samples = hn::GetLane(bytes) ^ 0x7F7F8080;
+  const Zel32u samples = hn::GetLane(bytes) ^ 0x80807F7F;
   std::memcpy(dst, &samples, 2);
   const Zel32u second = samples >> 16;
   std::memcpy(row(dst, step, 1), &second, 2);
