@@ -150,7 +150,10 @@ constexpr InverseTables::ToTwo toTwo() {
               row[8] = {k[0][0], sign * k[0][1], 0, -sign * k[0][2], 0, sign * k[0][3], 0, -sign * k[0][4]};
     for (int j = 0; j < 8; ++j) t.row0[i][j] = static_cast<Zel16s>(row[j]);
   }
-  for (Zel32s& n : t.rounding0) n = 67072;
+  for (int i = 0; i < 4; ++i) {
+    t.rounding0[i] = 67072;
+    t.wholeFours[i] = -4;
+  }
   for (int i = 0; i < 8; ++i) {
     const bool outer = i / 2 % 2 == 0; // rows 7 and 1
     t.tangents[i] = static_cast<Zel16s>(outer ? kTan1 : kTan3Less1);

@@ -144,10 +144,8 @@ HWY_INLINE LaneVector fourTimesRow0(LaneVector row0) {
   const auto first = sumsOfProducts(row0, load(k.row0[0])), second = sumsOfProducts(row0, load(k.row0[1]));
   const auto halves = hn::Add(hn::InterleaveLower(d32, first, second), hn::InterleaveUpper(d32, first, second));
   const auto sums = hn::Add(hn::Add(halves, hn::Load(d32, k.rounding0)), halvesSwapped(halves));
-  const auto means = hn::ShiftRight<12>(sums);
-  LaneVector y = hn::ReorderDemote2To(Lane(), means, means);
-  y = hn::SaturatedAdd(y, y);
-  return hn::Xor(hn::SaturatedAdd(y, y), load(kInverse.complement));
+  const auto fourMeans = hn::And(hn::ShiftRight<10>(sums), hn::Load(d32, k.wholeFours));
+  return hn::Xor(hn::ReorderDemote2To(Lane(), fourMeans, fourMeans), load(kInverse.complement));
 }
 
 HWY_INLINE void store2x2(const Zel16s* src, const Zel16u* table, Zel8u* dst, int step) {
