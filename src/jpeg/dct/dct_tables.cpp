@@ -158,6 +158,7 @@ constexpr InverseTables::ToTwo toTwo() {
     const bool outer = i / 2 % 2 == 0; // rows 7 and 1
     t.tangents[i] = static_cast<Zel16s>(outer ? kTan1 : kTan3Less1);
     t.one[i] = i / 2 == 2;
+    t.signs[i] = i < 4 ? 1 : -1;
   }
   return t;
 }

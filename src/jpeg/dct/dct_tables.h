@@ -56,7 +56,7 @@ struct InverseTables {
     alignas(16) Zel8u oddColumns[16];
     alignas(16) Zel16s row0[2][8];
     alignas(16) Zel32s rounding0[4], wholeFours[4];
-    alignas(16) Zel16s tangents[8], one[8];
+    alignas(16) Zel16s tangents[8], one[8], signs[8];
   } to2;
   alignas(16) Zel16s complement[8]; // of the odd dwords
 };

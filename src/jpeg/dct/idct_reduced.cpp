@@ -41,6 +41,9 @@ HWY_INLINE LaneVector oddEvenDwords(LaneVector odd, LaneVector even) {
 HWY_INLINE LaneVector evenDwordsTwice(LaneVector x) {
   return hn::BitCast(Lane(), hn::DupEven(hn::BitCast(Lane32(), x)));
 }
+HWY_INLINE LaneVector oddDwordsTwice(LaneVector x) {
+  return hn::BitCast(Lane(), hn::DupOdd(hn::BitCast(Lane32(), x)));
+}
 HWY_INLINE LaneVector oddDwordsFirst(LaneVector x) {
   return hn::BitCast(Lane(), hn::ShiftRight<32>(hn::BitCast(hn::FixedTag<Zel64u, 2>(), x)));
 }
@@ -162,10 +165,11 @@ HWY_INLINE void store2x2(const Zel16s* src, const Zel16u* table, Zel8u* dst, int
   // Not x, the complement, is -x - 1, also where either saturates: a - b is not (not a + b), and not (a + b) is not a - b.
   // With 1 more than tan(pi / 16) of row 1, one difference of all rows gives N and not Q, and so on to not S.
   const LaneVector tangents = hn::Add(hn::MulHigh(rows7513, load(k.tangents)), oddEvenDwords(rows7513, load(k.one)));
-  const LaneVector pm = hn::SaturatedAdd(rows1375, tangents), qn = hn::SaturatedSub(rows1375, tangents);
-  const LaneVector p = everywhere<0>(pm), m = everywhere<1>(pm), w = timesCos4(hn::SaturatedSub(p, m));
-  const LaneVector u = hn::SaturatedSub(everywhere<2>(qn), everywhere<3>(qn));
-  const LaneVector s = hn::SaturatedSub(hn::SaturatedSub(u, hn::SaturatedAdd(p, m)), hn::SaturatedAdd(w, w));
+  const LaneVector pmqn = hn::SaturatedAdd(rows1375, timesSign16(tangents, load(k.signs)));
+  const LaneVector pq = evenDwordsTwice(pmqn), mn = oddDwordsTwice(pmqn), tu = hn::SaturatedSub(pq, mn);
+  const LaneVector w = timesCos4(tu);
+  const LaneVector ub = hn::SaturatedSub(halvesSwapped(tu), hn::SaturatedAdd(pq, mn));
+  const LaneVector s = hn::SaturatedSub(ub, hn::SaturatedAdd(w, w));
 
   const LaneVector results = hn::ShiftRight<7>(hn::SaturatedSub(s, y)); // not (y + S), y - S
   const auto bytes = hn::BitCast(hn::FixedTag<Zel32u, 4>(), narrowSigned(results, results));
