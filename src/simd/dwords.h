@@ -33,17 +33,25 @@ HWY_INLINE V pickDwords(V v, V32 from) {
 #endif
 }
 
-// The first dwords of a and b, each twice, of 128 bits.
+// The first dword of each block of a and of b, each twice.
 template <class V>
 HWY_INLINE V firstDwords(V a, V b) {
-  const hn::Repartition<Zel32s, hn::DFromV<V> > d32;
+  const hn::DFromV<V> d;
 #if HWY_ARCH_X86
-  const hn::Repartition<float, decltype(d32)> df;
-  const auto bits = [=](V v) { return hn::BitCast(df, v).raw; };
-  return hn::BitCast(hn::DFromV<V>(), hn::Vec<decltype(df)>{_mm_shuffle_ps(bits(a), bits(b), 0)});
+  const hn::Repartition<float, decltype(d)> df;
+  const auto a32 = hn::BitCast(df, a).raw, b32 = hn::BitCast(df, b).raw;
+  if constexpr (sizeof(a32) == 16) {
+    return hn::BitCast(d, hn::Vec<decltype(df)>{_mm_shuffle_ps(a32, b32, 0)});
+#if HWY_TARGET <= HWY_AVX2
+  } else if constexpr (sizeof(a32) == 32) {
+    return hn::BitCast(d, hn::Vec<decltype(df)>{_mm256_shuffle_ps(a32, b32, 0)});
+#endif
+  }
 #else
-  const auto twice = [=](V v) { return hn::Broadcast<0>(hn::BitCast(d32, v)); };
-  return hn::BitCast(hn::DFromV<V>(), hn::ConcatLowerLower(d32, twice(b), twice(a)));
+  const hn::Repartition<Zel32s, decltype(d)> d32;
+  const auto twice = [=](V v) { return hn::InterleaveLower(d32, hn::BitCast(d32, v), hn::BitCast(d32, v)); };
+  const hn::Repartition<Zel64s, decltype(d)> d64;
+  return hn::BitCast(d, hn::InterleaveLower(d64, hn::BitCast(d64, twice(a)), hn::BitCast(d64, twice(b))));
 #endif
 }
 

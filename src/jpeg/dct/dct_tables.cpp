@@ -132,19 +132,19 @@ constexpr InverseTables::ToTwo toTwo() {
   constexpr int k[4][5] = {
       {16384, 14846, 5213, 3483, 2953}, {22725, 20592, 7231, 4832, 4096}, {}, {19266, 17457, 6130, 4096, 3472}};
   InverseTables::ToTwo t{};
-  const auto set = [&](InverseTables::ToTwo::RowPair& to, int first, int second) {
-    for (int dword = 0; dword < 4; ++dword) {
-      const int row = dword < 2 ? first : second, sign = dword % 2 ? -1 : 1;
+  const auto set = [&](InverseTables::ToTwo::RowPair& to, const int(&rows)[4]) {
+    for (int dword = 0; dword < 8; ++dword) {
+      const int row = rows[dword / 2], sign = dword % 2 ? -1 : 1;
       const int(&f)[5] = k[setOf(row)];
       const int pairs[3][2] = {{f[0], 0}, {sign * f[1], -sign * f[2]}, {sign * f[3], -sign * f[4]}};
       for (int i = 0; i < 6; ++i) to.k[i / 2][2 * dword + i % 2] = static_cast<Zel16s>(pairs[i / 2][i % 2]);
-      to.rounding[dword] = kReducedRounding[row];
+      to.rounding[dword] = row ? kReducedRounding[row] : 67072;
     }
   };
-  set(t.rows13, 1, 3);
-  set(t.rows75, 7, 5);
+  set(t.rows13, {0, 2, 1, 3});
+  set(t.rows75, {6, 4, 7, 5});
   constexpr Zel8u oddColumns[16] = {2, 3, 6, 7, 2, 3, 6, 7, 10, 11, 14, 15, 10, 11, 14, 15};
-  for (int i = 0; i < 16; ++i) t.oddColumns[i] = oddColumns[i];
+  for (int i = 0; i < 32; ++i) t.oddColumns[i] = oddColumns[i % 16];
   for (int i = 0; i < 2; ++i) {
     const int sign = i ? -1 : 1,
               row[8] = {k[0][0], sign * k[0][1], 0, -sign * k[0][2], 0, sign * k[0][3], 0, -sign * k[0][4]};

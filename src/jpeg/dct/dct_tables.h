@@ -46,14 +46,14 @@ struct InverseTables {
     alignas(16) Zel16s signs[8];
     alignas(16) Zel8u levelShift[16], rows[16];
   } to4;
-  // Row transform to two means, of rows 1 3 and of rows 7 5: factors of the columns 0, 1 3 and 5 7. That of row 0 takes
-  // the columns as they lie. Tangents are those of rows 7 5 1 3, the last two as `tangents` and `whole` above.
+  // Row transform to two means, of rows 0 2 1 3 and of rows 6 4 7 5: factors of the columns 0, 1 3 and 5 7. That of row
+  // 0 takes the columns as they lie. Tangents are those of rows 7 5 1 3, the last two as `tangents` and `whole` above.
   struct ToTwo {
     struct RowPair {
-      alignas(16) Zel16s k[3][8];
-      alignas(16) Zel32s rounding[4];
+      alignas(32) Zel16s k[3][2 * 8];
+      alignas(32) Zel32s rounding[2 * 4];
     } rows13, rows75;
-    alignas(16) Zel8u oddColumns[16];
+    alignas(32) Zel8u oddColumns[2 * 16];
     alignas(16) Zel16s row0[2][8];
     alignas(16) Zel32s rounding0[4], wholeFours[4];
     alignas(16) Zel16s tangents[8], one[8], signs[8];

@@ -1,8 +1,12 @@
 // Inverse DCT straight to 4x4 or 2x2 samples, the means of groups of the full result: the row transforms leave out what
-// the means cancel. Where several dwords of two columns are in a register, it holds rows in the order that names it.
+// the means cancel. Registers are named for the rows in them, two columns of each in a dword.
 //
-// Calls for successive blocks overlap as far as the processor sees ahead, which is two or three blocks: both the number
-// of operations and the length of the chain count, so that some results are computed twice rather than moved.
+// Calls for successive blocks overlap as far as the processor sees ahead, two or three blocks: both the number of
+// operations and the length of the chain count, so that a result is rather packed twice than moved.
+//
+// The complement of a value, written not x, is -x - 1, and saturates where x does: not (a + b) = (not a) - b. Where a
+// sum and a difference stand side by side, the complement of the difference is a sum, too, and one operation gives
+// both.
 #include <cstring>
 #include <utility>
 
@@ -70,7 +74,7 @@ HWY_INLINE Rows2 meansOfRows(Sums one, Sums other, const Zel32s (&rounding)[2 * 
   return packedRows<12>(plus(even, odd), minus(even, odd));
 }
 
-// A and the complement of A2, of rows 2 | 6 and row 0 twice.
+// A | not A2, of rows 2 | 6 and row 0 twice.
 HWY_INLINE LaneVector evenPart(LaneVector rows26, LaneVector rows00) {
   const LaneVector tangents = hn::MulHigh(rows26, hn::Load(Lane(), kInverse.tangents.k + 16));
   const LaneVector e = evenDwordsTwice(hn::SaturatedAdd(hn::SaturatedAdd(rows26, oddDwordsFirst(tangents)),
@@ -78,7 +82,7 @@ HWY_INLINE LaneVector evenPart(LaneVector rows26, LaneVector rows00) {
   return hn::SaturatedAdd(hn::Xor(hn::SaturatedAdd(rows00, rows00), load(kInverse.complement)), e);
 }
 
-// [R0, R1] of rows 1 | 7 and rows 3 | 5.
+// R0 | R1, of rows 1 | 7 and rows 3 | 5. The tangents are below 21900 in magnitude: they have a negative.
 HWY_INLINE LaneVector oddPart(LaneVector rows17, LaneVector rows35) {
   const Lane d;
   const LaneVector t71 = neighbourDwords(hn::MulHigh(rows17, hn::Load(d, kInverse.tangents.k + 8)));
@@ -94,9 +98,8 @@ HWY_INLINE void store4x4(const Zel16s* src, const Zel16u* table, Zel8u* dst, int
   const auto& k = kInverse.to4;
   const auto sums = [&](int i) { return rowSums(dequantised<Rows2>(src + 16 * i, table + 16 * i), k.k[i]); };
   Sums rows01 = sums(0), rows23 = sums(1), rows45 = sums(2), rows67 = sums(3);
-  constexpr bool kFree =
-      Sums::kVectors == 2; // a register for each row: even rows pair as they are needed, without row 4
-  if constexpr (kFree) {
+  constexpr bool kFree = Sums::kVectors == 2;
+  if constexpr (kFree) { // a register for each row: even ones can pair as they are needed, and row 4 stays out
     rows45.v[0] = rows01.v[0];
     std::swap(rows01.v[0], rows23.v[0]);
   }
@@ -126,22 +129,27 @@ HWY_INLINE void store4x4(const Zel16s* src, const Zel16u* table, Zel8u* dst, int
 
 // To 2x2.
 
-// Both means of two rows.
-HWY_INLINE hn::Vec<Lane32> meansOfTwoRows(LaneVector one, LaneVector other, const InverseTables::ToTwo::RowPair& k) {
-  const auto even = hn::Add(sumsOfProducts(firstDwords(one, other), load(k.k[0])), hn::Load(Lane32(), k.rounding));
-  const auto oddColumns = [](LaneVector x) {
-    const Block8u d8;
-    return hn::BitCast(Lane(), hn::TableLookupBytes(hn::BitCast(d8, x), hn::Load(d8, kInverse.to2.oddColumns)));
+// Both means of rows 1 and 3, or 7 and 5, and in front of them, if there is room, of rows 0 and 2, or 6 and 4.
+template <class V>
+HWY_INLINE auto meansOfTwoRows(V one, V other, const InverseTables::ToTwo::RowPair& k) {
+  const hn::DFromV<V> d;
+  const hn::RepartitionToWide<decltype(d)> d32;
+  constexpr size_t kRoom = 16 - hn::MaxLanes(d);
+  const auto factors = [&](int i) { return hn::Load(d, k.k[i] + kRoom); };
+  const auto oddColumns = [=](V x) {
+    const hn::Repartition<Zel8u, decltype(d)> d8;
+    return hn::BitCast(d, hn::TableLookupBytes(hn::BitCast(d8, x), hn::Load(d8, kInverse.to2.oddColumns)));
   };
+  const auto even = hn::Add(sumsOfProducts(firstDwords(one, other), factors(0)), hn::Load(d32, k.rounding + kRoom / 2));
   one = oddColumns(one);
   other = oddColumns(other);
-  const auto odd = hn::Add(sumsOfProducts(firstHalves(one, other), load(k.k[1])),
-                           sumsOfProducts(secondHalves(one, other), load(k.k[2])));
+  const auto odd = hn::Add(sumsOfProducts(firstHalves(one, other), factors(1)),
+                           sumsOfProducts(secondHalves(one, other), factors(2)));
   return hn::ShiftRight<12>(hn::Add(even, odd));
 }
 
-// Four times row 0 and, in the odd dwords, its complement.
-HWY_INLINE LaneVector fourTimesRow0(LaneVector row0) {
+// Four times row 0, y | not y, where it has no place beside row 1.
+[[maybe_unused]] HWY_INLINE LaneVector fourTimesRow0(LaneVector row0) {
   const Lane32 d32;
   const auto& k = kInverse.to2;
   const auto first = sumsOfProducts(row0, load(k.row0[0])), second = sumsOfProducts(row0, load(k.row0[1]));
@@ -151,25 +159,39 @@ HWY_INLINE LaneVector fourTimesRow0(LaneVector row0) {
   return hn::Xor(hn::ReorderDemote2To(Lane(), fourMeans, fourMeans), load(kInverse.complement));
 }
 
+struct Means {
+  hn::Vec<Lane32> rows13, rows75;
+  LaneVector y;
+};
+template <class R>
+HWY_INLINE Means meansOfRows(const Zel16s* src, const Zel16u* table) {
+  const auto& k = kInverse.to2;
+  if constexpr (R::kVectors == 2) {
+    const auto x = [=](int i) { return dequantised<Rows<Zel16s, R::kRows / 2>>(src + 8 * i, table + 8 * i).v[0]; };
+    return {meansOfTwoRows(x(1), x(3), k.rows13), meansOfTwoRows(x(7), x(5), k.rows75), fourTimesRow0(x(0))};
+  } else {
+    const auto x = [=](int i) { return dequantised<R>(src + 16 * i, table + 16 * i).v[0]; };
+    const auto rows0213 = meansOfTwoRows(x(0), x(1), k.rows13), rows6475 = meansOfTwoRows(x(3), x(2), k.rows75);
+    const auto row0 = hn::LowerHalf(Lane32(), rows0213), fourMeans = hn::ShiftLeft<2>(firstHalves(row0, row0));
+    return {hn::UpperHalf(Lane32(), rows0213), hn::UpperHalf(Lane32(), rows6475),
+            hn::Xor(hn::ReorderDemote2To(Lane(), fourMeans, fourMeans), load(kInverse.complement))};
+  }
+}
+
 HWY_INLINE void store2x2(const Zel16s* src, const Zel16u* table, Zel8u* dst, int step) {
   const Lane d;
   const auto& k = kInverse.to2;
-  const auto x = [=](int i) {
-    return hn::Mul(hn::LoadU(d, src + 8 * i), hn::BitCast(d, hn::LoadU(hn::RebindToUnsigned<Lane>(), table + 8 * i)));
-  };
-  const auto rows13 = meansOfTwoRows(x(1), x(3), k.rows13), rows75 = meansOfTwoRows(x(7), x(5), k.rows75);
+  const auto [rows13, rows75, y] = meansOfRows<Rows2>(src, table);
   const LaneVector rows1375 = hn::ReorderDemote2To(d, rows13, rows75);
   const LaneVector rows7513 = hn::ReorderDemote2To(d, rows75, rows13);
-  const LaneVector y = fourTimesRow0(x(0));
 
-  // Not x, the complement, is -x - 1, also where either saturates: a - b is not (not a + b), and not (a + b) is not a - b.
-  // With 1 more than tan(pi / 16) of row 1, one difference of all rows gives N and not Q, and so on to not S.
+  // That of row 1 is 1 more: then the difference with row 7 is not Q.
   const LaneVector tangents = hn::Add(hn::MulHigh(rows7513, load(k.tangents)), oddEvenDwords(rows7513, load(k.one)));
   const LaneVector pmqn = hn::SaturatedAdd(rows1375, timesSign16(tangents, load(k.signs)));
-  const LaneVector pq = evenDwordsTwice(pmqn), mn = oddDwordsTwice(pmqn), tu = hn::SaturatedSub(pq, mn);
+  const LaneVector pq = evenDwordsTwice(pmqn), mn = oddDwordsTwice(pmqn), tu = hn::SaturatedSub(pq, mn); // T | not U
   const LaneVector w = timesCos4(tu);
-  const LaneVector ub = hn::SaturatedSub(halvesSwapped(tu), hn::SaturatedAdd(pq, mn));
-  const LaneVector s = hn::SaturatedSub(ub, hn::SaturatedAdd(w, w));
+  const LaneVector ub = hn::SaturatedSub(halvesSwapped(tu), hn::SaturatedAdd(pq, mn)); // not (U + b0)
+  const LaneVector s = hn::SaturatedSub(ub, hn::SaturatedAdd(w, w));                   // not S
 
   const LaneVector results = hn::ShiftRight<7>(hn::SaturatedSub(s, y)); // not (y + S), y - S
   const auto bytes = hn::BitCast(hn::FixedTag<Zel32u, 4>(), narrowSigned(results, results));
