@@ -61,7 +61,7 @@ std::vector<Block> inOrder(const Bytes& file) {
 }
 
 bool same(const Block* a, const Block* b, size_t count) {
-  return std::memcmp(a, b, count * sizeof(Block)) == 0;
+  return count == 0 || std::memcmp(a, b, count * sizeof(Block)) == 0;
 }
 
 // Reads ahead as far as that goes and on from there; returns how many MCUs were guessed, as a part of all.
