@@ -82,6 +82,8 @@ def main():
         cases = [  # name, the peer's command, ours
             ("JPEG encode, q75", "cjpeg -dct int -quality 75 -outfile p.jpg in.ppm", "in.ppm o.jpg --quality 75"),
             ("JPEG decode", "djpeg -dct int -outfile o.ppm p.jpg", "p.jpg o.ppm"),
+            ("JPEG decode at 1/2", "djpeg -dct int -scale 1/2 -outfile o.ppm p.jpg", "p.jpg o.ppm --scale 1/2"),
+            ("JPEG decode at 1/8", "djpeg -dct int -scale 1/8 -outfile o.ppm p.jpg", "p.jpg o.ppm --scale 1/8"),
             ("JPEG progressive encode", "cjpeg -dct int -progressive -outfile pp.jpg in.ppm", "in.ppm o.jpg --progressive"),
             ("JPEG progressive decode", "djpeg -dct int -outfile o.ppm pp.jpg", "pp.jpg o.ppm"),
             ("JPEG 2000 lossless encode", "opj_compress -threads 1 -i in.ppm -o p.j2k", "in.ppm o.j2k"),

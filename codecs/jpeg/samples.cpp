@@ -14,9 +14,10 @@ Zel16u clamp12(float value) {
 // A block of a DC term alone. The library's member cuts an eighth of the product off: half of its divisor goes in
 // first.
 void transformDc(const Zel16s* block, Zel8u* samples, int step, const Zel16u* table) {
-  const Zel16s rounded[64] = {static_cast<Zel16s>(std::clamp(block[0] * table[0] + 4, -32768, 32767))};
-  const Zel16u one[64] = {1};
-  zeliDCTQuantInv8x8LS_1x1_JPEG_16s8u_C1R(rounded, samples, step, one);
+  static constexpr Zel16u kOne[64] = {1};
+  Zel16s rounded[64]; // of which the first counts
+  rounded[0] = static_cast<Zel16s>(std::clamp(block[0] * table[0] + 4, -32768, 32767));
+  zeliDCTQuantInv8x8LS_1x1_JPEG_16s8u_C1R(rounded, samples, step, kOne);
 }
 
 } // namespace
