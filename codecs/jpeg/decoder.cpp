@@ -103,7 +103,7 @@ class Reader : public DamageReader {
 
   Error push(img::RowWriter& writer, const img::Progress& progress) override {
     if (Error error = begin(true)) return error;
-    return scanReader_ ? pushInPieces(writer, progress) : pushByRows(writer, progress);
+    return scanReader_ && !readsRows_ ? pushInPieces(writer, progress) : pushByRows(writer, progress);
   }
 
   // Behind the last scan nothing but the end of the image, and perhaps segments of no use, should follow.
@@ -148,8 +148,8 @@ class Reader : public DamageReader {
     ByteSpan bytes;
   };
 
-  // Restart intervals, or coefficients that are all there: rows of MCUs go side by side and are written one after the
-  // other.
+  // Restart intervals, coefficients that are all there, or data so few that reading them takes less time than the rest:
+  // rows of MCUs go side by side and are written one after the other.
   Error pushByRows(img::RowWriter& writer, const img::Progress& progress) {
     const int mcuRows = divideUp(picture_.height, rowsOfMcuRow_), reach = looksAround_ ? 1 : 0;
     // Of the rows of MCUs above and below each edge, how many are still to come.
@@ -203,12 +203,20 @@ class Reader : public DamageReader {
     int firstRow = 0;
     Group rest; // the first group whose intervals are not known
     std::vector<Group> groups(static_cast<size_t>(options_.threads * img::Pipeline::kSlotsOfThread));
+    std::vector<AlignedArray<Block>> blocks(groups.size()); // of rows that are read in their order
+    const int wide = tables_.scan.mcusWide;
     img::Pipeline pipeline;
+    pipeline.beginsEarly = readsRows_;
     pipeline.begin = [&](int64_t item, int slot) {
       Group& group = groups[static_cast<size_t>(slot)];
       group.begin = firstRow + static_cast<int>(item) * rowsOfGroup_;
       group.end = std::min(group.begin + rowsOfGroup_, mcuRows);
       group.found = Found::notWhole;
+      if (readsRows_) {
+        AlignedArray<Block>& row = blocks[static_cast<size_t>(slot)];
+        if (row.size() == 0) row = AlignedArray<Block>(tables_.scan.mcu.size() * static_cast<size_t>(wide));
+        return !failed(scanReader_->read(wide, row.data()));
+      }
       if (!finder_ || rest.end > 0) return true;
       if (failed(findGroup(group))) return false;
       if (group.found != Found::whole) rest = group;
@@ -223,6 +231,7 @@ class Reader : public DamageReader {
       if (finder_ && failed(openAt(group, source, reader))) return false;
       for (int row = group.begin; row < group.end; ++row) {
         if (coefficients_) transformCoefficients(row);
+        if (readsRows_) transformRun({0, row, wide}, blocks[static_cast<size_t>(slot)].data());
         if (reader && failed(decodeMcuRow(row, *reader, scratch_[thread]))) return false;
         rowDone(row, scratch_[thread]);
       }
@@ -234,7 +243,7 @@ class Reader : public DamageReader {
     };
     for (size_t window = kWindow;;) {
       pipeline.items = divideUp(mcuRows - firstRow, rowsOfGroup_);
-      if (finder_) finder_->begin(int64_t{firstRow} * tables_.scan.mcusWide / header_.restartInterval, window);
+      if (finder_) finder_->begin(int64_t{firstRow} * wide / header_.restartInterval, window);
       rest = {};
       run(pipeline, options_.threads);
       if (error || !finder_) return error;
@@ -245,7 +254,7 @@ class Reader : public DamageReader {
       firstRow = rest.begin;
     }
     scanReader_ = readerOf(source_);
-    if (Error bad = scanReader_->skipTo(int64_t{rest.begin} * tables_.scan.mcusWide)) return bad;
+    if (Error bad = scanReader_->skipTo(int64_t{rest.begin} * wide)) return bad;
     for (int row = rest.begin; row < mcuRows; ++row) {
       if (Error bad = decodeMcuRow(row, *scanReader_, scratch_[0])) return bad;
       rowDone(row, scratch_[0]);
@@ -334,7 +343,8 @@ class Reader : public DamageReader {
     if (Error error = prepareScan(firstScan_)) return error;
     scanReader_ = readerOf(source_);
     if (sideBySide && header_.restartInterval) findParallelIntervals();
-    makePlanes(!scanReader_);
+    readsRows_ = sideBySide && scanReader_ && hasFewData();
+    makePlanes(!scanReader_ || readsRows_);
     return {};
   }
 
@@ -517,6 +527,14 @@ class Reader : public DamageReader {
     }
   }
 
+  // Up to about nine bytes a block entropy decoding takes less time than transforms and colours.
+  bool hasFewData() const {
+    constexpr uint64_t kBytesOfBlock = 9;
+    const std::optional<uint64_t> size = source_.size();
+    const auto blocks = static_cast<uint64_t>(tables_.scan.mcuCount()) * tables_.scan.mcu.size();
+    return size && *size - source_.position() < kBytesOfBlock * blocks;
+  }
+
   // Looks whether rows of MCUs can be read side by side: they begin with restart intervals or not far behind.
   void findParallelIntervals() {
     const int64_t interval = header_.restartInterval;
@@ -571,6 +589,7 @@ class Reader : public DamageReader {
   ScanTables tables_;
   std::unique_ptr<ScanReader> scanReader_;
   std::optional<IntervalFinder> finder_; // where restart intervals are decoded side by side
+  bool readsRows_ = false;               // in their order, while others are transformed side by side
   int rowsOfGroup_ = 1;                  // rows of MCUs that are decoded by one thread
 };
 
