@@ -3,6 +3,7 @@
 
 #include <vector>
 
+#include "common/layout.h"
 #include "jpeg/markers.h"
 #include "jpeg/samples.h"
 
@@ -46,10 +47,8 @@ class LosslessJoiner {
     }
     if (!converts_) return;
     auto* samples = reinterpret_cast<Sample*>(converted_.data());
-    for (size_t c = 0; c < 3; ++c) {
-      for (size_t x = 0; x < width; ++x) samples[c * width + x] = to[3 * x + c];
-    }
-    const Sample* const all[3] = {samples, samples + width, samples + 2 * width};
+    Sample* const all[3] = {samples, samples + width, samples + 2 * width};
+    img::splitChannels(to, 3, picture_.width, all);
     convertInverse(all, to, picture_.width);
   }
 
